@@ -1,0 +1,30 @@
+/* Counting latch: callers wait until every job they queued has left it.
+ *
+ * busy_counter_wait returns holding the latch's lock, on every path; the caller
+ * lets go of it with busy_counter_release. */
+#ifndef ORTAVEL_WORKERS_BUSY_COUNTER_H
+#define ORTAVEL_WORKERS_BUSY_COUNTER_H
+
+#include <pthread.h>
+#include <stdint.h>
+
+#include "ortavel_export.h"
+
+ORTAVEL_BEGIN_C
+
+typedef struct busy_counter {
+  pthread_mutex_t lock; /* guards count */
+  pthread_cond_t zero;  /* broadcast when count falls to 0 */
+  uint32_t count;       /* jobs queued and not yet finished */
+} busy_counter;
+
+ORTAVEL_API void busy_counter_init(busy_counter *c);
+ORTAVEL_API void busy_counter_enter(busy_counter *c);
+ORTAVEL_API void busy_counter_leave(busy_counter *c);
+ORTAVEL_API void busy_counter_wait(busy_counter *c);
+ORTAVEL_API void busy_counter_release(busy_counter *c);
+ORTAVEL_API void busy_counter_destroy(busy_counter *c);
+
+ORTAVEL_END_C
+
+#endif
