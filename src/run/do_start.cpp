@@ -1,0 +1,3 @@
+#include "run/do_start.h"
+
+void DoStart(void) {}
