@@ -1,0 +1,283 @@
+// The resampling kernels: one template over sample type and weight function.
+//
+// Arithmetic order is fixed: per channel, each tap row is summed left to right,
+// then weighted by its row weight and added to the pixel's sum; the result is
+// clamped to 0..max_value, 0.5 is added and the value truncated. Everything the
+// optimisations below do keeps that order per channel, so every path gives the
+// same bits.
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "resample/interp.h"
+#include "resample/kernels.h"
+#include "resample/lanczos_tables.h"
+
+namespace {
+
+template <typename T>
+inline double load(const uint8_t *p) {
+  T v;
+  std::memcpy(&v, p, sizeof v);  // strides need not keep samples aligned
+  return static_cast<double>(v);
+}
+
+// Stores the low bits of an already rounded value, as the sample type holds them.
+template <typename T>
+inline void store(uint8_t *p, int64_t v) {
+  const T s = static_cast<T>(static_cast<uint64_t>(v));
+  std::memcpy(p, &s, sizeof s);
+}
+
+// ---- weight functions; w[0] belongs to the first tap --------------------
+
+struct Bilinear {
+  static constexpr int kTaps = 2;
+  static void weights(double f, double *w) {
+    w[0] = 1.0 - f;
+    w[1] = f;
+  }
+};
+
+// Cubic convolution with a = -0.75.
+struct Bicubic {
+  static constexpr int kTaps = 4;
+  static double inner(double t) { return (1.25 * t - 2.25) * t * t + 1.0; }
+  static double outer(double t) { return ((-0.75 * t + 3.75) * t - 6.0) * t + 3.0; }
+  static void weights(double f, double *w) {
+    w[0] = outer(1.0 + f);
+    w[1] = inner(f);
+    w[2] = inner(1.0 - f);
+    w[3] = outer(2.0 - f);
+  }
+};
+
+// Lanczos of half-width A, read from its table at the absolute tap distance and
+// interpolated linearly between neighbouring entries (128 per pixel).
+template <int A>
+struct Lanczos {
+  static constexpr int kTaps = 2 * A;
+  static const double *table() {
+    static_assert(A == 2 || A == 3 || A == 4 || A == 6, "no table for this half-width");
+    if constexpr (A == 2) {
+      return lanczos4tab;
+    } else if constexpr (A == 3) {
+      return lanczos6tab;
+    } else if constexpr (A == 4) {
+      return lanczos8tab;
+    } else {
+      return lanczos12tab;
+    }
+  }
+  static void weights(double f, double *w) {
+    const double *tab = table();
+    const double t = (static_cast<double>(-(A - 1)) - f) * 128.0;
+    const double ft = std::floor(t);
+    int p = static_cast<int>(ft);
+    const double r = t - ft;
+    for (int n = 0; n < kTaps; ++n) {
+      w[n] = (1.0 - r) * tab[std::abs(p)] + r * tab[std::abs(p + 1)];
+      p += 128;
+    }
+  }
+};
+
+// ---- the filtering kernel -------------------------------------------------
+
+inline int64_t round_clamped(double sum, double max_value) {
+  double v = sum > 0.0 ? sum : 0.0;
+  v = v < max_value ? v : max_value;
+  return static_cast<int64_t>(v + 0.5);
+}
+
+// One pixel's filter over all channels. C is the channel count when known at
+// compile time (0: take `channels`). The channels are accumulated side by side,
+// each in its own running sums, which keeps each channel's order of operations.
+template <typename T, int N, int C>
+inline void filter_pixel(const uint8_t *const *rows, const ptrdiff_t *cols, const double *wx,
+                         const double *wy, int channels, double max_value, uint8_t *out) {
+  if constexpr (C > 0) {
+    double sum[C];
+    for (int k = 0; k < C; ++k) sum[k] = 0.0;
+    for (int m = 0; m < N; ++m) {
+      double rowsum[C];
+      for (int k = 0; k < C; ++k) rowsum[k] = 0.0;
+      for (int n = 0; n < N; ++n) {
+        const uint8_t *px = rows[m] + cols[n];
+        for (int k = 0; k < C; ++k) rowsum[k] += load<T>(px + k * sizeof(T)) * wx[n];
+      }
+      for (int k = 0; k < C; ++k) sum[k] += rowsum[k] * wy[m];
+    }
+    for (int k = 0; k < C; ++k) store<T>(out + k * sizeof(T), round_clamped(sum[k], max_value));
+  } else {
+    for (int k = 0; k < channels; ++k) {
+      const ptrdiff_t ko = static_cast<ptrdiff_t>(k) * static_cast<ptrdiff_t>(sizeof(T));
+      double sum = 0.0;
+      for (int m = 0; m < N; ++m) {
+        const uint8_t *row = rows[m] + ko;
+        double rowsum = 0.0;
+        for (int n = 0; n < N; ++n) rowsum += load<T>(row + cols[n]) * wx[n];
+        sum += rowsum * wy[m];
+      }
+      store<T>(out + ko, round_clamped(sum, max_value));
+    }
+  }
+}
+
+template <typename T>
+inline void zero_pixel(uint8_t *out, int channels) {
+  for (int k = 0; k < channels; ++k) store<T>(out + k * sizeof(T), 0);
+}
+
+inline int clamp_index(int i, int last) {
+  return i < 0 ? 0 : (i > last ? last : i);
+}
+
+template <typename Method, typename T, int C>
+void filter_block(const interp_source *src, const interp_target *dst, interp_transform_fn transform,
+                  const void *model) {
+  constexpr int N = Method::kTaps;
+  const double max_value = static_cast<double>(dst->max_value);
+  const int channels = dst->channels;
+  const double x_limit = static_cast<double>(src->width) - 0.5;
+  const double y_limit = static_cast<double>(src->height) - 0.5;
+  const ptrdiff_t src_row = src->row_stride;
+  const ptrdiff_t src_px = src->pixel_stride;
+
+  for (int r = 0; r < dst->height; ++r) {
+    uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride;
+    const double y = static_cast<double>(r) + dst->origin_y;
+    for (int c = 0; c < dst->width; ++c, out += dst->pixel_stride) {
+      double sx;
+      double sy;
+      transform(static_cast<double>(c) + dst->origin_x, y, &sx, &sy, model);
+      sx = sx - src->origin_x;
+      sy = sy - src->origin_y;
+      // Written so that NaN fails the test.
+      if (!(sx >= -0.5 && sy >= -0.5 && sx <= x_limit && sy <= y_limit)) {
+        zero_pixel<T>(out, channels);
+        continue;
+      }
+      const double flx = std::floor(sx);
+      const double fly = std::floor(sy);
+      double wx[N];
+      double wy[N];
+      Method::weights(sx - flx, wx);
+      Method::weights(sy - fly, wy);
+      const int x0 = static_cast<int>(flx) - (N / 2 - 1);
+      const int y0 = static_cast<int>(fly) - (N / 2 - 1);
+
+      const uint8_t *rows[N];
+      ptrdiff_t cols[N];
+      if (x0 >= 0 && y0 >= 0 && x0 + N <= src->width && y0 + N <= src->height) {
+        const uint8_t *first = src->data + y0 * src_row;
+        for (int m = 0; m < N; ++m) rows[m] = first + m * src_row;
+        for (int n = 0; n < N; ++n) cols[n] = (x0 + n) * src_px;
+      } else {
+        // Near the border: repeat the edge pixels outward.
+        const int last_col = src->width - 1;
+        const int last_row = src->height - 1;
+        for (int m = 0; m < N; ++m) rows[m] = src->data + clamp_index(y0 + m, last_row) * src_row;
+        for (int n = 0; n < N; ++n) cols[n] = clamp_index(x0 + n, last_col) * src_px;
+      }
+      filter_pixel<T, N, C>(rows, cols, wx, wy, channels, max_value, out);
+    }
+  }
+}
+
+template <typename Method, typename T>
+int32_t filter_kernel(const interp_source *src, const interp_target *dst,
+                      interp_transform_fn transform, const void *model) {
+  if (dst->channels != src->channels || dst->max_value != src->max_value) return 1;
+  // The common pixel layouts get their channel loop unrolled.
+  switch (dst->channels) {
+    case 3:
+      filter_block<Method, T, 3>(src, dst, transform, model);
+      break;
+    case 4:
+      filter_block<Method, T, 4>(src, dst, transform, model);
+      break;
+    default:
+      filter_block<Method, T, 0>(src, dst, transform, model);
+      break;
+  }
+  return 0;
+}
+
+// Sub-pixel phase display: channel 0 shows the horizontal phase, channel 1 the
+// vertical one, 0 on a pixel centre and max_value half-way between centres.
+template <typename T>
+int32_t align_kernel(const interp_source *src, const interp_target *dst,
+                     interp_transform_fn transform, const void *model) {
+  if (dst->channels != src->channels || dst->max_value != src->max_value) return 1;
+  if (dst->channels < 2) return 1;
+  const double max_value = static_cast<double>(dst->max_value);
+  const int channels = dst->channels;
+  const double x_limit = static_cast<double>(src->width) - 0.5;
+  const double y_limit = static_cast<double>(src->height) - 0.5;
+
+  for (int r = 0; r < dst->height; ++r) {
+    uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride;
+    const double y = static_cast<double>(r) + dst->origin_y;
+    for (int c = 0; c < dst->width; ++c, out += dst->pixel_stride) {
+      double sx;
+      double sy;
+      transform(static_cast<double>(c) + dst->origin_x, y, &sx, &sy, model);
+      sx = sx - src->origin_x;
+      sy = sy - src->origin_y;
+      zero_pixel<T>(out, channels);
+      if (sx >= -0.5 && sy >= -0.5 && sx <= x_limit && sy <= y_limit) {
+        const double fx = sx - std::floor(sx);
+        const double fy = sy - std::floor(sy);
+        store<T>(out, static_cast<int64_t>((1.0 - std::fabs(2.0 * fx - 1.0)) * max_value + 0.5));
+        store<T>(out + sizeof(T),
+                 static_cast<int64_t>((1.0 - std::fabs(2.0 * fy - 1.0)) * max_value + 0.5));
+      }
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+#define ORTAVEL_FILTER_KERNEL(name, method, type)                         \
+  int32_t name(const interp_source *source, const interp_target *target,  \
+               interp_transform_fn transform, const void *model) {        \
+    return filter_kernel<method, type>(source, target, transform, model); \
+  }
+
+ORTAVEL_FILTER_KERNEL(func_BILINEAR_1, Bilinear, uint8_t)
+ORTAVEL_FILTER_KERNEL(func_BILINEAR_2, Bilinear, uint16_t)
+ORTAVEL_FILTER_KERNEL(func_BILINEAR_4, Bilinear, uint32_t)
+ORTAVEL_FILTER_KERNEL(func_BICUBIC_1, Bicubic, uint8_t)
+ORTAVEL_FILTER_KERNEL(func_BICUBIC_2, Bicubic, uint16_t)
+ORTAVEL_FILTER_KERNEL(func_BICUBIC_4, Bicubic, uint32_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS4_1, Lanczos<2>, uint8_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS4_2, Lanczos<2>, uint16_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS4_4, Lanczos<2>, uint32_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS6_1, Lanczos<3>, uint8_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS6_2, Lanczos<3>, uint16_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS6_4, Lanczos<3>, uint32_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS8_1, Lanczos<4>, uint8_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS8_2, Lanczos<4>, uint16_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS8_4, Lanczos<4>, uint32_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS12_1, Lanczos<6>, uint8_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS12_2, Lanczos<6>, uint16_t)
+ORTAVEL_FILTER_KERNEL(func_LANCZOS12_4, Lanczos<6>, uint32_t)
+
+#undef ORTAVEL_FILTER_KERNEL
+
+int32_t func_TEST_ALIGN_1(const interp_source *source, const interp_target *target,
+                          interp_transform_fn transform, const void *model) {
+  return align_kernel<uint8_t>(source, target, transform, model);
+}
+int32_t func_TEST_ALIGN_2(const interp_source *source, const interp_target *target,
+                          interp_transform_fn transform, const void *model) {
+  return align_kernel<uint16_t>(source, target, transform, model);
+}
+int32_t func_TEST_ALIGN_4(const interp_source *source, const interp_target *target,
+                          interp_transform_fn transform, const void *model) {
+  return align_kernel<uint32_t>(source, target, transform, model);
+}
