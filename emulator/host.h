@@ -1,0 +1,113 @@
+// One emulated host for one document and one loaded plug-in: fills the
+// FilterRecord as a real host does, serves the handle, descriptor,
+// advance-state, progress and abort callbacks, and drives the selectors of a
+// filter invocation. The document is changed only when the invocation
+// succeeds; workingDocument() shows what the filter wrote in any case.
+//
+//   hostemu::Plugin plugin(path);
+//   hostemu::Host host(plugin, doc, options);
+//   auto r = host.runFilter(descriptorIn);   // r.result, r.descriptorOut
+//   std::cout << host.log().print();
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "emulator/descriptor.h"
+#include "emulator/document.h"
+#include "emulator/handles.h"
+#include "emulator/log.h"
+#include "emulator/options.h"
+#include "emulator/plugin.h"
+
+struct FilterRecord;
+
+namespace hostemu {
+
+class SuiteHost;
+
+// Selector numbers.
+enum Selector : std::int16_t {
+  kSelectorAbout = 0,
+  kSelectorParameters = 1,
+  kSelectorPrepare = 2,
+  kSelectorStart = 3,
+  kSelectorContinue = 4,
+  kSelectorFinish = 5,
+};
+
+struct SelectorCall {
+  std::int16_t selector = 0;
+  std::int16_t result = 0;
+};
+
+struct RunResult {
+  // The first non-zero result of the invocation, 0 when every call succeeded.
+  std::int16_t result = 0;
+  std::int16_t failedSelector = -1;  // the selector that returned it, -1 none
+  std::vector<SelectorCall> calls;   // every PluginMain call in order
+  int continueCalls = 0;
+  bool continueLimitReached = false;
+  bool documentChanged = false;      // the working document was committed
+  // descriptorParameters after finish: the descriptor the filter left there
+  // (nullopt when it left none), playInfo and recordInfo as it left them.
+  std::optional<Descriptor> descriptorOut;
+  std::int16_t playInfo = 0;
+  std::int16_t recordInfo = 0;
+  int tiles = 0;  // output tiles handed out
+};
+
+class Host {
+ public:
+  // Throws std::invalid_argument for a document this host cannot present
+  // (no planes, wrong plane sizes, depth not 8/16/32, or too big for 16-bit
+  // coordinates when bigDocument is off).
+  Host(Plugin &plugin, Document &document, HostOptions options = {});
+  ~Host();
+  Host(const Host &) = delete;
+  Host &operator=(const Host &) = delete;
+
+  // The about selector with an AboutRecord.
+  std::int16_t about();
+  // parameters (when withParameters), prepare, start, continue until the
+  // rectangles are empty, finish. descriptorIn null: no descriptor goes in.
+  RunResult runFilter(const Descriptor *descriptorIn = nullptr, bool withParameters = false);
+  RunResult runFilter(const Descriptor &descriptorIn, bool withParameters = false) {
+    return runFilter(&descriptorIn, withParameters);
+  }
+  // One PluginMain call on the current FilterRecord, for step-by-step tests.
+  // Start and continue also hand out / write back tiles as runFilter does.
+  std::int16_t callSelector(std::int16_t selector);
+
+  const Log &log() const { return log_; }
+  Log &log() { return log_; }
+  HandleStore &handles() { return plugin_.handles(); }
+  const HostOptions &options() const { return options_; }
+  const Document &workingDocument() const { return working_; }
+  // The record as the filter sees it (for inspection between steps).
+  FilterRecord *filterRecord();
+  SuiteHost &suites();
+  // The parameters handle kept with the invocation, null when none yet.
+  HostHandle parametersHandle() const;
+  // Handles alive that the host does not hold (not parameters, data or the
+  // outgoing descriptor): what the filter leaked.
+  std::vector<HandleInfo> leaks() const;
+  // Number of alerts shown so far.
+  std::size_t alertCount() const { return log_.count(LogKind::Alert); }
+
+  // Called by the C callbacks of the active host.
+  struct Impl;
+
+ private:
+  Plugin &plugin_;
+  Document &document_;
+  Document working_;
+  HostOptions options_;
+  Log log_;
+  std::unique_ptr<Impl> impl_;
+};
+
+}  // namespace hostemu
