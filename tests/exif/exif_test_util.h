@@ -1,0 +1,38 @@
+// Shared helpers of the EXIF reader's tests: an owning parser handle and
+// record lookup by tag id.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "exif/tiff_parse.h"
+
+namespace ortavel::test {
+
+struct ParserDeleter {
+  void operator()(tiff_parser *p) const { tiff_parse_discard(p); }
+};
+using Parser = std::unique_ptr<tiff_parser, ParserDeleter>;
+
+inline const uint16_t *const kKeepAll[2] = {nullptr, nullptr};
+
+inline Parser Parse(const std::vector<uint8_t> &bytes, const uint16_t *const *filter = kKeepAll) {
+  return Parser(tiff_parse(bytes.data(), static_cast<int32_t>(bytes.size()), filter));
+}
+
+inline const tiff_tag *Find(const tiff_parser *p, int dir, uint16_t tag) {
+  for (const tiff_tag *t = p->tags[dir]; t; t = t->next) {
+    if (t->tag == tag) return t;
+  }
+  return nullptr;
+}
+
+// Tag ids of a directory's records in list order.
+inline std::vector<uint16_t> Ids(const tiff_parser *p, int dir) {
+  std::vector<uint16_t> ids;
+  for (const tiff_tag *t = p->tags[dir]; t; t = t->next) ids.push_back(t->tag);
+  return ids;
+}
+
+}  // namespace ortavel::test
