@@ -1,0 +1,31 @@
+// Running one job per file on a few threads. Each job reads and writes its
+// own files; the plug-in calls inside are serialised by the FilterSession,
+// so the threads overlap decoding and encoding with the filter's run.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "exit_codes.h"
+
+namespace ortavel::cli {
+
+struct JobOutcome {
+  ExitCode code = ExitCode::kOk;
+  std::string message;  // the error, empty on success
+};
+
+// Calls job(i) for i in 0..count-1 on `threads` threads, in order of i as far
+// as threads allow. A job's CliError (or other exception) is its outcome and
+// does not stop the others. Once interrupted() is raised no new job starts;
+// those never run are reported as interrupted.
+std::vector<JobOutcome> runJobs(std::size_t count, int threads,
+                                const std::function<void(std::size_t)> &job);
+
+// How many threads to use when the user did not say.
+int defaultJobs();
+
+}  // namespace ortavel::cli

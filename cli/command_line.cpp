@@ -1,0 +1,244 @@
+#include "command_line.h"
+
+#include <charconv>
+#include <functional>
+#include <set>
+
+#include "exit_codes.h"
+#include "lens_presets.h"
+#include "settings_file.h"
+
+namespace ortavel::cli {
+namespace {
+
+struct Pending {
+  std::string option;
+  std::string value;
+};
+
+int parseInt(const std::string &option, const std::string &value, int lo, int hi) {
+  int v = 0;
+  const auto r = std::from_chars(value.data(), value.data() + value.size(), v);
+  if (value.empty() || r.ec != std::errc() || r.ptr != value.data() + value.size() || v < lo ||
+      v > hi) {
+    throw usageError(option + " needs a whole number from " + std::to_string(lo) + " to " +
+                     std::to_string(hi) + ", not \"" + value + "\"");
+  }
+  return v;
+}
+
+double parseNumber(const std::string &option, const std::string &value) {
+  const auto v = parseFinite(value);
+  if (!v) throw usageError(option + " needs a finite number, not \"" + value + "\"");
+  return *v;
+}
+
+// Options that set correction parameters, applied after the settings file.
+void applySetting(const Pending &p, CorrectionSettings &s) {
+  const std::string &o = p.option;
+  const std::string &v = p.value;
+  if (o == "--k1")
+    s.k1 = parseNumber(o, v);
+  else if (o == "--k2")
+    s.k2 = parseNumber(o, v);
+  else if (o == "--radius-limit")
+    s.radiusLimit = parseNumber(o, v);
+  else if (o == "--scale")
+    s.scale = parseNumber(o, v);
+  else if (o == "--center") {
+    const auto c = parseList<2>(v);
+    if (!c) throw usageError("--center needs two finite numbers X,Y, not \"" + v + "\"");
+    s.centerX = (*c)[0];
+    s.centerY = (*c)[1];
+  } else if (o == "--margins") {
+    const auto m = parseMargins(v);
+    if (!m) {
+      throw usageError("--margins needs four whole numbers T,B,L,R, none negative, not \"" + v +
+                       "\"");
+    }
+    s.margins = *m;
+  } else if (o == "--method") {
+    const auto m = methodFromName(v);
+    if (!m) {
+      throw usageError("unknown --method \"" + v +
+                       "\" (bilinear, bicubic, lanczos6, lanczos8, lanczos12 or test-align)");
+    }
+    s.method = *m;
+  } else if (o == "--orientation") {
+    const auto r = orientationFromName(v);
+    if (!r) {
+      throw usageError("unknown --orientation \"" + v +
+                       "\" (0..7, or top, left, bottom, right, each optionally -mirrored)");
+    }
+    s.orientation = *r;
+  } else if (o == "--lens") {
+    const auto l = findLensPreset(v);
+    if (!l) throw usageError("unknown --lens \"" + v + "\" (see ortavel correct --help)");
+    s.k1 = l->k1;
+    s.k2 = l->k2;
+    s.centerX = l->centerX;
+    s.centerY = l->centerY;
+  }
+}
+
+const std::set<std::string> kSettingOptions = {"--k1",           "--k2",     "--center",
+                                               "--radius-limit", "--scale",  "--orientation",
+                                               "--margins",      "--method", "--lens"};
+
+}  // namespace
+
+const char *commandName(Command c) {
+  switch (c) {
+    case Command::kCorrect:
+      return "correct";
+    case Command::kInfo:
+      return "info";
+    case Command::kPreview:
+      return "preview";
+    case Command::kAbout:
+      return "about";
+    case Command::kHelp:
+      return "help";
+    case Command::kNone:
+      break;
+  }
+  return "";
+}
+
+CommandLine parseCommandLine(const std::vector<std::string> &args) {
+  CommandLine cl;
+  std::vector<Pending> settingOptions;
+  bool onlyFiles = false;
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    std::string arg = args[i];
+    if (onlyFiles || arg.empty() || arg[0] != '-' || arg == "-") {
+      if (cl.command == Command::kNone) {
+        if (arg == "correct")
+          cl.command = Command::kCorrect;
+        else if (arg == "info")
+          cl.command = Command::kInfo;
+        else if (arg == "preview")
+          cl.command = Command::kPreview;
+        else if (arg == "about")
+          cl.command = Command::kAbout;
+        else if (arg == "help")
+          cl.command = Command::kHelp;
+        else
+          throw usageError("unknown command \"" + arg +
+                           "\" (correct, info, preview, about or help)");
+      } else {
+        cl.files.push_back(arg);
+      }
+      continue;
+    }
+    if (arg == "--") {
+      onlyFiles = true;
+      continue;
+    }
+    std::string value;
+    bool hasValue = false;
+    if (arg.rfind("--", 0) == 0) {
+      const auto eq = arg.find('=');
+      if (eq != std::string::npos) {
+        value = arg.substr(eq + 1);
+        arg.erase(eq);
+        hasValue = true;
+      }
+    }
+    auto needValue = [&]() -> std::string {
+      if (hasValue) return value;
+      if (i + 1 >= args.size()) throw usageError(arg + " needs a value");
+      return args[++i];
+    };
+    auto noValue = [&] {
+      if (hasValue) throw usageError(arg + " takes no value");
+    };
+    const Command c = cl.command;
+    auto only = [&](std::initializer_list<Command> allowed) {
+      for (Command a : allowed)
+        if (a == c) return;
+      throw usageError(arg + " does not apply to " +
+                       (c == Command::kNone ? std::string("ortavel itself")
+                                            : std::string("ortavel ") + commandName(c)));
+    };
+
+    if (arg == "-h" || arg == "--help") {
+      noValue();
+      cl.help = true;
+    } else if (arg == "--version") {
+      noValue();
+      cl.version = true;
+    } else if (arg == "-q" || arg == "--quiet") {
+      noValue();
+      cl.quiet = true;
+    } else if (arg == "--plugin") {
+      cl.plugin = needValue();
+    } else if (arg == "-f" || arg == "--force") {
+      noValue();
+      only({Command::kCorrect, Command::kPreview});
+      cl.force = true;
+    } else if (arg == "-o" || arg == "--output-dir") {
+      only({Command::kCorrect, Command::kPreview});
+      cl.outputDir = needValue();
+    } else if (arg == "--settings") {
+      only({Command::kCorrect, Command::kPreview});
+      cl.settingsIn = needValue();
+    } else if (arg == "--save-settings") {
+      only({Command::kCorrect});
+      cl.settingsOut = needValue();
+    } else if (arg == "--jobs" || arg == "-j") {
+      only({Command::kCorrect});
+      cl.jobs = parseInt(arg, needValue(), 1, 64);
+    } else if (arg == "--quality") {
+      only({Command::kCorrect});
+      cl.quality = parseInt(arg, needValue(), 1, 100);
+    } else if (arg == "--size") {
+      only({Command::kPreview});
+      const std::string v = needValue();
+      const auto x = v.find('x');
+      if (x == std::string::npos)
+        throw usageError("--size needs WxH, e.g. 640x480, not \"" + v + "\"");
+      cl.previewWidth = parseInt("--size width", v.substr(0, x), 1, 16384);
+      cl.previewHeight = parseInt("--size height", v.substr(x + 1), 1, 16384);
+    } else if (kSettingOptions.count(arg)) {
+      only({Command::kCorrect, Command::kPreview});
+      settingOptions.push_back({arg, needValue()});
+    } else {
+      throw usageError("unknown option " + arg);
+    }
+  }
+  if (cl.help || cl.version) return cl;
+
+  if (cl.settingsIn) readSettingsFile(*cl.settingsIn, cl.settings);
+  for (const auto &p : settingOptions) applySetting(p, cl.settings);
+  validate(cl.settings);
+
+  switch (cl.command) {
+    case Command::kNone:
+      throw usageError("no command given (correct, info, preview, about or help)");
+    case Command::kCorrect:
+      if (cl.outputDir) {
+        if (cl.files.empty()) throw usageError("correct: no input file given");
+      } else if (cl.files.size() != 2) {
+        throw usageError(
+            "correct needs IN OUT, or several inputs and -o DIR (see ortavel correct --help)");
+      }
+      break;
+    case Command::kInfo:
+      if (cl.files.empty()) throw usageError("info: no input file given");
+      break;
+    case Command::kPreview:
+      if (cl.files.size() != 1) throw usageError("preview needs exactly one input file");
+      if (!cl.outputDir) throw usageError("preview needs an output directory: -o DIR");
+      break;
+    case Command::kAbout:
+      if (!cl.files.empty()) throw usageError("about takes no files");
+      break;
+    case Command::kHelp:
+      if (cl.files.size() > 1) throw usageError("help takes at most one command name");
+      break;
+  }
+  return cl;
+}
+
+}  // namespace ortavel::cli

@@ -1,0 +1,39 @@
+// The command line of `ortavel`: a command, its files and its options.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "correction_settings.h"
+
+namespace ortavel::cli {
+
+enum class Command { kNone, kCorrect, kInfo, kPreview, kAbout, kHelp };
+
+struct CommandLine {
+  Command command = Command::kNone;
+  std::vector<std::string> files;          // positional arguments
+  std::optional<std::string> outputDir;    // -o DIR
+  CorrectionSettings settings;             // file, then options, applied
+  std::optional<std::string> settingsIn;   // --settings FILE
+  std::optional<std::string> settingsOut;  // --save-settings FILE
+  std::optional<std::string> plugin;       // --plugin PATH
+  bool force = false;
+  bool quiet = false;
+  bool help = false;     // --help after a command, or `help CMD`
+  bool version = false;  // --version
+  int jobs = 0;          // 0: as many as the machine has processors, at most 4
+  int quality = 95;      // JPEG quality of written files
+  int previewWidth = 512;
+  int previewHeight = 512;
+};
+
+// Parses argv. The settings file (--settings) is read here, and the options
+// that set parameters are applied on top of it, whatever their order.
+// Throws CliError (usage) with a message that says what is wrong.
+CommandLine parseCommandLine(const std::vector<std::string> &args);
+
+const char *commandName(Command c);
+
+}  // namespace ortavel::cli

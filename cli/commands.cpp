@@ -1,0 +1,220 @@
+#include "commands.h"
+
+#include <cstdio>
+#include <fstream>
+#include <mutex>
+#include <set>
+
+#include "atomic_output.h"
+#include "batch.h"
+#include "filter_session.h"
+#include "image_io/image_io.h"
+#include "interrupt.h"
+#include "plugin_locator.h"
+#include "progress_bar.h"
+#include "settings_file.h"
+
+namespace ortavel::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::mutex gOutputMutex;  // report lines from several threads stay whole
+
+std::string depthText(const Image &img) {
+  return std::to_string(img.fileBits) + " bits per channel";
+}
+
+// Where each input goes: OUT, or DIR/<input's name>.
+std::vector<fs::path> outputsFor(const CommandLine &cl) {
+  if (!cl.outputDir) return {fs::path(cl.files[1])};
+  struct stat;
+  std::error_code ec;
+  if (!fs::is_directory(*cl.outputDir, ec)) {
+    throw usageError(*cl.outputDir + ": output directory does not exist");
+  }
+  std::vector<fs::path> outs;
+  std::set<fs::path> seen;
+  for (const auto &in : cl.files) {
+    fs::path out = fs::path(*cl.outputDir) / fs::path(in).filename();
+    if (!seen.insert(out).second) {
+      throw usageError(in + ": another input has the same name; both would be written to " +
+                       out.string());
+    }
+    outs.push_back(out);
+  }
+  return outs;
+}
+
+void writeSettings(const fs::path &path, const CorrectionSettings &s) {
+  AtomicOutput out(path, true);
+  {
+    std::ofstream f(out.temporaryPath(), std::ios::binary | std::ios::trunc);
+    f << formatSettings(s);
+    f.flush();
+    if (!f) throw failure(path.string() + ": cannot write the settings file");
+  }
+  out.commit();
+}
+
+void writeRgbPng(const RgbPicture &pic, const fs::path &path, bool force) {
+  Image img;
+  img.colour = ColourModel::kRgb;
+  allocatePlanes(img, pic.width, pic.height, 8, 3);
+  const std::size_t n = static_cast<std::size_t>(pic.width) * pic.height;
+  for (std::size_t i = 0; i < n; ++i)
+    for (int c = 0; c < 3; ++c) img.doc.planes[c].samples[i] = pic.pixels[i * 3 + c];
+  AtomicOutput out(path, force);
+  writeImage(img, FileFormat::kPng, out.temporaryPath(), {});
+  out.commit();
+}
+
+}  // namespace
+
+void reportError(const std::string &message) {
+  std::lock_guard lock(gOutputMutex);
+  std::fprintf(stderr, "ortavel: %s\n", message.c_str());
+}
+
+ExitCode runCorrect(const CommandLine &cl) {
+  const std::vector<fs::path> outputs = outputsFor(cl);
+  std::vector<FileFormat> formats;
+  for (const auto &out : outputs) {
+    const auto f = formatForName(out);
+    if (!f) {
+      throw usageError(out.string() + ": unknown output format (name it .jpg, .png or .tif)");
+    }
+    formats.push_back(*f);
+    if (!cl.outputDir) checkOutputPath(out, cl.force);
+  }
+  ProgressBar bar(!cl.quiet && stderrIsTerminal());
+  FilterSession session(locatePlugin(cl.plugin), bar);
+  const bool batch = cl.outputDir.has_value();
+  const std::size_t n = cl.files.size();
+
+  std::mutex savedMutex;
+  bool saved = false;
+  const WriteOptions writeOptions{cl.quality};
+  auto job = [&](std::size_t i) {
+    const std::string &in = cl.files[i];
+    const fs::path &out = outputs[i];
+    checkOutputPath(out, cl.force);
+    Image img = readImage(in);
+    validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in);
+    checkWritable(img, formats[i], out);
+    const std::string label =
+        batch ? "[" + std::to_string(i + 1) + "/" + std::to_string(n) + "] " + in : in;
+    const CorrectionSettings recorded = session.correct(img, cl.settings, label);
+    if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
+    {
+      AtomicOutput file(out, cl.force);
+      writeImage(img, formats[i], file.temporaryPath(), writeOptions);
+      if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
+      file.commit();
+    }
+    if (cl.settingsOut) {
+      std::lock_guard lock(savedMutex);
+      if (!saved) {
+        writeSettings(*cl.settingsOut, recorded);
+        saved = true;
+      }
+    }
+    if (batch && !cl.quiet) {
+      std::lock_guard lock(gOutputMutex);
+      bar.clear();
+      std::printf("%s -> %s\n", in.c_str(), out.string().c_str());
+      std::fflush(stdout);
+    }
+  };
+
+  const int threads = batch ? (cl.jobs > 0 ? cl.jobs : defaultJobs()) : 1;
+  const std::vector<JobOutcome> outcomes = runJobs(n, threads, job);
+  ExitCode worst = ExitCode::kOk;
+  std::size_t failed = 0;
+  for (const auto &o : outcomes) {
+    if (o.code == ExitCode::kOk) continue;
+    ++failed;
+    if (o.code != ExitCode::kInterrupted || !batch) reportError(o.message);
+    if (static_cast<int>(o.code) > static_cast<int>(worst)) worst = o.code;
+  }
+  if (batch && (!cl.quiet || failed > 0)) {
+    std::lock_guard lock(gOutputMutex);
+    std::fprintf(stderr, "ortavel: corrected %zu of %zu files", n - failed, n);
+    if (failed > 0) std::fprintf(stderr, "; %zu failed", failed);
+    if (interrupted()) std::fprintf(stderr, " (interrupted)");
+    std::fprintf(stderr, "\n");
+  }
+  return interrupted() ? ExitCode::kInterrupted : worst;
+}
+
+ExitCode runInfo(const CommandLine &cl) {
+  ProgressBar bar(false);
+  FilterSession session(locatePlugin(cl.plugin), bar);
+  ExitCode worst = ExitCode::kOk;
+  bool first = true;
+  for (const auto &in : cl.files) {
+    try {
+      const Image img = readImage(in);
+      const CameraInfo cam = session.identify(img, in);
+      if (!first) std::printf("\n");
+      first = false;
+      std::printf("file:         %s\n", in.c_str());
+      std::printf("format:       %s\n", formatName(img.format));
+      std::printf("size:         %d x %d pixels\n", img.doc.width, img.doc.height);
+      std::printf("depth:        %s\n", depthText(img).c_str());
+      std::printf("mode:         %s", colourName(img.colour));
+      if (img.alphaPlanes() > 0)
+        std::printf(" with %d alpha plane%s", img.alphaPlanes(), img.alphaPlanes() > 1 ? "s" : "");
+      std::printf("\n");
+      if (img.xDpi > 0.0) std::printf("resolution:   %g x %g dpi\n", img.xDpi, img.yDpi);
+      std::printf(
+          "icc profile:  %s\n",
+          img.doc.icc.empty() ? "none" : (std::to_string(img.doc.icc.size()) + " bytes").c_str());
+      std::printf("camera make:  %s\n", cam.make ? cam.make->c_str() : "(unknown)");
+      std::printf("camera model: %s\n", cam.model ? cam.model->c_str() : "(unknown)");
+      if (cam.focalLengthMm)
+        std::printf("focal length: %g mm\n", *cam.focalLengthMm);
+      else
+        std::printf("focal length: (unknown)\n");
+      std::fflush(stdout);
+    } catch (const CliError &e) {
+      reportError(e.what());
+      if (static_cast<int>(e.code()) > static_cast<int>(worst)) worst = e.code();
+    }
+  }
+  return worst;
+}
+
+ExitCode runPreview(const CommandLine &cl) {
+  const fs::path in = cl.files[0];
+  const fs::path dir = *cl.outputDir;
+  std::error_code ec;
+  if (!fs::is_directory(dir, ec))
+    throw usageError(dir.string() + ": output directory does not exist");
+  const fs::path unPath = dir / (in.stem().string() + "-uncorrected.png");
+  const fs::path coPath = dir / (in.stem().string() + "-corrected.png");
+  checkOutputPath(unPath, cl.force);
+  checkOutputPath(coPath, cl.force);
+  ProgressBar bar(false);
+  FilterSession session(locatePlugin(cl.plugin), bar);
+  const Image img = readImage(in);
+  validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in.string());
+  const Previews p =
+      session.preview(img, cl.settings, cl.previewWidth, cl.previewHeight, in.string());
+  writeRgbPng(p.uncorrected, unPath, cl.force);
+  writeRgbPng(p.corrected, coPath, cl.force);
+  if (!cl.quiet) {
+    std::printf("%s (%d x %d)\n%s (%d x %d)\n", unPath.c_str(), p.uncorrected.width,
+                p.uncorrected.height, coPath.c_str(), p.corrected.width, p.corrected.height);
+  }
+  return ExitCode::kOk;
+}
+
+ExitCode runAbout(const CommandLine &cl) {
+  ProgressBar bar(false);
+  FilterSession session(locatePlugin(cl.plugin), bar);
+  std::printf("%s\n", session.about().c_str());
+  return ExitCode::kOk;
+}
+
+}  // namespace ortavel::cli

@@ -1,0 +1,112 @@
+#include "help_text.h"
+
+#include "lens_presets.h"
+
+namespace ortavel::cli {
+namespace {
+
+const char kGeneral[] =
+    "Usage: ortavel COMMAND [OPTIONS] FILES...\n"
+    "\n"
+    "Corrects the barrel and pincushion distortion of a camera lens in photographs,\n"
+    "by running the Ortavel filter plug-in in an emulated host.\n"
+    "\n"
+    "Commands:\n"
+    "  correct IN OUT [options]       correct one picture\n"
+    "  correct IN... -o DIR [options] correct several pictures, in parallel\n"
+    "  info IN...                     camera make, model and focal length; size, depth, mode\n"
+    "  preview IN -o DIR [options]    uncorrected and corrected previews as PNG\n"
+    "  about                          the plug-in's about text\n"
+    "  help [COMMAND]                 this text, or a command's\n"
+    "\n"
+    "Options for every command:\n"
+    "  --plugin PATH   the plug-in module to load (default: found next to the command)\n"
+    "  -q, --quiet     no progress bar and no report lines; errors are still shown\n"
+    "  -h, --help      help for the command; --version: the version\n"
+    "\n"
+    "Exit status: 0 success, 2 bad usage, 3 bad input, 4 failure, 130 interrupted.\n"
+    "Run 'ortavel help correct' for the correction options.\n";
+
+const char kCorrect[] =
+    "Usage: ortavel correct IN OUT [options]\n"
+    "       ortavel correct IN... -o DIR [options]\n"
+    "\n"
+    "Corrects the lens distortion of IN and writes OUT (JPEG, PNG or TIFF, chosen by\n"
+    "OUT's extension). With -o, every IN is written to DIR under its own name; the\n"
+    "files are read and written in parallel, one failure does not stop the others,\n"
+    "and a summary is printed at the end. OUT is written to a temporary file and\n"
+    "renamed into place: a failure never leaves half a file, and IN is never touched.\n"
+    "\n"
+    "Lens parameters (the filter's normalised units: -1..1 across the wider side):\n"
+    "  --k1 F              first radial coefficient (r^2); negative corrects barrel\n"
+    "  --k2 F              second radial coefficient (r^4)\n"
+    "  --center X,Y        optical centre offset from the picture centre\n"
+    "  --radius-limit F    compress radii towards F with an arctangent; 0 = off\n"
+    "  --scale F           zoom, greater than 0; above 1 magnifies (default 1)\n"
+    "  --orientation O     how the picture is turned relative to the lens: 0..7 or\n"
+    "                      top, left, bottom, right, top-mirrored, left-mirrored,\n"
+    "                      bottom-mirrored, right-mirrored (default top = 0)\n"
+    "  --margins T,B,L,R   enlarge the canvas by these many pixels (picture kept at\n"
+    "                      the top-left) so what the correction pushes out is kept\n"
+    "  --method M          bilinear, bicubic (default), lanczos6, lanczos8,\n"
+    "                      lanczos12, test-align\n"
+    "  --lens NAME         coefficients of a known lens (see below)\n"
+    "  --settings FILE     read parameters from FILE first; options override it\n"
+    "  --save-settings FILE  write the parameters the filter recorded to FILE\n"
+    "\n"
+    "Output:\n"
+    "  -o, --output-dir DIR  write into DIR (batch mode)\n"
+    "  -f, --force           replace output files that exist\n"
+    "  --quality N           JPEG quality 1..100 (default 95)\n"
+    "  -j, --jobs N          files read and written at once (default: processors, max 4)\n"
+    "\n"
+    "Known lenses:\n";
+
+const char kInfo[] =
+    "Usage: ortavel info IN...\n"
+    "\n"
+    "Prints, for each file, the camera make, model and focal length, as the plug-in\n"
+    "reads them from the picture's EXIF data, and the picture's format, size, bits\n"
+    "per channel, colour mode, alpha planes, resolution and ICC profile.\n";
+
+const char kPreview[] =
+    "Usage: ortavel preview IN -o DIR [--size WxH] [correction options]\n"
+    "\n"
+    "Asks the plug-in for its two previews of IN, fitted into WxH pixels (default\n"
+    "512x512): DIR/NAME-uncorrected.png, the picture scaled down, and\n"
+    "DIR/NAME-corrected.png, the same picture corrected with the given settings\n"
+    "(including any margins). Takes the lens options of 'ortavel correct', and\n"
+    "-f/--force to replace existing previews.\n";
+
+const char kAbout[] =
+    "Usage: ortavel about\n"
+    "\n"
+    "Prints the plug-in's about text.\n";
+
+}  // namespace
+
+std::string helpText(Command c) {
+  switch (c) {
+    case Command::kCorrect: {
+      std::string s = kCorrect;
+      for (const auto &l : lensPresets()) {
+        s += "  " + std::string(l.name) + ": " + std::string(l.description) + "\n";
+      }
+      return s;
+    }
+    case Command::kInfo:
+      return kInfo;
+    case Command::kPreview:
+      return kPreview;
+    case Command::kAbout:
+      return kAbout;
+    default:
+      return kGeneral;
+  }
+}
+
+std::string versionText() {
+  return "ortavel " ORTAVEL_VERSION "\n";
+}
+
+}  // namespace ortavel::cli

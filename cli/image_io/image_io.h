@@ -1,0 +1,28 @@
+// Reading and writing image files: JPEG, PNG and TIFF, 8 or 16 bits per
+// channel, greyscale, RGB and (TIFF, JPEG) CMYK, alpha as extra planes, with
+// EXIF, ICC profile and resolution carried along.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+
+#include "image_io/codec.h"
+#include "image_io/image.h"
+
+namespace ortavel::cli {
+
+// Reads any supported file, recognised by its first bytes, not its name.
+// Throws CliError (bad input) with a one-line message naming the file.
+Image readImage(const std::filesystem::path &path);
+
+// The format an output name asks for: .jpg/.jpeg, .png, .tif/.tiff (any case).
+std::optional<FileFormat> formatForName(const std::filesystem::path &path);
+
+// Throws CliError (usage) when `format` cannot hold the image as it is.
+void checkWritable(const Image &img, FileFormat format, const std::filesystem::path &path);
+
+// Writes the whole file at `path` (normally a temporary name; see AtomicOutput).
+void writeImage(const Image &img, FileFormat format, const std::filesystem::path &path,
+                const WriteOptions &opt);
+
+}  // namespace ortavel::cli

@@ -1,0 +1,192 @@
+// JPEG through libjpeg-turbo. libjpeg reports errors through a callback that
+// must not return; ours throws, which unwinds through the library's frames
+// (built with unwind tables on every platform we target) back to us, where
+// RAII closes the file and the decompressor.
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+// jpeglib.h needs size_t and FILE declared first.
+#include <jerror.h>
+#include <jpeglib.h>
+
+#include <memory>
+#include <vector>
+
+#include "exit_codes.h"
+#include "image_io/codec.h"
+#include "image_io/exif_block.h"
+
+namespace ortavel::cli {
+namespace {
+
+struct JpegFault {
+  std::string text;
+};
+
+[[noreturn]] void errorExit(j_common_ptr cinfo) {
+  char text[JMSG_LENGTH_MAX];
+  (*cinfo->err->format_message)(cinfo, text);
+  throw JpegFault{text};
+}
+
+// A corrupt or truncated stream only raises warnings in libjpeg (it pads the
+// picture with grey); we refuse such files rather than write grey bands.
+void emitMessage(j_common_ptr cinfo, int level) {
+  if (level >= 0) return;
+  if (cinfo->err->msg_code == JWRN_EXTRANEOUS_DATA) return;  // harmless junk between markers
+  errorExit(cinfo);
+}
+
+struct FileCloser {
+  void operator()(std::FILE *f) const { std::fclose(f); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+struct Decompressor {
+  jpeg_decompress_struct cinfo{};
+  jpeg_error_mgr err{};
+  Decompressor() {
+    cinfo.err = jpeg_std_error(&err);
+    err.error_exit = errorExit;
+    err.emit_message = emitMessage;
+    jpeg_create_decompress(&cinfo);
+  }
+  ~Decompressor() { jpeg_destroy_decompress(&cinfo); }
+};
+
+struct Compressor {
+  jpeg_compress_struct cinfo{};
+  jpeg_error_mgr err{};
+  Compressor() {
+    cinfo.err = jpeg_std_error(&err);
+    err.error_exit = errorExit;
+    jpeg_create_compress(&cinfo);
+  }
+  ~Compressor() { jpeg_destroy_compress(&cinfo); }
+};
+
+const std::uint8_t kExifPrefix[6] = {'E', 'x', 'i', 'f', 0, 0};
+
+}  // namespace
+
+Image readJpeg(const std::filesystem::path &path) {
+  File f(std::fopen(path.c_str(), "rb"));
+  if (!f) throw inputError(path.string() + ": cannot open: " + std::strerror(errno));
+  Image img;
+  img.format = FileFormat::kJpeg;
+  img.fileBits = 8;
+  Decompressor d;
+  try {
+    jpeg_stdio_src(&d.cinfo, f.get());
+    jpeg_save_markers(&d.cinfo, JPEG_APP0 + 1, 0xFFFF);
+    jpeg_save_markers(&d.cinfo, JPEG_APP0 + 2, 0xFFFF);
+    jpeg_read_header(&d.cinfo, TRUE);
+
+    bool invert = false;
+    switch (d.cinfo.jpeg_color_space) {
+      case JCS_GRAYSCALE:
+        img.colour = ColourModel::kGrey;
+        d.cinfo.out_color_space = JCS_GRAYSCALE;
+        break;
+      case JCS_CMYK:
+      case JCS_YCCK:
+        img.colour = ColourModel::kCmyk;
+        d.cinfo.out_color_space = JCS_CMYK;
+        // Adobe's CMYK JPEGs store 255 for no ink, as the host does; plain ones store 0.
+        invert = !d.cinfo.saw_Adobe_marker;
+        break;
+      default:
+        img.colour = ColourModel::kRgb;
+        d.cinfo.out_color_space = JCS_RGB;
+        break;
+    }
+    for (jpeg_saved_marker_ptr m = d.cinfo.marker_list; m; m = m->next) {
+      if (m->marker == JPEG_APP0 + 1 && m->data_length > 6 &&
+          std::memcmp(m->data, kExifPrefix, 6) == 0 && img.doc.exif.empty()) {
+        img.doc.exif.assign(m->data + 6, m->data + m->data_length);
+      }
+    }
+    JOCTET *icc = nullptr;
+    unsigned int iccLen = 0;
+    if (jpeg_read_icc_profile(&d.cinfo, &icc, &iccLen)) {
+      img.doc.icc.assign(icc, icc + iccLen);
+      std::free(icc);
+    }
+    if (d.cinfo.saw_JFIF_marker && d.cinfo.X_density > 0 && d.cinfo.Y_density > 0) {
+      const double perInch = d.cinfo.density_unit == 1   ? 1.0
+                             : d.cinfo.density_unit == 2 ? 2.54
+                                                         : 0.0;
+      img.xDpi = d.cinfo.X_density * perInch;
+      img.yDpi = d.cinfo.Y_density * perInch;
+    }
+
+    jpeg_start_decompress(&d.cinfo);
+    const int planes = static_cast<int>(d.cinfo.output_components);
+    allocatePlanes(img, static_cast<std::int32_t>(d.cinfo.output_width),
+                   static_cast<std::int32_t>(d.cinfo.output_height), 8, planes);
+    std::vector<JSAMPLE> row(static_cast<std::size_t>(d.cinfo.output_width) * planes);
+    while (d.cinfo.output_scanline < d.cinfo.output_height) {
+      const int y = static_cast<int>(d.cinfo.output_scanline);
+      JSAMPROW rows[1] = {row.data()};
+      jpeg_read_scanlines(&d.cinfo, rows, 1);
+      unpackRow(img, y, planes, 8, invert, row.data());
+    }
+    jpeg_finish_decompress(&d.cinfo);
+  } catch (const JpegFault &e) {
+    throw inputError(path.string() + ": not a readable JPEG image (" + e.text + ")");
+  }
+  return img;
+}
+
+void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteOptions &opt) {
+  File f(std::fopen(path.c_str(), "wb"));
+  if (!f) throw failure(path.string() + ": cannot create: " + std::strerror(errno));
+  Compressor c;
+  try {
+    jpeg_stdio_dest(&c.cinfo, f.get());
+    c.cinfo.image_width = static_cast<JDIMENSION>(img.doc.width);
+    c.cinfo.image_height = static_cast<JDIMENSION>(img.doc.height);
+    const int planes = img.colourChannels();  // JPEG has no alpha: extra planes are dropped
+    c.cinfo.input_components = planes;
+    c.cinfo.in_color_space = img.colour == ColourModel::kGrey   ? JCS_GRAYSCALE
+                             : img.colour == ColourModel::kCmyk ? JCS_CMYK
+                                                                : JCS_RGB;
+    jpeg_set_defaults(&c.cinfo);
+    jpeg_set_quality(&c.cinfo, opt.jpegQuality, TRUE);
+    if (img.xDpi > 0.0 && img.yDpi > 0.0) {
+      c.cinfo.density_unit = 1;
+      c.cinfo.X_density = static_cast<UINT16>(img.xDpi + 0.5);
+      c.cinfo.Y_density = static_cast<UINT16>(img.yDpi + 0.5);
+    }
+    jpeg_start_compress(&c.cinfo, TRUE);
+    if (!img.doc.exif.empty() && img.doc.exif.size() + 6 <= 65533) {
+      std::vector<JOCTET> app1(kExifPrefix, kExifPrefix + 6);
+      app1.insert(app1.end(), img.doc.exif.begin(), img.doc.exif.end());
+      jpeg_write_marker(&c.cinfo, JPEG_APP0 + 1, app1.data(), static_cast<unsigned>(app1.size()));
+    }
+    if (!img.doc.icc.empty()) {
+      jpeg_write_icc_profile(&c.cinfo, img.doc.icc.data(),
+                             static_cast<unsigned>(img.doc.icc.size()));
+    }
+    std::vector<JSAMPLE> row(static_cast<std::size_t>(img.doc.width) * planes);
+    // CMYK goes out with an Adobe marker, so in the host's own ink convention.
+    while (c.cinfo.next_scanline < c.cinfo.image_height) {
+      packRow(img, static_cast<int>(c.cinfo.next_scanline), planes, 8, false, row.data());
+      JSAMPROW rows[1] = {row.data()};
+      jpeg_write_scanlines(&c.cinfo, rows, 1);
+    }
+    jpeg_finish_compress(&c.cinfo);
+  } catch (const JpegFault &e) {
+    throw failure(path.string() + ": cannot write JPEG: " + e.text);
+  }
+  if (std::fflush(f.get()) != 0 || std::ferror(f.get())) {
+    throw failure(path.string() + ": cannot write: " + std::strerror(errno));
+  }
+  std::FILE *raw = f.release();
+  if (std::fclose(raw) != 0)
+    throw failure(path.string() + ": cannot write: " + std::strerror(errno));
+}
+
+}  // namespace ortavel::cli

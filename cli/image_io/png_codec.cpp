@@ -1,0 +1,184 @@
+// PNG through libpng. libpng's error callback must not return; ours throws
+// (see the JPEG codec for why that is safe here).
+#include <png.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "exit_codes.h"
+#include "image_io/codec.h"
+
+namespace ortavel::cli {
+namespace {
+
+struct PngFault {
+  std::string text;
+};
+
+[[noreturn]] void pngError(png_structp, png_const_charp text) {
+  throw PngFault{text};
+}
+void pngWarning(png_structp, png_const_charp) {}
+
+struct FileCloser {
+  void operator()(std::FILE *f) const { std::fclose(f); }
+};
+using File = std::unique_ptr<std::FILE, FileCloser>;
+
+constexpr double kMetresPerInch = 0.0254;
+
+bool littleEndianMachine() {
+  const std::uint16_t one = 1;
+  return *reinterpret_cast<const std::uint8_t *>(&one) == 1;
+}
+
+}  // namespace
+
+Image readPng(const std::filesystem::path &path) {
+  File f(std::fopen(path.c_str(), "rb"));
+  if (!f) throw inputError(path.string() + ": cannot open: " + std::strerror(errno));
+  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
+  if (!png) throw std::bad_alloc();
+  png_infop info = png_create_info_struct(png);
+  struct Guard {
+    png_structp *p;
+    png_infop *i;
+    ~Guard() { png_destroy_read_struct(p, i, nullptr); }
+  } guard{&png, &info};
+  if (!info) throw std::bad_alloc();
+
+  Image img;
+  img.format = FileFormat::kPng;
+  try {
+    png_init_io(png, f.get());
+    png_set_user_limits(png, 0x7fffffff, 0x7fffffff);
+    png_read_info(png, info);
+    png_uint_32 width = 0, height = 0;
+    int bitDepth = 0, colourType = 0;
+    png_get_IHDR(png, info, &width, &height, &bitDepth, &colourType, nullptr, nullptr, nullptr);
+
+    // Palettes, low bit depths and transparency chunks become plain planes;
+    // 16-bit samples are kept whole, in the machine's byte order.
+    png_set_expand(png);
+    if (bitDepth == 16 && littleEndianMachine()) png_set_swap(png);
+    const int passes = png_set_interlace_handling(png);
+    png_read_update_info(png, info);
+
+    const int channels = png_get_channels(png, info);
+    const int bits = png_get_bit_depth(png, info);
+    img.colour = channels <= 2 ? ColourModel::kGrey : ColourModel::kRgb;
+    img.fileBits = bits;
+    allocatePlanes(img, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits,
+                   channels);
+
+    png_bytep exif = nullptr;
+    png_uint_32 exifLen = 0;
+    if (png_get_eXIf_1(png, info, &exifLen, &exif) && exif && exifLen > 0) {
+      img.doc.exif.assign(exif, exif + exifLen);
+    }
+    png_charp iccName = nullptr;
+    int compression = 0;
+    png_bytep icc = nullptr;
+    png_uint_32 iccLen = 0;
+    if (png_get_iCCP(png, info, &iccName, &compression, &icc, &iccLen) && icc && iccLen > 0) {
+      img.doc.icc.assign(icc, icc + iccLen);
+    }
+    png_uint_32 resX = 0, resY = 0;
+    int unit = 0;
+    if (png_get_pHYs(png, info, &resX, &resY, &unit) && unit == PNG_RESOLUTION_METER && resX > 0 &&
+        resY > 0) {
+      img.xDpi = resX * kMetresPerInch;
+      img.yDpi = resY * kMetresPerInch;
+    }
+
+    const std::size_t rowBytes = png_get_rowbytes(png, info);
+    if (passes == 1) {
+      std::vector<png_byte> row(rowBytes);
+      for (png_uint_32 y = 0; y < height; ++y) {
+        png_read_row(png, row.data(), nullptr);
+        unpackRow(img, static_cast<int>(y), channels, bits, false, row.data());
+      }
+    } else {
+      // An interlaced picture needs all its rows at once.
+      std::vector<png_byte> all(rowBytes * height);
+      std::vector<png_bytep> rows(height);
+      for (png_uint_32 y = 0; y < height; ++y) rows[y] = all.data() + rowBytes * y;
+      png_read_image(png, rows.data());
+      for (png_uint_32 y = 0; y < height; ++y)
+        unpackRow(img, static_cast<int>(y), channels, bits, false, rows[y]);
+    }
+    png_read_end(png, nullptr);
+  } catch (const PngFault &e) {
+    throw inputError(path.string() + ": not a readable PNG image (" + e.text + ")");
+  }
+  return img;
+}
+
+void writePng(const Image &img, const std::filesystem::path &path) {
+  if (img.colour == ColourModel::kCmyk) {
+    throw usageError(path.string() + ": PNG cannot hold CMYK; write a TIFF or JPEG file instead");
+  }
+  const int planes = static_cast<int>(img.doc.planes.size());
+  if (planes > img.colourChannels() + 1) {
+    throw usageError(path.string() +
+                     ": PNG holds one alpha plane at most; write a TIFF file instead");
+  }
+  File f(std::fopen(path.c_str(), "wb"));
+  if (!f) throw failure(path.string() + ": cannot create: " + std::strerror(errno));
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
+  if (!png) throw std::bad_alloc();
+  png_infop info = png_create_info_struct(png);
+  struct Guard {
+    png_structp *p;
+    png_infop *i;
+    ~Guard() { png_destroy_write_struct(p, i); }
+  } guard{&png, &info};
+  if (!info) throw std::bad_alloc();
+
+  try {
+    png_init_io(png, f.get());
+    const bool alpha = planes > img.colourChannels();
+    const int type = img.colour == ColourModel::kGrey
+                         ? (alpha ? PNG_COLOR_TYPE_GRAY_ALPHA : PNG_COLOR_TYPE_GRAY)
+                         : (alpha ? PNG_COLOR_TYPE_RGB_ALPHA : PNG_COLOR_TYPE_RGB);
+    const int bits = img.doc.depth == 16 ? 16 : 8;
+    png_set_IHDR(png, info, static_cast<png_uint_32>(img.doc.width),
+                 static_cast<png_uint_32>(img.doc.height), bits, type, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    if (!img.doc.icc.empty()) {
+      png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, img.doc.icc.data(),
+                   static_cast<png_uint_32>(img.doc.icc.size()));
+    }
+    if (!img.doc.exif.empty()) {
+      png_set_eXIf_1(png, info, static_cast<png_uint_32>(img.doc.exif.size()),
+                     const_cast<png_bytep>(img.doc.exif.data()));
+    }
+    if (img.xDpi > 0.0 && img.yDpi > 0.0) {
+      png_set_pHYs(png, info, static_cast<png_uint_32>(img.xDpi / kMetresPerInch + 0.5),
+                   static_cast<png_uint_32>(img.yDpi / kMetresPerInch + 0.5), PNG_RESOLUTION_METER);
+    }
+    png_write_info(png, info);
+    if (bits == 16 && littleEndianMachine()) png_set_swap(png);
+    std::vector<png_byte> row(static_cast<std::size_t>(img.doc.width) * planes * (bits / 8));
+    for (int y = 0; y < img.doc.height; ++y) {
+      packRow(img, y, planes, bits, false, row.data());
+      png_write_row(png, row.data());
+    }
+    png_write_end(png, info);
+  } catch (const PngFault &e) {
+    throw failure(path.string() + ": cannot write PNG: " + e.text);
+  }
+  if (std::fflush(f.get()) != 0 || std::ferror(f.get())) {
+    throw failure(path.string() + ": cannot write: " + std::strerror(errno));
+  }
+  std::FILE *raw = f.release();
+  if (std::fclose(raw) != 0)
+    throw failure(path.string() + ": cannot write: " + std::strerror(errno));
+}
+
+}  // namespace ortavel::cli

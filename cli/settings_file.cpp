@@ -1,0 +1,102 @@
+#include "settings_file.h"
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+
+#include "exit_codes.h"
+
+namespace ortavel::cli {
+namespace {
+
+std::string trim(std::string s) {
+  const auto first = s.find_first_not_of(" \t\r");
+  if (first == std::string::npos) return {};
+  const auto last = s.find_last_not_of(" \t\r");
+  return s.substr(first, last - first + 1);
+}
+
+std::string exact(double v) {
+  char buf[40];
+  std::snprintf(buf, sizeof buf, "%.17g", v);
+  return buf;
+}
+
+}  // namespace
+
+void parseSettings(const std::string &text, const std::string &name, CorrectionSettings &s) {
+  std::istringstream in(text);
+  std::string line;
+  int number = 0;
+  while (std::getline(in, line)) {
+    ++number;
+    const auto hash = line.find('#');
+    if (hash != std::string::npos) line.erase(hash);
+    line = trim(line);
+    if (line.empty()) continue;
+    const std::string where = name + ":" + std::to_string(number) + ": ";
+    const auto eq = line.find('=');
+    if (eq == std::string::npos) throw usageError(where + "expected \"key = value\"");
+    const std::string key = trim(line.substr(0, eq));
+    const std::string value = trim(line.substr(eq + 1));
+    auto number_of = [&](double &field) {
+      const auto v = parseFinite(value);
+      if (!v) throw usageError(where + key + " needs a finite number, not \"" + value + "\"");
+      field = *v;
+    };
+    if (key == "k1")
+      number_of(s.k1);
+    else if (key == "k2")
+      number_of(s.k2);
+    else if (key == "center-x")
+      number_of(s.centerX);
+    else if (key == "center-y")
+      number_of(s.centerY);
+    else if (key == "radius-limit")
+      number_of(s.radiusLimit);
+    else if (key == "scale")
+      number_of(s.scale);
+    else if (key == "method") {
+      const auto m = methodFromName(value);
+      if (!m) throw usageError(where + "unknown method \"" + value + "\"");
+      s.method = *m;
+    } else if (key == "orientation") {
+      const auto o = orientationFromName(value);
+      if (!o) throw usageError(where + "unknown orientation \"" + value + "\"");
+      s.orientation = *o;
+    } else if (key == "margins") {
+      const auto m = parseMargins(value);
+      if (!m)
+        throw usageError(where + "margins need four whole numbers T,B,L,R, not \"" + value + "\"");
+      s.margins = *m;
+    } else {
+      throw usageError(where + "unknown key \"" + key + "\"");
+    }
+  }
+}
+
+void readSettingsFile(const std::filesystem::path &path, CorrectionSettings &s) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw usageError(path.string() + ": cannot read the settings file");
+  std::ostringstream text;
+  text << in.rdbuf();
+  parseSettings(text.str(), path.string(), s);
+}
+
+std::string formatSettings(const CorrectionSettings &s) {
+  std::string out = "# ortavel correction settings\n";
+  out += "k1 = " + exact(s.k1) + "\n";
+  out += "k2 = " + exact(s.k2) + "\n";
+  out += "center-x = " + exact(s.centerX) + "\n";
+  out += "center-y = " + exact(s.centerY) + "\n";
+  out += "radius-limit = " + exact(s.radiusLimit) + "\n";
+  out += "scale = " + exact(s.scale) + "\n";
+  out += "method = " + std::string(methodName(s.method)) + "\n";
+  out += "orientation = " + std::string(orientationName(s.orientation)) + "\n";
+  const Margins &m = s.margins;
+  out += "margins = " + std::to_string(m.top) + "," + std::to_string(m.bottom) + "," +
+         std::to_string(m.left) + "," + std::to_string(m.right) + "\n";
+  return out;
+}
+
+}  // namespace ortavel::cli
