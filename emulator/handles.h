@@ -20,15 +20,17 @@ namespace hostemu {
 using HostHandle = char **;  // the SDK's Handle
 
 struct HandleInfo {
-  std::uint64_t id = 0;      // 1, 2, ... in order of creation
+  std::uint64_t id = 0;  // 1, 2, ... in order of creation
   HostHandle handle = nullptr;
-  std::int32_t size = 0;     // bytes
+  std::int32_t size = 0;  // bytes
   int lockCount = 0;
-  std::string creator;       // "plugin", "suites", "host:descriptor", ...
-  std::string role;          // "parameters", "data", "descriptor", "" ...
-  int moves = 0;             // times the block was relocated
+  std::string creator;  // "plugin", "suites", "host:descriptor", ...
+  std::string role;     // "parameters", "data", "descriptor", "" ...
+  int moves = 0;        // times the block was relocated
 };
 
+// Counted are the handles the plug-in asks for and those a suite makes for it,
+// and every lock.
 struct HandleFaults {
   int failNewAt = 0;   // the n-th new handle (1-based) comes back null; 0 = never
   int failLockAt = 0;  // the n-th lock comes back null; 0 = never
@@ -73,6 +75,8 @@ class HandleStore {
   const HandleInfo *info(HostHandle h) const;
 
   HandleFaults faults;
+  // Starts the fault counts afresh (each Host does, with its own faults).
+  void resetFaultCounters() { newCalls_ = lockCalls_ = 0; }
   int newCalls() const { return newCalls_; }
   int lockCalls() const { return lockCalls_; }
 

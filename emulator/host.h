@@ -51,7 +51,7 @@ struct RunResult {
   std::vector<SelectorCall> calls;   // every PluginMain call in order
   int continueCalls = 0;
   bool continueLimitReached = false;
-  bool documentChanged = false;      // the working document was committed
+  bool documentChanged = false;  // the working document was committed
   // descriptorParameters after finish: the descriptor the filter left there
   // (nullopt when it left none), playInfo and recordInfo as it left them.
   std::optional<Descriptor> descriptorOut;

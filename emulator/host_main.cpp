@@ -1,0 +1,224 @@
+// ortavel-host: loads a filter module, runs one invocation on a generated or
+// raw document, and prints what the filter did.
+//
+//   ortavel-host MODULE [options]
+//     --size WxH          generated document size (default 64x48)
+//     --depth 8|16|32     bits per sample (default 8)
+//     --planes N          planes (default 3)
+//     --mode M            host image mode number (default 3, RGB)
+//     --raw FILE          read the document from FILE: interleaved samples,
+//                         rows top to bottom, native byte order
+//     --out FILE          write the resulting document the same way
+//     --tile N            input and output tile size (default 512)
+//     --small-coords      a host without big-document support
+//     --no-basic-suite    no basic suite
+//     --no-descriptor     no descriptor procs at all
+//     --play N            playInfo
+//     --parameters        call the parameters selector first
+//     --about             call the about selector first
+//     --abort-after N     abort after N output tiles
+//     --float KEY=V | --int KEY=V | --enum KEY=TYPE:VALUE | --string KEY=TEXT | --bool KEY=0|1
+//                         put an item into the descriptor handed to the filter
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "emulator/host.h"
+
+namespace {
+
+using hostemu::fourCC;
+
+[[noreturn]] void usage(const std::string &why) {
+  std::cerr << "ortavel-host: " << why << "\n"
+            << "usage: ortavel-host MODULE [--size WxH] [--depth 8|16|32] [--planes N] [--mode M]\n"
+            << "       [--raw FILE] [--out FILE] [--tile N] [--small-coords] [--no-basic-suite]\n"
+            << "       [--no-descriptor] [--play N] [--parameters] [--about] [--abort-after N]\n"
+            << "       [--float KEY=V] [--int KEY=V] [--enum KEY=TYPE:VALUE] [--string KEY=TEXT]\n"
+            << "       [--bool KEY=0|1]\n";
+  std::exit(2);
+}
+
+std::pair<std::uint32_t, std::string> keyValue(const std::string &arg) {
+  const auto eq = arg.find('=');
+  if (eq != 4) usage("descriptor items are KEY=VALUE with a four-character key: " + arg);
+  return {fourCC(arg.substr(0, 4)), arg.substr(5)};
+}
+
+// A smooth pattern with some structure, so that a filter's effect shows.
+void generate(hostemu::Document &doc) {
+  const std::int32_t bps = doc.bytesPerSample();
+  for (std::size_t p = 0; p < doc.planes.size(); ++p) {
+    auto &s = doc.planes[p].samples;
+    s.assign(doc.planeBytes(), 0);
+    for (std::int32_t y = 0; y < doc.height; ++y) {
+      for (std::int32_t x = 0; x < doc.width; ++x) {
+        const double t = ((x + 2 * y + 37 * static_cast<int>(p)) % 256) / 255.0;
+        const std::size_t at = (static_cast<std::size_t>(y) * doc.width + x) * bps;
+        if (bps == 1) {
+          s[at] = static_cast<std::uint8_t>(t * 255.0 + 0.5);
+        } else if (bps == 2) {
+          const auto v = static_cast<std::uint16_t>(t * 32768.0 + 0.5);
+          std::memcpy(&s[at], &v, 2);
+        } else {
+          const auto v = static_cast<float>(t);
+          std::memcpy(&s[at], &v, 4);
+        }
+      }
+    }
+  }
+}
+
+void readRaw(hostemu::Document &doc, const std::string &path) {
+  std::ifstream f(path, std::ios::binary);
+  if (!f) usage("cannot open " + path);
+  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(f)), {});
+  const std::size_t bps = static_cast<std::size_t>(doc.bytesPerSample());
+  const std::size_t n = doc.planes.size();
+  if (bytes.size() != doc.planeBytes() * n) {
+    usage(path + " holds " + std::to_string(bytes.size()) +
+          " bytes; the size, depth and planes "
+          "given need " +
+          std::to_string(doc.planeBytes() * n));
+  }
+  for (std::size_t p = 0; p < n; ++p) doc.planes[p].samples.assign(doc.planeBytes(), 0);
+  const std::size_t pixels = doc.planeBytes() / bps;
+  for (std::size_t i = 0; i < pixels; ++i) {
+    for (std::size_t p = 0; p < n; ++p) {
+      std::memcpy(&doc.planes[p].samples[i * bps], &bytes[(i * n + p) * bps], bps);
+    }
+  }
+}
+
+void writeRaw(const hostemu::Document &doc, const std::string &path) {
+  const std::size_t bps = static_cast<std::size_t>(doc.bytesPerSample());
+  const std::size_t n = doc.planes.size();
+  std::vector<std::uint8_t> bytes(doc.planeBytes() * n);
+  const std::size_t pixels = doc.planeBytes() / bps;
+  for (std::size_t i = 0; i < pixels; ++i) {
+    for (std::size_t p = 0; p < n; ++p) {
+      std::memcpy(&bytes[(i * n + p) * bps], &doc.planes[p].samples[i * bps], bps);
+    }
+  }
+  std::ofstream f(path, std::ios::binary);
+  f.write(reinterpret_cast<const char *>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!f) usage("cannot write " + path);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  if (argc < 2) usage("no filter module given");
+  const std::string module = argv[1];
+  hostemu::Document doc;
+  doc.width = 64;
+  doc.height = 48;
+  int planes = 3;
+  std::string raw, out;
+  bool callAbout = false, withParameters = false;
+  hostemu::HostOptions options;
+  hostemu::Descriptor descriptor;
+  bool haveDescriptor = false;
+
+  for (int i = 2; i < argc; ++i) {
+    const std::string a = argv[i];
+    auto next = [&]() -> std::string {
+      if (i + 1 >= argc) usage(a + " needs a value");
+      return argv[++i];
+    };
+    try {
+      if (a == "--size") {
+        const std::string v = next();
+        const auto x = v.find('x');
+        if (x == std::string::npos) usage("--size takes WxH");
+        doc.width = std::stoi(v.substr(0, x));
+        doc.height = std::stoi(v.substr(x + 1));
+      } else if (a == "--depth") {
+        doc.depth = std::stoi(next());
+      } else if (a == "--planes") {
+        planes = std::stoi(next());
+      } else if (a == "--mode") {
+        doc.imageMode = static_cast<std::int16_t>(std::stoi(next()));
+      } else if (a == "--raw") {
+        raw = next();
+      } else if (a == "--out") {
+        out = next();
+      } else if (a == "--tile") {
+        const auto t = static_cast<std::int16_t>(std::stoi(next()));
+        options.inTileWidth = options.inTileHeight = options.outTileWidth = options.outTileHeight =
+            t;
+      } else if (a == "--small-coords") {
+        options.bigDocument = false;
+      } else if (a == "--no-basic-suite") {
+        options.basicSuite = false;
+      } else if (a == "--no-descriptor") {
+        options.descriptorParameters = false;
+      } else if (a == "--play") {
+        options.playInfo = static_cast<std::int16_t>(std::stoi(next()));
+      } else if (a == "--parameters") {
+        withParameters = true;
+      } else if (a == "--about") {
+        callAbout = true;
+      } else if (a == "--abort-after") {
+        options.abortAfterTiles = std::stoi(next());
+      } else if (a == "--float") {
+        auto [k, v] = keyValue(next());
+        descriptor.putFloat(k, std::stod(v));
+        haveDescriptor = true;
+      } else if (a == "--int") {
+        auto [k, v] = keyValue(next());
+        descriptor.putInteger(k, std::stoi(v));
+        haveDescriptor = true;
+      } else if (a == "--bool") {
+        auto [k, v] = keyValue(next());
+        descriptor.putBoolean(k, v == "1" || v == "true");
+        haveDescriptor = true;
+      } else if (a == "--enum") {
+        auto [k, v] = keyValue(next());
+        if (v.size() != 9 || v[4] != ':')
+          usage("--enum takes KEY=TYPE:VALUE, four characters each");
+        descriptor.putEnumerated(k, fourCC(v.substr(0, 4)), fourCC(v.substr(5)));
+        haveDescriptor = true;
+      } else if (a == "--string") {
+        auto [k, v] = keyValue(next());
+        descriptor.putString(k, v);
+        haveDescriptor = true;
+      } else {
+        usage("unknown option " + a);
+      }
+    } catch (const std::logic_error &) {
+      usage("bad value for " + a);
+    }
+  }
+  if (planes < 1) usage("--planes must be at least 1");
+  doc.planes.resize(static_cast<std::size_t>(planes));
+
+  try {
+    if (raw.empty()) {
+      generate(doc);
+    } else {
+      readRaw(doc, raw);
+    }
+    hostemu::Plugin plugin(module);
+    hostemu::Host host(plugin, doc, options);
+    if (callAbout) host.about();
+    const auto r = host.runFilter(haveDescriptor ? &descriptor : nullptr, withParameters);
+    std::cout << host.log().print();
+    std::cout << "result: " << r.result << "\n";
+    if (r.descriptorOut) std::cout << "descriptor out:\n" << r.descriptorOut->text();
+    for (const auto &leak : host.leaks()) {
+      std::cout << "leaked handle " << leak.id << ": " << leak.size << " bytes, made by "
+                << leak.creator << "\n";
+    }
+    if (!out.empty()) writeRaw(doc, out);
+    return r.result == 0 ? 0 : 1;
+  } catch (const std::exception &e) {
+    std::cerr << "ortavel-host: " << e.what() << "\n";
+    return 2;
+  }
+}
