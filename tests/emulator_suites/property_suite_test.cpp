@@ -1,0 +1,80 @@
+#include "suite_fixture.h"
+
+namespace hostemu::testing {
+namespace {
+
+constexpr PIType k8BIM = 0x3842494D;
+constexpr PIType kEXIF = 0x45584946;
+
+class PropertySuiteTest : public SuiteFixture {
+ protected:
+  void SetUp() override {
+    doc.width = 3;
+    doc.height = 2;
+    doc.imageMode = plugInModeRGBColor;
+    doc.planes = {plane8(std::vector<std::uint8_t>(6, 1)), plane8(std::vector<std::uint8_t>(6, 2)),
+                  plane8(std::vector<std::uint8_t>(6, 3)), plane8(std::vector<std::uint8_t>(6, 4))};
+  }
+  const PropertyProcs *suite() {
+    const auto *procs = acquire<PropertyProcs>("Photoshop Property Suite for Plug-ins", 1);
+    EXPECT_NE(procs, nullptr);
+    return procs;
+  }
+};
+
+TEST_F(PropertySuiteTest, TableHasTheDocumentedHeader) {
+  makeHost();
+  auto guard = host->activate();
+  const PropertyProcs *procs = suite();
+  EXPECT_EQ(procs->propertyProcsVersion, 1);
+  EXPECT_EQ(procs->numPropertyProcs, 2);
+  EXPECT_NE(procs->getPropertyProc, nullptr);
+  EXPECT_NE(procs->setPropertyProc, nullptr);
+}
+
+TEST_F(PropertySuiteTest, ExifComesInANewHandleHoldingTheDocumentsBytes) {
+  doc.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0, 0xFF, 0x00, 0x7F};
+  makeHost();
+  auto guard = host->activate();
+  Handle h = nullptr;
+  ASSERT_EQ(suite()->getPropertyProc(k8BIM, kEXIF, 0, nullptr, &h), noErr);
+  ASSERT_NE(h, nullptr);
+  ASSERT_EQ(handles.size(), 1u);
+  EXPECT_EQ(std::vector<std::uint8_t>(handles[0]->bytes.begin(), handles[0]->bytes.end()),
+            doc.exif);
+  // Each request gets a handle of its own, for the caller to dispose of.
+  Handle again = nullptr;
+  ASSERT_EQ(suite()->getPropertyProc(k8BIM, kEXIF, 0, nullptr, &again), noErr);
+  EXPECT_NE(again, h);
+}
+
+TEST_F(PropertySuiteTest, NoExifIsSuccessWithoutAHandle) {
+  makeHost();
+  auto guard = host->activate();
+  Handle h = reinterpret_cast<Handle>(&h);  // must be overwritten
+  EXPECT_EQ(suite()->getPropertyProc(k8BIM, kEXIF, 0, nullptr, &h), noErr);
+  EXPECT_EQ(h, nullptr);
+  EXPECT_TRUE(handles.empty());
+}
+
+TEST_F(PropertySuiteTest, SimplePropertiesAndUndefinedOnes) {
+  makeHost();
+  auto guard = host->activate();
+  const PropertyProcs *procs = suite();
+  intptr_t value = -1;
+  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x6D6F6465 /*mode*/, 0, &value, nullptr), noErr);
+  EXPECT_EQ(value, 3);
+  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x6E756368 /*nuch*/, 0, &value, nullptr), noErr);
+  EXPECT_EQ(value, 4);
+  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x646F6357 /*docW*/, 0, &value, nullptr), noErr);
+  EXPECT_EQ(value, 3);
+  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x646F6348 /*docH*/, 0, &value, nullptr), noErr);
+  EXPECT_EQ(value, 2);
+
+  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x7469746C /*titl*/, 0, &value, nullptr), -30901);
+  EXPECT_EQ(procs->getPropertyProc(0x41424344, kEXIF, 0, nullptr, nullptr), -30901);
+  EXPECT_EQ(procs->setPropertyProc(k8BIM, 0x6D6F6465, 0, 4, nullptr), -30901);
+}
+
+}  // namespace
+}  // namespace hostemu::testing
