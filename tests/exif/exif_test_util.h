@@ -28,6 +28,11 @@ inline const tiff_tag *Find(const tiff_parser *p, int dir, uint16_t tag) {
   return nullptr;
 }
 
+// A record's value bytes (the record is allocated longer than its type says).
+inline const uint8_t *ValueBytes(const tiff_tag *t) {
+  return reinterpret_cast<const uint8_t *>(t) + offsetof(tiff_tag, data);
+}
+
 // Tag ids of a directory's records in list order.
 inline std::vector<uint16_t> Ids(const tiff_parser *p, int dir) {
   std::vector<uint16_t> ids;
