@@ -8,6 +8,7 @@
 // copies the values through unchanged, so a picture stays defined, and
 // answers '!IMP'.
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 #include "emulator/suites/suite_host_state.h"
@@ -108,7 +109,7 @@ SPErr convert32to8(real32 *input, uint8 *output, int16 count) {
   for (int16 i = 0; i < count; ++i) {
     // Floats are 0..1; NaN counts as 0.
     const double v = input[i] > 0.0f ? std::min(static_cast<double>(input[i]), 1.0) : 0.0;
-    output[i] = static_cast<uint8>(v * 255.0 + 0.5);
+    output[i] = static_cast<uint8>(std::lround(v * 255.0));  // v >= 0: half up
   }
   return kSPNoError;
 }
