@@ -10,8 +10,8 @@
 struct tiff_parser;
 
 typedef struct FilterData {
-  uint8_t dialogRequested;        /* 1: the host asked for the dialog */
-  struct tiff_parser *exifParser; /* held only during the EXIF step */
+  uint8_t dialogRequested;          /* 1: the host asked for the dialog */
+  struct tiff_parser *exifParser;   /* held only during the EXIF step */
   const interp_method *methodEntry; /* kernel chosen for this run */
 } FilterData;
 

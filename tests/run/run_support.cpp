@@ -1,0 +1,182 @@
+#include "run_support.h"
+
+#include <dlfcn.h>
+#include <pthread.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "emulator/fourcc.h"
+#include "resample/interp.h"
+
+namespace {
+bool gRefuse = false;
+int gRefused = 0;
+}  // namespace
+
+// Interposes the C library's thread creation for the whole process, the
+// plug-in module included, so a machine that grants no threads can be shown.
+extern "C" int pthread_create(pthread_t *thread, const pthread_attr_t *attr, void *(*start)(void *),
+                              void *arg) noexcept {
+  using Create = int (*)(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *);
+  static const auto real = reinterpret_cast<Create>(dlsym(RTLD_NEXT, "pthread_create"));
+  if (gRefuse) {
+    gRefused++;
+    return EAGAIN;
+  }
+  return real(thread, attr, start, arg);
+}
+
+namespace runtest {
+
+using hostemu::fourCC;
+
+hostemu::Document MakeDocument(int width, int height, int depth, int planes, const PixelFn &value,
+                               std::int16_t imageMode) {
+  hostemu::Document doc;
+  doc.width = width;
+  doc.height = height;
+  doc.depth = depth;
+  doc.imageMode = imageMode;
+  const int bps = depth / 8;
+  for (int p = 0; p < planes; p++) {
+    hostemu::Plane plane;
+    plane.samples.resize(static_cast<size_t>(width) * height * bps);
+    for (int y = 0; y < height; y++) {
+      for (int x = 0; x < width; x++) {
+        const std::uint32_t v = value(p, x, y);
+        std::uint8_t *at = &plane.samples[(static_cast<size_t>(y) * width + x) * bps];
+        if (bps == 1) {
+          *at = static_cast<std::uint8_t>(v);
+        } else if (bps == 2) {
+          const auto s = static_cast<std::uint16_t>(v);
+          std::memcpy(at, &s, 2);
+        } else {
+          std::memcpy(at, &v, 4);
+        }
+      }
+    }
+    doc.planes.push_back(std::move(plane));
+  }
+  return doc;
+}
+
+std::uint32_t Sample(const hostemu::Document &doc, int p, int x, int y) {
+  const int bps = doc.bytesPerSample();
+  const std::uint8_t *at = &doc.planes[p].samples[(static_cast<size_t>(y) * doc.width + x) * bps];
+  if (bps == 1) return *at;
+  if (bps == 2) {
+    std::uint16_t s;
+    std::memcpy(&s, at, 2);
+    return s;
+  }
+  std::uint32_t s;
+  std::memcpy(&s, at, 4);
+  return s;
+}
+
+namespace {
+std::string AddressText(void *p) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%p", p);
+  return text;
+}
+}  // namespace
+
+hostemu::Descriptor MakeDescriptor(const Settings &s) {
+  hostemu::Descriptor d;
+  d.putFloat(fourCC("paK1"), s.k1)
+      .putFloat(fourCC("paK2"), s.k2)
+      .putFloat(fourCC("paXC"), s.centerX)
+      .putFloat(fourCC("paYC"), s.centerY)
+      .putFloat(fourCC("paFR"), s.radiusLimit)
+      .putFloat(fourCC("scaF"), s.scale);
+  if (s.method != 0) d.putEnumerated(fourCC("intM"), fourCC("intT"), s.method);
+  if (s.top != 0) d.putInteger(fourCC("caTo"), s.top);
+  if (s.bottom != 0) d.putInteger(fourCC("caBo"), s.bottom);
+  if (s.left != 0) d.putInteger(fourCC("caLe"), s.left);
+  if (s.right != 0) d.putInteger(fourCC("caRi"), s.right);
+  const std::pair<const char *, void *> addresses[] = {{"exMa", s.exifMake},
+                                                       {"exMo", s.exifModel},
+                                                       {"exFo", s.exifFocalLength},
+                                                       {"prCo", s.previewCorrected},
+                                                       {"prUn", s.previewUncorrected}};
+  for (const auto &[key, address] : addresses) {
+    if (address != nullptr) d.putString(fourCC(key), AddressText(address));
+  }
+  return d;
+}
+
+lensdistort_model ModelFor(const Settings &s, int imageWidth, int imageHeight) {
+  lensdistort_model m{};
+  m.centerX = s.centerX;
+  m.centerY = s.centerY;
+  m.k1 = s.k1;
+  m.k2 = s.k2;
+  m.radiusLimit = s.radiusLimit;
+  m.scale = s.scale;
+  m.imageWidth = imageWidth;
+  m.imageHeight = imageHeight;
+  m.orientation = 0;
+  return m;
+}
+
+hostemu::Document ReferenceCorrection(const hostemu::Document &doc, std::uint32_t methodId,
+                                      const lensdistort_model &model) {
+  const int bps = doc.bytesPerSample();
+  const int planes = static_cast<int>(doc.planes.size());
+  const int pixelStride = planes * bps;
+  const int rowStride = doc.width * pixelStride;
+  std::vector<std::uint8_t> in(static_cast<size_t>(rowStride) * doc.height);
+  std::vector<std::uint8_t> out(in.size());
+  for (int y = 0; y < doc.height; y++) {
+    for (int x = 0; x < doc.width; x++) {
+      for (int p = 0; p < planes; p++) {
+        std::memcpy(&in[static_cast<size_t>(y) * rowStride + x * pixelStride + p * bps],
+                    &doc.planes[p].samples[(static_cast<size_t>(y) * doc.width + x) * bps], bps);
+      }
+    }
+  }
+  const int maxValue = doc.depth == 16 ? 32768 : 255;
+  interp_source source{in.data(), 0.0,         0.0,    doc.width, doc.height,
+                       rowStride, pixelStride, planes, maxValue};
+  interp_target target{out.data(), 0.0,         0.0,    doc.width, doc.height,
+                       rowStride,  pixelStride, planes, maxValue};
+  const interp_method *method = interp_get_method(methodId, static_cast<std::uint32_t>(bps));
+  method->kernel(&source, &target, lensdistort_transform_point, &model);
+  hostemu::Document result = doc;
+  for (int y = 0; y < doc.height; y++) {
+    for (int x = 0; x < doc.width; x++) {
+      for (int p = 0; p < planes; p++) {
+        std::memcpy(&result.planes[p].samples[(static_cast<size_t>(y) * doc.width + x) * bps],
+                    &out[static_cast<size_t>(y) * rowStride + x * pixelStride + p * bps], bps);
+      }
+    }
+  }
+  return result;
+}
+
+void RefuseThreads(bool refuse) {
+  gRefuse = refuse;
+  gRefused = 0;
+}
+int RefusedThreads() {
+  return gRefused;
+}
+
+std::vector<std::string> AlertTexts(const hostemu::Host &host) {
+  std::vector<std::string> texts;
+  for (const auto &e : host.log().ofKind(hostemu::LogKind::Alert)) texts.push_back(e.field("text"));
+  return texts;
+}
+
+std::vector<hostemu::LogEntry> TileRequests(const hostemu::Host &host) {
+  std::vector<hostemu::LogEntry> requests;
+  for (const auto &e : host.log().ofKind(hostemu::LogKind::Tile)) {
+    if (e.field("op") == "request") requests.push_back(e);
+  }
+  return requests;
+}
+
+}  // namespace runtest

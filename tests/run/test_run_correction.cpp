@@ -1,0 +1,296 @@
+// The full-size correction through the emulated host: identity, agreement
+// with one direct kernel call over the whole image, blank tiles, margins,
+// and the ways a run ends early.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "emulator/fourcc.h"
+#include "emulator/host.h"
+#include "emulator/plugin.h"
+#include "geometry/lensdistort.h"
+#include "host/photoshop_api.h"
+#include "resample/interp.h"
+#include "run_support.h"
+
+namespace {
+
+using hostemu::fourCC;
+using runtest::Settings;
+
+constexpr const char *kAutomation = "This plugin shall be executed from the FILE/Automation menu.";
+
+hostemu::HostOptions Tiles(int outW, int outH, int inW, int inH) {
+  hostemu::HostOptions o;
+  o.outTileWidth = static_cast<std::int16_t>(outW);
+  o.outTileHeight = static_cast<std::int16_t>(outH);
+  o.inTileWidth = static_cast<std::int16_t>(inW);
+  o.inTileHeight = static_cast<std::int16_t>(inH);
+  return o;
+}
+
+// A busy 8-bit picture: no two neighbours alike, every plane different.
+std::uint32_t Busy8(int p, int x, int y) {
+  return (x * 37 + y * 11 + p * 85 + x * y) % 251 + 3;
+}
+
+// Number of pixels (over all planes) where two documents differ.
+int Differences(const hostemu::Document &a, const hostemu::Document &b, int x0 = 0, int y0 = 0,
+                int x1 = -1, int y1 = -1) {
+  if (x1 < 0) x1 = a.width;
+  if (y1 < 0) y1 = a.height;
+  int n = 0;
+  for (size_t p = 0; p < a.planes.size(); p++) {
+    for (int y = y0; y < y1; y++) {
+      for (int x = x0; x < x1; x++) {
+        if (runtest::Sample(a, p, x, y) != runtest::Sample(b, p, x, y)) n++;
+      }
+    }
+  }
+  return n;
+}
+
+TEST(FullRun, DefaultsLeaveThePictureUnchangedAtEveryDepth) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  // 16-bit samples run up to the host's 32768; 32-bit ones stay within the
+  // 0..255 that their kernels clamp to.
+  const std::pair<int, runtest::PixelFn> cases[] = {
+      {8, Busy8},
+      {16, [](int p, int x, int y) { return (x * 911 + y * 347 + p * 9001) % 32769u; }},
+      {32, Busy8}};
+  for (const auto &[depth, fn] : cases) {
+    SCOPED_TRACE(depth);
+    hostemu::Document doc = runtest::MakeDocument(45, 38, depth, 3, fn);
+    const hostemu::Document input = doc;
+    hostemu::Host host(plugin, doc, Tiles(16, 16, 8, 8));
+    const hostemu::RunResult r = host.runFilter();  // bare, from the filter menu
+    EXPECT_EQ(r.result, 0);
+    EXPECT_EQ(Differences(host.workingDocument(), input), 0);
+    EXPECT_EQ(runtest::AlertTexts(host), std::vector<std::string>{kAutomation});
+    // 3 x 3 output tiles of 16, each reported once.
+    const auto progress = host.log().ofKind(hostemu::LogKind::Progress);
+    ASSERT_EQ(progress.size(), 9u);
+    EXPECT_EQ(progress.back().field("done"), "9");
+    EXPECT_EQ(progress.back().field("total"), "9");
+  }
+}
+
+TEST(FullRun, ThirtyTwoBitSamplesAreClampedTo255) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc =
+      runtest::MakeDocument(8, 8, 32, 2, [](int p, int, int) { return p == 0 ? 1000u : 17u; });
+  hostemu::Host host(plugin, doc);
+  ASSERT_EQ(host.runFilter().result, 0);
+  EXPECT_EQ(runtest::Sample(host.workingDocument(), 0, 3, 3), 255u);
+  EXPECT_EQ(runtest::Sample(host.workingDocument(), 1, 3, 3), 17u);
+}
+
+struct TileCase {
+  int outW, outH, inW, inH;
+};
+
+TEST(FullRun, EqualsOneKernelCallOverTheWholeImage) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  Settings s;
+  s.k1 = 0.09;
+  s.k2 = 0.02;
+  s.scale = 1.05;
+  const hostemu::Document doc0 = runtest::MakeDocument(97, 73, 8, 3, Busy8);
+  const std::pair<std::uint32_t, std::uint32_t> methods[] = {
+      {fourCC("biCu"), BICUBIC}, {fourCC("biLi"), BILINEAR}, {fourCC("la06"), LANCZOS6}};
+  const TileCase tiles[] = {{16, 16, 16, 16}, {23, 17, 7, 11}, {97, 73, 512, 512}, {5, 64, 1, 1}};
+  for (const auto &[code, id] : methods) {
+    s.method = code;
+    const hostemu::Document expected =
+        runtest::ReferenceCorrection(doc0, id, runtest::ModelFor(s, 97, 73));
+    ASSERT_GT(Differences(expected, doc0), 1000);  // the settings do move pixels
+    for (const TileCase &t : tiles) {
+      for (const bool pool : {true, false}) {
+        SCOPED_TRACE(testing::Message()
+                     << hostemu::fourCCText(code) << " tiles " << t.outW << "x" << t.outH << "/"
+                     << t.inW << "x" << t.inH << (pool ? " pool" : " no pool"));
+        hostemu::Document doc = doc0;
+        hostemu::Host host(plugin, doc, Tiles(t.outW, t.outH, t.inW, t.inH));
+        runtest::RefuseThreads(!pool);
+        const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(s));
+        const int refused = runtest::RefusedThreads();
+        runtest::RefuseThreads(false);
+        EXPECT_EQ(r.result, 0);
+        EXPECT_EQ(Differences(host.workingDocument(), expected), 0);
+        // Without threads the pool is refused at its first thread and the
+        // run goes on by itself.
+        EXPECT_EQ(refused, pool ? 0 : 1);
+      }
+    }
+  }
+}
+
+// The perimeter only bounds a tile's map when the map does not fold. With
+// k1 = -1 the radius r - r^3 peaks at r = 0.577 inside this tile, so its
+// interior reaches past the mapped perimeter, beyond the source block the
+// host delivers: those pixels come out black, unlike one whole-image call.
+TEST(FullRun, DiffersWhereTheMappedPerimeterDoesNotBoundTheTile) {
+  Settings s;
+  s.k1 = -1.0;
+  s.method = fourCC("biLi");
+  const lensdistort_model model = runtest::ModelFor(s, 201, 201);
+  const int top = 65, left = 130, bottom = 130, right = 195;  // tile (1, 2) of 65
+  double perimeterMax = -1e9, interiorMax = -1e9;
+  for (int y = top; y < bottom; y++) {
+    for (int x = left; x < right; x++) {
+      double sx, sy;
+      lensdistort_transform_point(x, y, &sx, &sy, &model);
+      const bool edge = y == top || y == bottom - 1 || x == left || x == right - 1;
+      (edge ? perimeterMax : interiorMax) = std::fmax(edge ? perimeterMax : interiorMax, sx);
+    }
+  }
+  // Bilinear widens by 1 and a right edge at max + 2 takes columns to max + 1.
+  ASSERT_GT(interiorMax, std::floor(perimeterMax) + 2.5);
+
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(201, 201, 8, 1, Busy8);
+  const hostemu::Document expected = runtest::ReferenceCorrection(doc, BILINEAR, model);
+  hostemu::Host host(plugin, doc, Tiles(65, 65, 1, 1));
+  ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
+  int blackHere = 0;
+  for (int y = top; y < bottom; y++) {
+    for (int x = left; x < right; x++) {
+      if (runtest::Sample(host.workingDocument(), 0, x, y) == 0 &&
+          runtest::Sample(expected, 0, x, y) != 0) {
+        blackHere++;
+      }
+    }
+  }
+  EXPECT_GT(blackHere, 100);
+}
+
+TEST(FullRun, TilesMappedWhollyOutsideAreZeroInEveryPlane) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  Settings s;
+  s.centerX = 5.0;  // the optical centre far to the left: everything maps off the image
+  s.k1 = 1.0;
+  hostemu::Document doc = runtest::MakeDocument(30, 20, 16, 4, [](int, int, int) { return 999u; });
+  hostemu::Host host(plugin, doc, Tiles(16, 16, 16, 16));
+  const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(s));
+  ASSERT_EQ(r.result, 0);
+  for (int p = 0; p < 4; p++) {
+    for (int y = 0; y < 20; y++) {
+      for (int x = 0; x < 30; x++) ASSERT_EQ(runtest::Sample(host.workingDocument(), p, x, y), 0u);
+    }
+  }
+  // 2 x 2 tiles, each blanked with one request per plane.
+  const auto requests = runtest::TileRequests(host);
+  ASSERT_GE(requests.size(), 16u);
+  for (size_t i = 0; i < 16; i++) {
+    const std::string plane = std::to_string(i % 4);
+    EXPECT_EQ(requests[i].field("outPlanes"), plane + ".." + plane);
+  }
+}
+
+TEST(FullRun, MarginsMoveThePictureByLeftAndTop) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  Settings s;
+  s.left = 3;
+  s.top = 2;
+  s.right = 4;
+  s.bottom = 5;
+  hostemu::Document doc = runtest::MakeDocument(40, 30, 8, 3, Busy8);
+  const hostemu::Document input = doc;
+  hostemu::Host host(plugin, doc, Tiles(8, 8, 8, 8));
+  ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
+  // The picture is the top-left 33 x 23 pixels; it lands at (3, 2) and the
+  // rest of the output lies outside it.
+  for (int p = 0; p < 3; p++) {
+    for (int y = 0; y < 30; y++) {
+      for (int x = 0; x < 40; x++) {
+        const bool inside = x >= 3 && x < 36 && y >= 2 && y < 25;
+        const std::uint32_t want = inside ? runtest::Sample(input, p, x - 3, y - 2) : 0u;
+        ASSERT_EQ(runtest::Sample(host.workingDocument(), p, x, y), want) << x << "," << y;
+      }
+    }
+  }
+}
+
+TEST(FullRunEnds, OutputTileSizeZeroIsABadParameter) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  for (const auto &t : {Tiles(0, 16, 16, 16), Tiles(16, 0, 16, 16)}) {
+    hostemu::Document doc = runtest::MakeDocument(20, 20, 8, 3, Busy8);
+    hostemu::Host host(plugin, doc, t);
+    const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(Settings{}));
+    EXPECT_EQ(r.result, -30100);
+    EXPECT_EQ(r.failedSelector, 3);
+    EXPECT_EQ(r.tiles, 0);
+  }
+}
+
+TEST(FullRunEnds, NoKernelForTheDepthIsABadParameter) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(20, 20, 8, 3, Busy8);
+  hostemu::Host host(plugin, doc);
+  for (const std::int32_t depth : {1, 24, 64}) {
+    host.filterRecord()->depth = depth;  // 1, 3 and 8 bytes: no kernel for any
+    EXPECT_EQ(host.callSelector(hostemu::kSelectorStart), -30100) << depth;
+  }
+  EXPECT_EQ(runtest::TileRequests(host).size(), 0u);
+}
+
+// Replaces the host's advanceState for the rest of a run: the host does its
+// part, then reports a failure.
+std::int16_t (*gRealAdvance)() = nullptr;
+std::int16_t FailingAdvance() {
+  gRealAdvance();
+  return ioErr;
+}
+
+TEST(FullRunEnds, AdvanceStateFailingPartWayKeepsTheTilesWritten) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  Settings s;
+  s.k1 = 0.05;
+  hostemu::Document doc = runtest::MakeDocument(48, 16, 8, 3, Busy8);
+  const hostemu::Document input = doc;
+  const hostemu::Document expected =
+      runtest::ReferenceCorrection(doc, BICUBIC, runtest::ModelFor(s, 48, 16));
+  hostemu::HostOptions options = Tiles(16, 16, 16, 16);
+  hostemu::Host *hostp = nullptr;
+  options.progressCallback = [&hostp](std::int32_t done, std::int32_t) {
+    if (done == 2) {
+      FilterRecord *fr = hostp->filterRecord();
+      gRealAdvance = fr->advanceState;
+      fr->advanceState = FailingAdvance;
+    }
+  };
+  hostemu::Host host(plugin, doc, options);
+  hostp = &host;
+  const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(s));
+  EXPECT_EQ(r.result, ioErr);
+  EXPECT_EQ(r.failedSelector, 3);
+  EXPECT_EQ(host.log().count(hostemu::LogKind::Progress), 2u);
+  // Tiles 0 and 1 are corrected, tile 2 is as it was.
+  EXPECT_EQ(Differences(host.workingDocument(), expected, 0, 0, 32, 16), 0);
+  EXPECT_EQ(Differences(host.workingDocument(), input, 32, 0, 48, 16), 0);
+  EXPECT_GT(Differences(expected, input, 32, 0, 48, 16), 0);
+}
+
+TEST(FullRunEnds, AbortAfterTheFirstTileRequestsNothingMore) {
+  // The aborted run leaves its worker threads parked inside the module, so
+  // the module must stay loaded after this test's host lets go of it.
+  ASSERT_NE(dlopen(ORTAVEL_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL), nullptr);
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(40, 40, 8, 3, Busy8);
+  hostemu::HostOptions options = Tiles(16, 16, 16, 16);
+  options.abortAfterTiles = 1;
+  hostemu::Host host(plugin, doc, options);
+  const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(Settings{}));
+  EXPECT_EQ(r.result, -128);
+  EXPECT_EQ(r.tiles, 1);
+  const auto progress = host.log().ofKind(hostemu::LogKind::Progress);
+  ASSERT_EQ(progress.size(), 1u);
+  EXPECT_EQ(progress[0].field("done"), "1");
+  EXPECT_EQ(progress[0].field("total"), "9");
+}
+
+}  // namespace
