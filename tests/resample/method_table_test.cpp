@@ -4,6 +4,12 @@
 #include "resample/interp.h"
 #include "resample/kernels.h"
 
+extern "C" {
+int32_t c_support_of(uint32_t method, uint32_t sample_size);
+int c_kernel_is(uint32_t method, uint32_t sample_size, interp_kernel_fn kernel);
+double c_lanczos12_tail(void);
+}
+
 namespace {
 
 TEST(MethodTable, EveryMethodAndSizeHasItsRow) {
@@ -40,6 +46,18 @@ TEST(MethodTable, UnknownPairsHaveNoRow) {
   EXPECT_EQ(interp_get_method(2, 0), nullptr);
   EXPECT_EQ(interp_get_method(0, 8), nullptr);
   EXPECT_EQ(interp_get_method(0xFFFFFFFFu, 1), nullptr);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(MethodTable, HeadersServeCCallers) {
+  EXPECT_EQ(c_support_of(5, 2), 12);
+  EXPECT_EQ(c_support_of(0, 3), -1);
+  EXPECT_TRUE(c_kernel_is(3, 4, func_LANCZOS6_4));
+  EXPECT_FALSE(c_kernel_is(3, 4, func_LANCZOS6_2));
+  EXPECT_EQ(c_lanczos12_tail(), 0.0);
 }
 
 }  // namespace
