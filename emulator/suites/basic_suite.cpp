@@ -2,7 +2,8 @@
 // block allocator (the C heap).
 //
 // Answered with a real table: the basic suite itself (v4), the property suite
-// (v1), the channel ports (v2, v3), the colour space (v1, v2). Answered with
+// (v1), the channel ports (v2, v3), the older channel-port callbacks (v1),
+// the colour space (v1, v2). Answered with
 // an all-'!IMP' table (see unimplemented_suite.h): the action descriptor,
 // list, reference and control suites, the descriptor registry, ZString, SP
 // Access, SP Runtime, GetFileList and the alias utilities, at the versions
@@ -19,7 +20,15 @@
 namespace hostemu {
 namespace {
 
-enum class Table { Basic, Property, ChannelPorts, ColorSpace1, ColorSpace2, Unimplemented };
+enum class Table {
+  Basic,
+  Property,
+  ChannelPorts,
+  ChannelPortProcs,
+  ColorSpace1,
+  ColorSpace2,
+  Unimplemented
+};
 
 struct KnownSuite {
   std::string_view name;
@@ -32,6 +41,7 @@ constexpr KnownSuite kKnownSuites[] = {
     {kSPBasicSuite, 4, 4, Table::Basic},
     {kPSPropertySuite, 1, 1, Table::Property},
     {kPSChannelPortsSuite, 2, 3, Table::ChannelPorts},
+    {kPSChannelPortProcsSuite, 1, 1, Table::ChannelPortProcs},
     {kPSColorSpaceSuite, 1, 1, Table::ColorSpace1},
     {kPSColorSpaceSuite, 2, 2, Table::ColorSpace2},
     {kPSActionDescriptorSuite, 1, 5, Table::Unimplemented},
@@ -56,6 +66,8 @@ const void *findTable(SuiteHostState &state, std::string_view name, std::int32_t
         return &state.property;
       case Table::ChannelPorts:
         return &state.channelPorts;
+      case Table::ChannelPortProcs:
+        return &state.channelPortProcs;
       case Table::ColorSpace1:
         return &state.colorSpace1;
       case Table::ColorSpace2:

@@ -1,4 +1,5 @@
-// The channel ports: read-only ports onto the document's planes. Reading,
+// The channel ports: read-only ports onto the document's planes, through the
+// suite and through the older direct callbacks (ChannelPortProcs). Reading,
 // scaled or not, is real; ports cannot be written, made or disposed of
 // ('!IMP'), and no channel operations are offered.
 #include "emulator/suites/scaled_read.h"
@@ -179,7 +180,49 @@ SPErr restorePort(PIChannelPort, VRect *) {
   return kSPUnimplementedError;
 }
 
+// The older direct callbacks answer OSErr; suite errors that do not fit in
+// 16 bits become paramErr.
+OSErr toOSErr(SPErr status) {
+  return status >= -32768 && status <= 32767 ? static_cast<OSErr>(status)
+                                             : static_cast<OSErr>(paramErr);
+}
+
+OSErr readPixels(ChannelReadPort port, const PSScaling *scaling, const VRect *writeRect,
+                 const PixelMemoryDesc *destination, VRect *wroteRect) {
+  const PortLookup found = lookUp(port);
+  if (found.status != kSPNoError) return toOSErr(found.status);
+  if (writeRect == nullptr || destination == nullptr) return paramErr;
+  const Document &doc = found.state->documentInfo.document();
+  const PSScaling identity{documentBounds(doc), documentBounds(doc)};
+  VRect rect = *writeRect;
+  const SPErr status =
+      readScaledPlane(viewOf(doc, found.plane), &rect, scaling ? *scaling : identity, *destination);
+  if (status == kSPNoError && wroteRect != nullptr) *wroteRect = rect;
+  found.state->log("read pixels plane " + std::to_string(found.plane) + " -> " +
+                   std::to_string(status));
+  return toOSErr(status);
+}
+
+OSErr writeBasePixels(ChannelWritePort, const VRect *, const PixelMemoryDesc *) {
+  return errPlugInHostInsufficient;  // the document is read-only to filters here
+}
+
+OSErr readPortForWritePort(ChannelReadPort *readPort, ChannelWritePort) {
+  if (readPort) *readPort = nullptr;
+  return errUnknownPort;  // there are no write ports
+}
+
 }  // namespace
+
+ChannelPortProcs makeChannelPortProcs() {
+  ChannelPortProcs procs{};
+  procs.channelPortProcsVersion = kCurrentChannelPortProcsVersion;
+  procs.numChannelPortProcs = kCurrentChannelPortProcsCount;
+  procs.readPixelsProc = readPixels;
+  procs.writeBasePixelsProc = writeBasePixels;
+  procs.readPortForWritePortProc = readPortForWritePort;
+  return procs;
+}
 
 PSChannelPortsSuite1 makeChannelPortsSuite() {
   PSChannelPortsSuite1 suite{};

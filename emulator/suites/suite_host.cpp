@@ -22,6 +22,7 @@ SuiteHostState::SuiteHostState(SuiteEnvironment environment)
   basic = makeBasicSuite();
   property = makePropertySuite();
   channelPorts = makeChannelPortsSuite();
+  channelPortProcs = makeChannelPortProcs();
   colorSpace1 = makeColorSpaceSuite1();
   colorSpace2 = makeColorSpaceSuite2();
   unimplemented = makeUnimplementedSuite();
@@ -66,6 +67,10 @@ SPBasicSuite *SuiteHost::basicSuite() {
 
 ReadImageDocumentDesc *SuiteHost::documentInfo() {
   return state_->documentInfo.desc();
+}
+
+ChannelPortProcs *SuiteHost::channelPortProcs() {
+  return &state_->channelPortProcs;
 }
 
 SuiteHost::Activation::Activation(SuiteHost *host) : previous_(gActiveHost) {

@@ -43,6 +43,9 @@ class SuiteHost {
   SPBasicSuite *basicSuite();
   // For FilterRecord.documentInfo: built from the document when the host is made.
   ReadImageDocumentDesc *documentInfo();
+  // For FilterRecord.channelPortProcs: the older direct read callbacks over
+  // the same ports (also served as "Photoshop Channel Ports Suite for Plug-ins" v1).
+  ChannelPortProcs *channelPortProcs();
 
   class Activation {
    public:

@@ -27,6 +27,7 @@ struct SuiteHostState {
   SPBasicSuite basic{};
   PropertyProcs property{};
   PSChannelPortsSuite1 channelPorts{};
+  ChannelPortProcs channelPortProcs{};
   PSColorSpaceSuite1 colorSpace1{};
   PSColorSpaceSuite2 colorSpace2{};
   UnimplementedSuite unimplemented{};
@@ -55,6 +56,7 @@ SuiteHostState *activeState();
 SPBasicSuite makeBasicSuite();
 PropertyProcs makePropertySuite();
 PSChannelPortsSuite1 makeChannelPortsSuite();
+ChannelPortProcs makeChannelPortProcs();
 PSColorSpaceSuite1 makeColorSpaceSuite1();
 PSColorSpaceSuite2 makeColorSpaceSuite2();
 

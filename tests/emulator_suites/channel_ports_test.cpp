@@ -265,3 +265,37 @@ TEST_F(ChannelPortsTest, PortQueriesAndInjectedFaults) {
 
 }  // namespace
 }  // namespace hostemu::testing
+
+namespace hostemu::testing {
+namespace {
+
+TEST_F(ChannelPortsTest, OlderDirectCallbacksReadThroughTheSamePorts) {
+  doc.width = 3;
+  doc.height = 2;
+  doc.imageMode = plugInModeRGBColor;
+  doc.planes = {plane8({1, 2, 3, 4, 5, 6}), plane8({10, 20, 30, 40, 50, 60}),
+                plane8({0, 0, 0, 0, 0, 0})};
+  open();
+  const auto *procs = acquire<ChannelPortProcs>("Photoshop Channel Ports Suite for Plug-ins", 1);
+  ASSERT_EQ(procs, host->channelPortProcs());
+  EXPECT_EQ(procs->numChannelPortProcs, 3);
+  // The green plane's right column, 1:1, as 16-bit-apart 8-bit samples.
+  std::uint8_t buf[4] = {0xEE, 0xEE, 0xEE, 0xEE};
+  const PixelMemoryDesc mem{buf, 16, 8, 8, 8};
+  const VRect want{0, 2, 2, 3};
+  VRect wrote{};
+  ASSERT_EQ(procs->readPixelsProc(port(1), nullptr, &want, &mem, &wrote), noErr);
+  EXPECT_EQ(buf[0], 0xEE);
+  EXPECT_EQ(buf[1], 30);
+  EXPECT_EQ(buf[2], 0xEE);
+  EXPECT_EQ(buf[3], 60);
+  EXPECT_EQ(wrote.left, 2);
+  EXPECT_EQ(wrote.bottom, 2);
+  int notAPort = 0;
+  EXPECT_EQ(procs->readPixelsProc(reinterpret_cast<PIChannelPort>(&notAPort), nullptr, &want, &mem,
+                                  &wrote),
+            -30910);
+}
+
+}  // namespace
+}  // namespace hostemu::testing
