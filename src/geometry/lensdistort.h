@@ -17,13 +17,13 @@
 ORTAVEL_BEGIN_C
 
 typedef struct lensdistort_model {
-  double centerX;       /* optical centre offset, normalised, unrotated frame */
+  double centerX; /* optical centre offset, normalised, unrotated frame */
   double centerY;
-  double k1;            /* coefficient of r^2 */
-  double k2;            /* coefficient of r^4 */
-  double radiusLimit;   /* > 0: distorted radius compressed below this value */
-  double scale;         /* zoom divisor applied before the distortion; not 0 */
-  int32_t imageWidth;   /* source image size in pixels */
+  double k1;          /* coefficient of r^2 */
+  double k2;          /* coefficient of r^4 */
+  double radiusLimit; /* > 0: distorted radius compressed below this value */
+  double scale;       /* zoom divisor applied before the distortion; not 0 */
+  int32_t imageWidth; /* source image size in pixels */
   int32_t imageHeight;
   uint32_t orientation; /* 0..7; larger values give a centred model */
 } lensdistort_model;
