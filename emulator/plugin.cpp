@@ -33,4 +33,8 @@ Plugin::Plugin(const std::filesystem::path &path)
 
 Plugin::~Plugin() = default;
 
+void *Plugin::symbol(const std::string &name) const {
+  return dlsym(module_.get(), name.c_str());
+}
+
 }  // namespace hostemu

@@ -32,6 +32,8 @@ class Plugin {
 
   const std::filesystem::path &path() const { return path_; }
   PluginEntry entry() const { return entry_; }
+  // Another symbol of the module (null when absent), e.g. a test module's hooks.
+  void *symbol(const std::string &name) const;
   // The pointer-sized word the host keeps for the module between calls.
   std::intptr_t &data() { return data_; }
   HandleStore &handles() { return *handles_; }

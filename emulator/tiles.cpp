@@ -52,8 +52,8 @@ void paddingSample(std::int16_t padding, std::int32_t bps, std::uint8_t *out) {
 
 std::string rectText(const VRect &r) {
   char buf[64];
-  std::snprintf(buf, sizeof buf, "(%d,%d,%d,%d)", static_cast<int>(r.top),
-                static_cast<int>(r.left), static_cast<int>(r.bottom), static_cast<int>(r.right));
+  std::snprintf(buf, sizeof buf, "(%d,%d,%d,%d)", static_cast<int>(r.top), static_cast<int>(r.left),
+                static_cast<int>(r.bottom), static_cast<int>(r.right));
   return buf;
 }
 

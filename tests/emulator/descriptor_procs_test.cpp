@@ -1,0 +1,223 @@
+// The descriptor reader and writer as a filter sees them through
+// descriptorParameters.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "probe.h"
+
+namespace {
+
+using hostemu::Descriptor;
+using hostemu::fourCC;
+using hostemu::Host;
+using hostemu::HostOptions;
+using hostemu::Plugin;
+using probe::record;
+
+struct Got {
+  std::vector<std::uint32_t> keys, types;
+  std::vector<long> statuses;
+  std::vector<double> numbers;
+  std::vector<std::uint32_t> expectedAfter;
+  std::string text;
+  long closeStatus = 999;
+  bool opened = false;
+  int16 playInfo = -1;
+} got;
+
+// Reads every key, asking for the kind the key's name says (a filter's view),
+// so that some reads meet a value of another type.
+void reader(int16 selector, void *block, intptr_t *, int16 *) {
+  if (selector != filterSelectorStart) return;
+  PIDescriptorParameters *dp = record(block)->descriptorParameters;
+  got.playInfo = dp->playInfo;
+  ReadDescriptorProcs *rp = dp->readDescriptorProcs;
+  DescriptorKeyID expected[] = {fourCC("paK1"), fourCC("paXC"), fourCC("intM"), fourCC("exMa"), 0};
+  PIReadDescriptor r = rp->openReadDescriptorProc(dp->descriptor, expected);
+  got.opened = r != nullptr;
+  if (r == nullptr) return;
+  // Nothing is current yet: a get is refused, not a crash.
+  double early = -1.0;
+  got.statuses.push_back(rp->getFloatProc(r, &early));
+  DescriptorKeyID key;
+  DescriptorTypeID type;
+  int32 flags;
+  while (rp->getKeyProc(r, &key, &type, &flags)) {
+    got.keys.push_back(key);
+    got.types.push_back(type);
+    double d = -1.0;
+    if (key == fourCC("paK1") || key == fourCC("paXC") || key == fourCC("paK2")) {
+      got.statuses.push_back(rp->getFloatProc(r, &d));
+    } else if (key == fourCC("intM")) {
+      DescriptorEnumID e = 0;
+      got.statuses.push_back(rp->getEnumeratedProc(r, &e));
+      d = e;
+    } else if (key == fourCC("caTo")) {
+      int32 v = -1;
+      got.statuses.push_back(rp->getPinnedIntegerProc(r, 0, 10, &v));
+      d = v;
+    } else if (key == fourCC("exMa")) {
+      Str255 s = {};
+      got.statuses.push_back(rp->getStringProc(r, &s));
+      got.text.assign(reinterpret_cast<const char *>(s + 1), s[0]);
+    } else if (key == fourCC("txt ")) {
+      Handle h = nullptr;
+      got.statuses.push_back(rp->getTextProc(r, &h));
+      d = record(block)->handleProcs->getSizeProc(h);
+      record(block)->handleProcs->disposeProc(h);
+    }
+    got.numbers.push_back(d);
+  }
+  for (int i = 0; i < 4; ++i) got.expectedAfter.push_back(expected[i]);
+  got.closeStatus = rp->closeReadDescriptorProc(r);
+  record(block)->handleProcs->disposeProc(dp->descriptor);
+  dp->descriptor = nullptr;
+}
+
+TEST(DescriptorProcs, KeysComeInWrittenOrderWithDuplicatesAndClearTheExpectedArray) {
+  got = Got{};
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, reader);
+  hostemu::Document doc = probe::makeDocument(4, 4, 1);
+  Descriptor in;
+  in.putFloat(fourCC("paK1"), 0.25)
+      .putEnumerated(fourCC("intM"), fourCC("intT"), fourCC("la08"))
+      .putFloat(fourCC("paK1"), -1.5)
+      .putString(fourCC("exMa"), "0x7ffd1234")
+      .putText(fourCC("txt "), "twelve bytes");
+  Host host(plugin, doc, HostOptions{});
+  const auto r = host.runFilter(in);
+  ASSERT_TRUE(got.opened);
+  EXPECT_EQ(got.playInfo, 2);  // a descriptor went in: a silent replay
+  EXPECT_EQ(got.keys, (std::vector<std::uint32_t>{fourCC("paK1"), fourCC("intM"), fourCC("paK1"),
+                                                  fourCC("exMa"), fourCC("txt ")}));
+  EXPECT_EQ(got.types, (std::vector<std::uint32_t>{fourCC("doub"), fourCC("enum"), fourCC("doub"),
+                                                   fourCC("TEXT"), fourCC("TEXT")}));
+  EXPECT_EQ(got.statuses, (std::vector<long>{-50, 0, 0, 0, 0, 0}));
+  EXPECT_EQ(got.numbers, (std::vector<double>{0.25, fourCC("la08"), -1.5, -1.0, 12.0}));
+  EXPECT_EQ(got.text, "0x7ffd1234");
+  // Found keys are cleared; "paXC" was never there.
+  EXPECT_EQ(got.expectedAfter, (std::vector<std::uint32_t>{0, fourCC("paXC"), 0, 0}));
+  // The early get before any key was refused, and errors stick to the close.
+  EXPECT_EQ(got.closeStatus, -50);
+  EXPECT_TRUE(host.leaks().empty());  // the filter disposed of what it got
+  EXPECT_FALSE(r.descriptorOut.has_value());
+}
+
+TEST(DescriptorProcs, UnexpectedTypesAreAnsweredWithAStatusNeverACrash) {
+  got = Got{};
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, reader);
+  hostemu::Document doc = probe::makeDocument(4, 4, 1);
+  Descriptor in;
+  in.putInteger(fourCC("paK1"), 3)       // float asked, integer held: coerced
+      .putFloat(fourCC("intM"), 2.0)     // enumerated asked, float held
+      .putBoolean(fourCC("exMa"), true)  // string asked, boolean held
+      .putInteger(fourCC("caTo"), 42)    // pinned to 0..10
+      .add({fourCC("paXC"), fourCC("doub"), std::int32_t{9}});  // type code that lies
+  Host host(plugin, doc, HostOptions{});
+  host.runFilter(in);
+  ASSERT_TRUE(got.opened);
+  EXPECT_EQ(got.statuses, (std::vector<long>{-50, 2, -50, -50, 2, 2}));
+  EXPECT_EQ(got.numbers, (std::vector<double>{3.0, 0.0, -1.0, 10.0, 9.0}));
+  EXPECT_EQ(got.closeStatus, -50);
+}
+
+TEST(DescriptorProcs, InjectedReadFailuresAreReturnedAndKeptForTheClose) {
+  got = Got{};
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, reader);
+  hostemu::Document doc = probe::makeDocument(4, 4, 1);
+  Descriptor in;
+  in.putFloat(fourCC("paK2"), 1.0).putInteger(fourCC("caTo"), 50).putFloat(fourCC("paK1"), 2.0);
+  HostOptions options;
+  options.descriptorReadFailures[fourCC("paK2")] = -1715;
+  Host host(plugin, doc, options);
+  host.runFilter(in);
+  // The injected failure shows on its own read; the close reports the first
+  // error met, the refused early read.
+  EXPECT_EQ(got.statuses, (std::vector<long>{-50, -1715, 2, 0}));
+  EXPECT_EQ(got.numbers, (std::vector<double>{-1.0, 10.0, 2.0}));
+  EXPECT_EQ(got.closeStatus, -50);
+}
+
+void openOnly(int16 selector, void *block, intptr_t *, int16 *) {
+  if (selector != filterSelectorStart) return;
+  PIDescriptorParameters *dp = record(block)->descriptorParameters;
+  ReadDescriptorProcs *rp = dp->readDescriptorProcs;
+  PIReadDescriptor r = rp->openReadDescriptorProc(dp->descriptor, nullptr);
+  got.opened = r != nullptr;
+  double d = 0;
+  DescriptorKeyID key;
+  DescriptorTypeID type;
+  int32 flags;
+  while (rp->getKeyProc(r, &key, &type, &flags)) {
+    got.statuses.push_back(rp->getFloatProc(r, &d));
+  }
+  got.closeStatus = rp->closeReadDescriptorProc(r);
+}
+
+TEST(DescriptorProcs, CloseReportsAnErrorOverAnEarlierCoercion) {
+  got = Got{};
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, openOnly);
+  hostemu::Document doc = probe::makeDocument(4, 4, 1);
+  Descriptor in;
+  in.putInteger(fourCC("aaaa"), 1).putBoolean(fourCC("bbbb"), false).putFloat(fourCC("cccc"), 1);
+  Host host(plugin, doc, HostOptions{});
+  host.runFilter(in);
+  ASSERT_TRUE(got.opened);
+  EXPECT_EQ(got.statuses, (std::vector<long>{2, -50, 0}));
+  EXPECT_EQ(got.closeStatus, -50);
+}
+
+// Finish writes a descriptor, with a nested object made by a second writer.
+void writer(int16 selector, void *block, intptr_t *, int16 *) {
+  if (selector != filterSelectorFinish) return;
+  FilterRecord *fr = record(block);
+  PIDescriptorParameters *dp = fr->descriptorParameters;
+  WriteDescriptorProcs *wp = dp->writeDescriptorProcs;
+  PIWriteDescriptor inner = wp->openWriteDescriptorProc();
+  wp->putIntegerProc(inner, fourCC("wdth"), 640);
+  PIDescriptorHandle innerHandle = nullptr;
+  wp->closeWriteDescriptorProc(inner, &innerHandle);
+
+  PIWriteDescriptor w = wp->openWriteDescriptorProc();
+  const double k1 = -0.0625;
+  wp->putFloatProc(w, fourCC("paK1"), &k1);
+  wp->putEnumeratedProc(w, fourCC("intM"), fourCC("intT"), fourCC("biCu"));
+  const uint8 text[] = {3, 'a', 'b', 'c'};
+  wp->putStringProc(w, fourCC("name"), text);
+  wp->putFloatProc(w, fourCC("paK1"), &k1);
+  wp->putObjectProc(w, fourCC("objc"), fourCC("Rctn"), innerHandle);
+  fr->handleProcs->disposeProc(innerHandle);
+  fr->handleProcs->disposeProc(dp->descriptor);
+  wp->closeWriteDescriptorProc(w, &dp->descriptor);
+  dp->recordInfo = 0;
+}
+
+TEST(DescriptorProcs, TheWrittenDescriptorComesOutInOrder) {
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, writer);
+  hostemu::Document doc = probe::makeDocument(4, 4, 1);
+  HostOptions options;
+  options.recordInfo = 1;
+  Host host(plugin, doc, options);
+  const auto r = host.runFilter();
+  ASSERT_TRUE(r.descriptorOut.has_value());
+  Descriptor inner;
+  inner.putInteger(fourCC("wdth"), 640);
+  Descriptor expected;
+  expected.putFloat(fourCC("paK1"), -0.0625)
+      .putEnumerated(fourCC("intM"), fourCC("intT"), fourCC("biCu"))
+      .putString(fourCC("name"), "abc")
+      .putFloat(fourCC("paK1"), -0.0625)
+      .putObject(fourCC("objc"), fourCC("Rctn"), inner);
+  EXPECT_EQ(*r.descriptorOut, expected);
+  EXPECT_EQ(r.recordInfo, 0);
+  EXPECT_TRUE(host.leaks().empty());  // the host took the descriptor over
+}
+
+}  // namespace

@@ -1,0 +1,496 @@
+// The emulated host driving a real module: loading, the record it fills,
+// handles and faults through the callbacks, advanceState, write-back, abort,
+// the continue loop, alerts and what it keeps between invocations.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "emulator/suites/suite_host.h"
+#include "probe.h"
+
+namespace {
+
+using hostemu::Document;
+using hostemu::Host;
+using hostemu::HostOptions;
+using hostemu::LogKind;
+using hostemu::Plugin;
+using probe::record;
+
+// What the scripts below observed; reset by each test.
+struct Seen {
+  std::vector<FilterRecord> records;  // copies taken on prepare
+  std::vector<long> values;
+  std::vector<void *> pointers;
+  bool suitesActive = false;
+} seen;
+
+void resetSeen() {
+  seen = Seen{};
+}
+
+TEST(Plugin, LoadFailuresSayWhatIsWrong) {
+  try {
+    Plugin p("/nonexistent/dir/filter.so");
+    FAIL() << "loaded a missing module";
+  } catch (const hostemu::PluginLoadError &e) {
+    EXPECT_NE(std::string(e.what()).find("/nonexistent/dir/filter.so"), std::string::npos);
+  }
+  try {
+    Plugin p("libm.so.6");  // a real shared object, but no filter
+    FAIL() << "accepted a module without PluginMain";
+  } catch (const hostemu::PluginLoadError &e) {
+    EXPECT_NE(std::string(e.what()).find("PluginMain"), std::string::npos);
+  }
+}
+
+void captureOnPrepare(int16 selector, void *block, intptr_t *, int16 *) {
+  if (selector == filterSelectorPrepare) seen.records.push_back(*record(block));
+}
+
+TEST(Host, FillsTheFilterRecordAsAHostDoes) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, captureOnPrepare);
+  Document doc = probe::makeDocument(40, 30, 4, 16);
+  HostOptions options;
+  options.inTileWidth = 64;
+  options.inTileHeight = 32;
+  options.outTileWidth = 0;  // a host may say 0; the filter must cope
+  options.outTileHeight = 8;
+  options.maxSpace = 5'000'000'000LL;
+  options.background[0] = 0x1234;
+  Host host(plugin, doc, options);
+  ASSERT_EQ(host.runFilter().result, 0);
+  ASSERT_EQ(seen.records.size(), 1u);
+  const FilterRecord &fr = seen.records[0];
+  EXPECT_EQ(fr.hostSig, 0x3842494Du);
+  EXPECT_EQ(fr.planes, 4);
+  EXPECT_EQ(fr.depth, 16);
+  EXPECT_EQ(fr.imageMode, 3);
+  EXPECT_EQ(fr.imageSize.v, 30);
+  EXPECT_EQ(fr.imageSize.h, 40);
+  EXPECT_EQ(fr.filterRect.bottom, 30);
+  EXPECT_EQ(fr.filterRect.right, 40);
+  EXPECT_EQ(fr.wholeSize.h, 40);
+  EXPECT_EQ(fr.imageHRes, 72 * 65536);
+  EXPECT_EQ(fr.inTileWidth, 64);
+  EXPECT_EQ(fr.inTileHeight, 32);
+  EXPECT_EQ(fr.outTileWidth, 0);
+  EXPECT_EQ(fr.outTileHeight, 8);
+  EXPECT_EQ(fr.maxSpace, 2147483647);  // the 32-bit field saturates
+  EXPECT_EQ(fr.maxSpace64, 5'000'000'000LL);
+  EXPECT_EQ(fr.background.red, 0x1234);
+  EXPECT_EQ(fr.backColor[0], 0x12);
+  EXPECT_EQ(fr.inputPadding, -3);
+  EXPECT_EQ(fr.filterCase, 4);  // RGB plus a fourth plane: transparency
+  ASSERT_NE(fr.handleProcs, nullptr);
+  EXPECT_EQ(fr.handleProcs->numHandleProcs, 8);
+  EXPECT_NE(fr.handleProcs->disposeRegularHandleProc, nullptr);
+  ASSERT_NE(fr.bigDocumentData, nullptr);
+  ASSERT_NE(fr.descriptorParameters, nullptr);
+  ASSERT_NE(fr.descriptorParameters->readDescriptorProcs, nullptr);
+  EXPECT_EQ(fr.descriptorParameters->readDescriptorProcs->numReadDescriptorProcs, 18);
+  EXPECT_EQ(fr.descriptorParameters->writeDescriptorProcs->numWriteDescriptorProcs, 16);
+  EXPECT_EQ(fr.descriptorParameters->playInfo, 1);  // no descriptor: as from the menu
+  EXPECT_EQ(fr.descriptorParameters->descriptor, nullptr);
+  EXPECT_NE(fr.sSPBasic, nullptr);
+  EXPECT_NE(fr.documentInfo, nullptr);
+  EXPECT_NE(fr.advanceState, nullptr);
+  EXPECT_EQ(fr.parameters, nullptr);  // first invocation: the filter makes it
+  // The 32-bit block describes the same image.
+  EXPECT_EQ(host.filterRecord()->bigDocumentData->imageSize32.h, 40);
+  EXPECT_EQ(host.filterRecord()->bigDocumentData->imageSize32.v, 30);
+}
+
+TEST(Host, CanLeaveOutBigDocumentsTheBasicSuiteAndTheDescriptorProcs) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, captureOnPrepare);
+  Document doc = probe::makeDocument(8, 8, 1);
+  HostOptions options;
+  options.bigDocument = false;
+  options.basicSuite = false;
+  options.descriptorReader = false;
+  Host host(plugin, doc, options);
+  ASSERT_EQ(host.runFilter().result, 0);
+  ASSERT_EQ(seen.records.size(), 1u);
+  EXPECT_EQ(seen.records[0].bigDocumentData, nullptr);
+  EXPECT_EQ(seen.records[0].sSPBasic, nullptr);
+  EXPECT_EQ(seen.records[0].descriptorParameters->readDescriptorProcs, nullptr);
+  EXPECT_NE(seen.records[0].descriptorParameters->writeDescriptorProcs, nullptr);
+  EXPECT_EQ(seen.records[0].filterCase, 1);
+
+  HostOptions none;
+  none.descriptorParameters = false;
+  Host bare(plugin, doc, none);
+  resetSeen();
+  ASSERT_EQ(bare.runFilter().result, 0);
+  EXPECT_EQ(seen.records[0].descriptorParameters, nullptr);
+}
+
+TEST(Host, RefusesDocumentsItCannotPresent) {
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  Document wide = probe::makeDocument(40000, 1, 1);
+  HostOptions small;
+  small.bigDocument = false;
+  EXPECT_THROW(Host(plugin, wide, small), std::invalid_argument);
+  EXPECT_NO_THROW(Host(plugin, wide, HostOptions{}));
+  Document odd = probe::makeDocument(4, 4, 1);
+  odd.depth = 12;
+  EXPECT_THROW(Host(plugin, odd, HostOptions{}), std::invalid_argument);
+  Document shortPlane = probe::makeDocument(4, 4, 2);
+  shortPlane.planes[1].samples.pop_back();
+  EXPECT_THROW(Host(plugin, shortPlane, HostOptions{}), std::invalid_argument);
+}
+
+// The built-in inverter walks 16 x 16 tiles; every sample must come back as
+// 255 minus the original, whatever the tiling and row padding.
+void expectInverted(const Document &before, const Document &after) {
+  for (int p = 0; p < 3; ++p) {
+    for (int y = 0; y < before.height; ++y) {
+      for (int x = 0; x < before.width; ++x) {
+        ASSERT_EQ(probe::sample8(after, x, y, p), 255 - probe::pattern8(x, y, p))
+            << "x=" << x << " y=" << y << " p=" << p;
+      }
+    }
+  }
+}
+
+TEST(Host, ServesTilesWithPaddedRowsAndWritesEveryTileBack) {
+  for (bool big : {true, false}) {
+    Plugin plugin(PROBE_PLUGIN_PATH);
+    probe::install(plugin, nullptr);
+    Document doc = probe::makeDocument(37, 23, 3);
+    const Document original = doc;
+    HostOptions options;
+    options.inTileWidth = options.inTileHeight = 16;
+    options.outTileWidth = options.outTileHeight = 16;
+    options.rowPadding = 5;
+    options.bigDocument = big;
+    Host host(plugin, doc, options);
+    const auto r = host.runFilter();
+    ASSERT_EQ(r.result, 0);
+    EXPECT_TRUE(r.documentChanged);
+    EXPECT_EQ(r.continueCalls, 0);  // the inverter empties its rectangles itself
+    EXPECT_EQ(r.tiles, 6);          // 3 columns x 2 rows
+    expectInverted(original, doc);
+    const auto tiles = host.log().ofKind(LogKind::Tile);
+    ASSERT_FALSE(tiles.empty());
+    EXPECT_EQ(tiles[0].field("outRect"), "(0,0,16,16)");
+    EXPECT_EQ(tiles[0].field("coords"), big ? "32" : "16");
+    EXPECT_EQ(tiles[0].field("inPlanes"), "0..2");
+    // The last tile is the partial one in the corner.
+    bool sawCorner = false;
+    for (const auto &t : tiles) sawCorner |= t.field("outRect") == "(16,32,23,37)";
+    EXPECT_TRUE(sawCorner);
+  }
+}
+
+TEST(Host, AbortAfterOneTileStopsTheRunAndLeavesTheDocumentAlone) {
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, nullptr);
+  Document doc = probe::makeDocument(32, 16, 3);
+  const Document original = doc;
+  HostOptions options;
+  options.outTileWidth = options.outTileHeight = 16;
+  options.abortAfterTiles = 1;
+  Host host(plugin, doc, options);
+  const auto r = host.runFilter();
+  EXPECT_EQ(r.result, -128);
+  EXPECT_EQ(r.failedSelector, filterSelectorStart);
+  EXPECT_FALSE(r.documentChanged);
+  EXPECT_EQ(r.tiles, 1);
+  EXPECT_EQ(doc.planes[0].samples, original.planes[0].samples);
+  // The tile that was done was still written back to the working copy.
+  const Document &w = host.workingDocument();
+  EXPECT_EQ(probe::sample8(w, 3, 4, 1), 255 - probe::pattern8(3, 4, 1));
+  EXPECT_EQ(probe::sample8(w, 20, 4, 1), probe::pattern8(20, 4, 1));
+  // Finish still comes after a failed start.
+  ASSERT_FALSE(r.calls.empty());
+  EXPECT_EQ(r.calls.back().selector, filterSelectorFinish);
+  const auto aborts = host.log().ofKind(LogKind::Abort);
+  ASSERT_EQ(aborts.size(), 1u);
+  EXPECT_EQ(aborts[0].field("answer"), "true");
+}
+
+// A sequence of requests, each advanceState's answer kept in seen.values.
+void refusals(int16 selector, void *block, intptr_t *, int16 *) {
+  if (selector != filterSelectorStart) return;
+  FilterRecord *fr = record(block);
+  auto ask = [fr](VRect in, int16 inLo, int16 inHi, VRect out, int16 outLo, int16 outHi) {
+    probe::setRects32(fr, in, out);
+    fr->inLoPlane = inLo;
+    fr->inHiPlane = inHi;
+    fr->outLoPlane = outLo;
+    fr->outHiPlane = outHi;
+    seen.values.push_back(fr->advanceState());
+    seen.pointers.push_back(fr->inData);
+  };
+  const VRect none{0, 0, 0, 0};
+  ask(none, 0, 2, VRect{0, 0, 11, 4}, 0, 2);   // 0: out past the bottom (image is 10 high)
+  ask(VRect{0, 0, 2, 2}, 0, 3, none, 0, 0);    // 1: plane 3 of 3
+  ask(VRect{0, 0, 2, 2}, -1, 0, none, 0, 0);   // 2: negative plane
+  ask(VRect{5, 0, 2, 4}, 0, 2, none, 0, 0);    // 3: inverted: nothing, not an error
+  ask(VRect{0, 0, 4, 4}, 2, 1, none, 0, 0);    // 4: empty plane range: nothing
+  ask(VRect{-1, -1, 2, 2}, 0, 0, none, 0, 0);  // 5: outside, padding -3: refused
+  fr->inputPadding = plugInWantsEdgeReplication;
+  ask(VRect{-1, -1, 2, 2}, 1, 1, none, 0, 0);  // 6: edge replication
+  const auto *edge = static_cast<const uint8 *>(fr->inData);
+  seen.values.push_back(edge[0]);                       // 7: (-1,-1) -> (0,0)
+  seen.values.push_back(edge[fr->inRowBytes * 2 + 2]);  // 8: (1,1)
+  fr->inputPadding = 7;
+  ask(VRect{-1, -1, 2, 2}, 0, 0, none, 0, 0);                        // 9: fill value 7
+  seen.values.push_back(static_cast<const uint8 *>(fr->inData)[0]);  // 10
+  seen.values.push_back(fr->inRowBytes);                             // 11: 3 columns, 1 plane
+}
+
+TEST(Host, AdvanceStateRefusesBadRequestsAndServesPadding) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, refusals);
+  Document doc = probe::makeDocument(12, 10, 3);
+  Host host(plugin, doc, HostOptions{});
+  host.runFilter();
+  ASSERT_EQ(seen.values.size(), 12u);
+  EXPECT_EQ(seen.values[0], -30100);
+  EXPECT_EQ(seen.values[1], -50);
+  EXPECT_EQ(seen.values[2], -50);
+  EXPECT_EQ(seen.values[3], 0);
+  EXPECT_EQ(seen.pointers[3], nullptr);
+  EXPECT_EQ(seen.values[4], 0);
+  EXPECT_EQ(seen.pointers[4], nullptr);
+  EXPECT_EQ(seen.values[5], -30100);
+  EXPECT_EQ(seen.values[6], 0);
+  EXPECT_EQ(seen.values[7], probe::pattern8(0, 0, 1));
+  EXPECT_EQ(seen.values[8], probe::pattern8(1, 1, 1));
+  EXPECT_EQ(seen.values[9], 0);
+  EXPECT_EQ(seen.values[10], 7);
+  EXPECT_EQ(seen.values[11], 3);
+}
+
+// Writes 16-bit values into one tile, asks for the next, and checks the first
+// reached the document at once and that input holds the samples as stored.
+void sixteenBit(int16 selector, void *block, intptr_t *, int16 *result) {
+  if (selector != filterSelectorStart) return;
+  FilterRecord *fr = record(block);
+  fr->inLoPlane = fr->outLoPlane = 0;
+  fr->inHiPlane = fr->outHiPlane = 1;
+  probe::setRects32(fr, VRect{0, 0, 2, 3}, VRect{0, 0, 2, 3});
+  if ((*result = fr->advanceState()) != 0) return;
+  const auto *in = static_cast<const uint16 *>(fr->inData);
+  seen.values.push_back(in[0]);           // (0,0) plane 0
+  seen.values.push_back(in[3]);           // (1,0) plane 1
+  seen.values.push_back(fr->inRowBytes);  // 3 pixels x 2 planes x 2 bytes
+  seen.values.push_back(fr->inColumnBytes);
+  seen.values.push_back(fr->inPlaneBytes);
+  seen.values.push_back(
+      static_cast<const uint16 *>(fr->outData)[1]);  // outData starts as the document's pixels
+  for (int y = 0; y < 2; ++y) {
+    auto *row = reinterpret_cast<uint16 *>(static_cast<uint8 *>(fr->outData) + y * fr->outRowBytes);
+    for (int i = 0; i < 6; ++i) row[i] = 32768;
+  }
+  probe::setRects32(fr, VRect{2, 0, 3, 1}, VRect{2, 0, 3, 1});
+  *result = fr->advanceState();
+  probe::setRects32(fr, VRect{0, 0, 0, 0}, VRect{0, 0, 0, 0});
+}
+
+TEST(Host, SixteenBitSamplesTravelAsStoredAndTilesAreWrittenBack) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, sixteenBit);
+  Document doc = probe::makeDocument(5, 4, 2, 16);
+  auto at16 = [](const Document &d, int x, int y, int p) {
+    std::uint16_t v;
+    std::memcpy(&v, &d.planes[static_cast<std::size_t>(p)].samples[(y * d.width + x) * 2], 2);
+    return v;
+  };
+  Host host(plugin, doc, HostOptions{});
+  const auto r = host.runFilter();
+  ASSERT_EQ(r.result, 0);
+  ASSERT_EQ(seen.values.size(), 6u);
+  EXPECT_EQ(seen.values[0], probe::pattern8(0, 0, 0) * 128);
+  EXPECT_EQ(seen.values[1], probe::pattern8(1, 0, 1) * 128);
+  EXPECT_EQ(seen.values[2], 12);
+  EXPECT_EQ(seen.values[3], 4);
+  EXPECT_EQ(seen.values[4], 2);
+  EXPECT_EQ(seen.values[5], probe::pattern8(0, 0, 1) * 128);
+  EXPECT_EQ(at16(doc, 2, 1, 1), 32768);
+  EXPECT_EQ(at16(doc, 0, 0, 0), 32768);
+  EXPECT_EQ(at16(doc, 3, 0, 0), probe::pattern8(3, 0, 0) * 128);  // outside the tile
+}
+
+// Handles through the FilterRecord's procs, including misuse.
+void handles(int16 selector, void *block, intptr_t *, int16 *) {
+  if (selector != filterSelectorStart) return;
+  HandleProcs *hp = record(block)->handleProcs;
+  Handle failed = hp->newProc(4);  // the first new fails (injected)
+  seen.pointers.push_back(failed);
+  Handle h = hp->newProc(10);
+  Ptr p1 = hp->lockProc(h, 1);
+  std::memcpy(p1, "moveable", 9);
+  hp->unlockProc(h);
+  Ptr p2 = hp->lockProc(h, 1);
+  seen.values.push_back(p1 != p2);
+  seen.values.push_back(std::strcmp(p2, "moveable") == 0);
+  seen.values.push_back(hp->setSizeProc(h, 40));  // locked: cannot grow
+  hp->unlockProc(h);
+  seen.values.push_back(hp->setSizeProc(h, 40));
+  seen.values.push_back(hp->getSizeProc(h));
+  hp->disposeProc(h);
+  hp->disposeProc(h);             // again: must be answered, not crash
+  Handle kept = hp->newProc(33);  // never disposed: a leak
+  hp->lockProc(kept, 0);
+  Handle regular = hp->newProc(2);
+  hp->disposeRegularHandleProc(regular);
+}
+
+TEST(Host, HandleProcsRelocateCountFailAndReportLeaks) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, handles);
+  Document doc = probe::makeDocument(4, 4, 1);
+  HostOptions options;
+  options.handleFaults.failNewAt = 1;
+  Host host(plugin, doc, options);
+  host.runFilter();
+  ASSERT_EQ(seen.pointers.size(), 1u);
+  EXPECT_EQ(seen.pointers[0], nullptr);
+  ASSERT_EQ(seen.values.size(), 5u);
+  EXPECT_EQ(seen.values[0], 1);  // moved on the second move-high lock
+  EXPECT_EQ(seen.values[1], 1);  // with its contents
+  EXPECT_EQ(seen.values[2], -108);
+  EXPECT_EQ(seen.values[3], 0);
+  EXPECT_EQ(seen.values[4], 40);
+  const auto leaks = host.leaks();
+  ASSERT_EQ(leaks.size(), 1u);
+  EXPECT_EQ(leaks[0].size, 33);
+  EXPECT_EQ(leaks[0].creator, "plugin");
+  EXPECT_EQ(leaks[0].lockCount, 1);
+  int unknown = 0, failed = 0;
+  for (const auto &e : host.log().ofKind(LogKind::Handle)) {
+    unknown += e.field("error") == "unknown handle";
+    failed += e.field("op") == "new-failed";
+  }
+  EXPECT_EQ(unknown, 1);
+  EXPECT_EQ(failed, 1);
+}
+
+// The data word and the parameters handle, as a filter keeps them.
+void keeper(int16 selector, void *block, intptr_t *data, int16 *) {
+  if (selector != filterSelectorStart) return;
+  FilterRecord *fr = record(block);
+  if (*data == 0) *data = reinterpret_cast<intptr_t>(fr->handleProcs->newProc(8));
+  seen.values.push_back(*data);
+  if (fr->parameters == nullptr) fr->parameters = fr->handleProcs->newProc(16);
+  seen.pointers.push_back(fr->parameters);
+  seen.values.push_back(fr->handleProcs->getSizeProc(fr->parameters));
+  seen.suitesActive = hostemu::SuiteHost::active() != nullptr;
+}
+
+TEST(Host, KeepsTheDataWordPerModuleAndTheParametersPerInvocation) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, keeper);
+  Document doc = probe::makeDocument(4, 4, 1);
+  {
+    Host host(plugin, doc, HostOptions{});
+    host.runFilter();
+    host.runFilter();  // the same invocation repeated: same parameters handle
+    EXPECT_TRUE(seen.suitesActive);
+    EXPECT_EQ(hostemu::SuiteHost::active(), nullptr);  // only during a call
+    ASSERT_EQ(seen.pointers.size(), 2u);
+    EXPECT_EQ(seen.pointers[0], seen.pointers[1]);
+    EXPECT_EQ(host.parametersHandle(), seen.pointers[0]);
+    EXPECT_TRUE(host.leaks().empty());
+  }
+  HostOptions supplied;
+  supplied.parametersBlock = std::vector<std::uint8_t>(24, 0xAB);
+  Host second(plugin, doc, supplied);
+  second.runFilter();
+  ASSERT_EQ(seen.values.size(), 6u);
+  EXPECT_NE(seen.values[0], 0);
+  EXPECT_EQ(seen.values[2], seen.values[0]);  // one data handle for the module
+  EXPECT_EQ(seen.values[4], seen.values[0]);  // even under another Host
+  EXPECT_EQ(seen.values[5], 24);              // the host-supplied parameters
+  EXPECT_EQ(plugin.data(), seen.values[0]);
+}
+
+// The continue loop: the filter asks for three more tiles, one per call.
+void continues(int16 selector, void *block, intptr_t *, int16 *) {
+  FilterRecord *fr = record(block);
+  if (selector == filterSelectorStart) {
+    fr->outLoPlane = 0;
+    fr->outHiPlane = 0;
+    fr->outRect = Rect{0, 0, 1, 1};  // 16-bit fields: the filter did not ask for 32
+  } else if (selector == filterSelectorContinue) {
+    seen.pointers.push_back(fr->outData);
+    static_cast<uint8 *>(fr->outData)[0] = static_cast<uint8>(100 + seen.pointers.size());
+    if (seen.pointers.size() == 3) fr->outRect = Rect{0, 0, 0, 0};
+  }
+}
+
+TEST(Host, CallsContinueUntilTheRectanglesAreEmpty) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, continues);
+  Document doc = probe::makeDocument(4, 4, 1);
+  Host host(plugin, doc, HostOptions{});
+  const auto r = host.runFilter();
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.continueCalls, 3);
+  ASSERT_EQ(seen.pointers.size(), 3u);
+  for (void *p : seen.pointers) EXPECT_NE(p, nullptr);
+  EXPECT_EQ(probe::sample8(doc, 0, 0, 0), 103);  // the last continue's output
+
+  resetSeen();
+  HostOptions limited;
+  limited.continueLimit = 2;  // the filter wants 3: the host gives up
+  Document doc2 = probe::makeDocument(4, 4, 1);
+  Host impatient(plugin, doc2, limited);
+  const auto r2 = impatient.runFilter();
+  EXPECT_TRUE(r2.continueLimitReached);
+  EXPECT_FALSE(r2.documentChanged);
+  EXPECT_EQ(probe::sample8(doc2, 0, 0, 0), probe::pattern8(0, 0, 0));
+}
+
+void progressAndAbort(int16 selector, void *block, intptr_t *, int16 *result) {
+  if (selector != filterSelectorStart) return;
+  FilterRecord *fr = record(block);
+  fr->progressProc(3, 7);
+  if (fr->abortProc()) *result = userCanceledErr;
+}
+
+TEST(Host, ProgressAbortAndAlertsReachTheCallbacks) {
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, progressAndAbort);
+  Document doc = probe::makeDocument(4, 4, 1);
+  std::vector<std::pair<int, int>> progress;
+  std::vector<std::string> alerts;
+  HostOptions options;
+  options.progressCallback = [&progress](int done, int total) {
+    progress.emplace_back(done, total);
+  };
+  options.abortCallback = [] { return true; };
+  options.alertCallback = [&alerts](const std::string &title, const std::string &text) {
+    alerts.push_back(title + "|" + text);
+  };
+  Host host(plugin, doc, options);
+  EXPECT_EQ(host.runFilter().result, -128);
+  ASSERT_EQ(progress.size(), 1u);
+  EXPECT_EQ(progress[0], std::make_pair(3, 7));
+  EXPECT_EQ(host.log().ofKind(LogKind::Progress)[0].field("total"), "7");
+
+  // The built-in behaviour shows its about box through the exported hook.
+  probe::install(plugin, nullptr);
+  EXPECT_EQ(host.about(), 0);
+  ASSERT_EQ(alerts.size(), 1u);
+  EXPECT_EQ(alerts[0], "About Probe|probe module");
+  const auto shown = host.log().ofKind(LogKind::Alert);
+  ASSERT_EQ(shown.size(), 1u);
+  EXPECT_EQ(shown[0].field("title"), "About Probe");
+  EXPECT_EQ(host.alertCount(), 1u);
+}
+
+}  // namespace
