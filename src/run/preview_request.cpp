@@ -35,8 +35,9 @@ class ColorSpaceHolder {
   SuiteHolder holder_;
 };
 
+// Zeroed, so that bytes no channel fills are the same on every run.
 std::unique_ptr<uint8_t[]> NewPixels(size_t bytes) {
-  return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[bytes]);
+  return std::unique_ptr<uint8_t[]>(new (std::nothrow) uint8_t[bytes]());
 }
 
 // Reads the targeted composite channels, scaled to the request, into 4-byte

@@ -1,0 +1,217 @@
+// The preview requests through the emulated host: the source preview read
+// scaled from the document's target channels, the corrected preview made
+// from it, the grey fallback, and requests with nothing to do.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "emulator/host.h"
+#include "emulator/plugin.h"
+#include "emulator/suites/suite_host.h"
+#include "geometry/lensdistort.h"
+#include "host/photoshop_api.h"
+#include "resample/interp.h"
+#include "run/preview_buffer.h"
+#include "run_support.h"
+
+namespace {
+
+constexpr std::uint8_t kPad = 0xAB;  // bytes past each row that must stay
+
+// A caller's preview record with its own pixels, rows padded by 5 bytes.
+struct Preview {
+  PreviewBuffer record{};
+  std::vector<std::uint8_t> pixels;
+  Preview(int w, int h, bool pending) : pixels(static_cast<size_t>(h) * (w * 3 + 5), kPad) {
+    record.pending = pending ? 1 : 0;
+    record.width = w;
+    record.height = h;
+    record.rowBytes = w * 3 + 5;
+    record.pixels = pixels.data();
+  }
+  const std::uint8_t *At(int x, int y) const { return &pixels[y * record.rowBytes + x * 3]; }
+  bool PaddingKept() const {
+    for (int y = 0; y < record.height; y++) {
+      for (int i = record.width * 3; i < record.rowBytes; i++) {
+        if (pixels[y * record.rowBytes + i] != kPad) return false;
+      }
+    }
+    return true;
+  }
+};
+
+// Monitor RGB of 4-byte colours as the host converts them, asked of the
+// host's own colour-space suite.
+std::vector<std::uint8_t> HostMonitorRgb(hostemu::Host &host, std::int16_t space,
+                                         std::vector<std::uint8_t> colours) {
+  auto active = host.suites().activate();
+  SPBasicSuite *basic = host.suites().basicSuite();
+  const void *table = nullptr;
+  EXPECT_EQ(basic->AcquireSuite(kPSColorSpaceSuite, 1, &table), 0);
+  const auto *suite = static_cast<const PSColorSpaceSuite1 *>(table);
+  std::vector<std::uint8_t> out(colours.size());
+  suite->ConvertToMonitorRGB(space, reinterpret_cast<Color8 *>(colours.data()),
+                             reinterpret_cast<Color8 *>(out.data()),
+                             static_cast<std::int16_t>(colours.size() / 4));
+  basic->ReleaseSuite(kPSColorSpaceSuite, 1);
+  return out;
+}
+
+std::uint32_t Pattern(int p, int x, int y) {
+  return (x * 29 + y * 53 + p * 71) % 256;
+}
+
+struct Outcome {
+  hostemu::RunResult run;
+  std::vector<std::string> alerts;
+  bool documentKept;
+};
+
+Outcome Serve(hostemu::Plugin &plugin, hostemu::Document &doc, Preview *source, Preview *corrected,
+              runtest::Settings s = {},
+              const std::function<void(hostemu::Host &)> &check = nullptr) {
+  const hostemu::Document input = doc;
+  s.previewUncorrected = source != nullptr ? &source->record : nullptr;
+  s.previewCorrected = corrected != nullptr ? &corrected->record : nullptr;
+  hostemu::Host host(plugin, doc);
+  Outcome o{host.runFilter(runtest::MakeDescriptor(s)), runtest::AlertTexts(host), true};
+  for (size_t p = 0; p < doc.planes.size(); p++) {
+    if (host.workingDocument().planes[p].samples != input.planes[p].samples) o.documentKept = false;
+  }
+  if (check) check(host);
+  return o;
+}
+
+TEST(SourcePreview, RgbAtFullSizeIsThePictureItself) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(20, 14, 8, 3, Pattern);
+  Preview source(20, 14, true);
+  const Outcome o = Serve(plugin, doc, &source, nullptr);
+  EXPECT_EQ(o.run.result, -128);
+  EXPECT_TRUE(o.documentKept);
+  EXPECT_TRUE(o.alerts.empty());
+  EXPECT_EQ(source.record.pending, 0);
+  EXPECT_TRUE(source.PaddingKept());
+  for (int y = 0; y < 14; y++) {
+    for (int x = 0; x < 20; x++) {
+      for (int c = 0; c < 3; c++) ASSERT_EQ(source.At(x, y)[c], Pattern(c, x, y)) << x << "," << y;
+    }
+  }
+}
+
+TEST(SourcePreview, GreyAndCmykGoThroughTheHostsConversion) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  // Greyscale: the one channel is read into byte 3 of each pixel.
+  hostemu::Document grey = runtest::MakeDocument(12, 9, 8, 1, Pattern, plugInModeGrayScale);
+  Preview greyPreview(12, 9, true);
+  std::vector<std::uint8_t> greyExpected;
+  Serve(plugin, grey, &greyPreview, nullptr, {}, [&](hostemu::Host &host) {
+    std::vector<std::uint8_t> colours;
+    for (int y = 0; y < 9; y++) {
+      for (int x = 0; x < 12; x++) {
+        colours.insert(colours.end(), {0, 0, 0, static_cast<std::uint8_t>(Pattern(0, x, y))});
+      }
+    }
+    greyExpected = HostMonitorRgb(host, plugIncolorServicesGraySpace, colours);
+  });
+  // CMYK with black not targeted: black keeps its neutral 255 (no ink).
+  hostemu::Document cmyk = runtest::MakeDocument(12, 9, 8, 4, Pattern, plugInModeCMYKColor);
+  cmyk.planes[3].targeted = false;
+  Preview cmykPreview(12, 9, true);
+  std::vector<std::uint8_t> cmykExpected;
+  const Outcome o = Serve(plugin, cmyk, &cmykPreview, nullptr, {}, [&](hostemu::Host &host) {
+    std::vector<std::uint8_t> colours;
+    for (int y = 0; y < 9; y++) {
+      for (int x = 0; x < 12; x++) {
+        colours.insert(colours.end(), {static_cast<std::uint8_t>(Pattern(0, x, y)),
+                                       static_cast<std::uint8_t>(Pattern(1, x, y)),
+                                       static_cast<std::uint8_t>(Pattern(2, x, y)), 255});
+      }
+    }
+    cmykExpected = HostMonitorRgb(host, plugIncolorServicesCMYKSpace, colours);
+  });
+  EXPECT_EQ(o.run.result, -128);
+  for (int y = 0; y < 9; y++) {
+    for (int x = 0; x < 12; x++) {
+      for (int c = 0; c < 3; c++) {
+        ASSERT_EQ(greyPreview.At(x, y)[c], greyExpected[(y * 12 + x) * 4 + 1 + c]);
+        ASSERT_EQ(cmykPreview.At(x, y)[c], cmykExpected[(y * 12 + x) * 4 + 1 + c]);
+      }
+    }
+  }
+}
+
+TEST(SourcePreview, NoTargetedChannelGivesFlatGreyAndSaysSo) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(10, 8, 8, 3, Pattern);
+  for (auto &plane : doc.planes) plane.targeted = false;
+  Preview source(6, 4, true);
+  const Outcome o = Serve(plugin, doc, &source, nullptr);
+  EXPECT_EQ(o.run.result, -128);
+  EXPECT_EQ(o.alerts, std::vector<std::string>{
+                          "Could not find any target composite channels.\nYou e.g. marked an "
+                          "alpha channel or are using multichannel.\n\nCannot show any "
+                          "preview.\nThe transformation, of the marked channel(s), will work "
+                          "though."});
+  // Every byte of every row, its padding too.
+  for (std::uint8_t b : source.pixels) ASSERT_EQ(b, 200);
+  EXPECT_EQ(source.record.pending, 0);
+}
+
+TEST(SourcePreview, UnreadableChannelEndsTheRunWithoutACorrectedPreview) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(10, 8, 8, 3, Pattern);
+  Preview source(10, 8, true), corrected(10, 8, true);
+  runtest::Settings s;
+  s.previewUncorrected = &source.record;
+  s.previewCorrected = &corrected.record;
+  hostemu::Host host(plugin, doc);
+  host.suites().failEntry("ReadScaledPixels", kSPBadParameterError);
+  EXPECT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, -30900);
+  EXPECT_EQ(source.record.pending, 1);
+  EXPECT_EQ(corrected.record.pending, 1);
+  for (std::uint8_t b : corrected.pixels) ASSERT_EQ(b, kPad);
+}
+
+TEST(CorrectedPreview, SameSizeWithoutMarginsIsTheKernelOverTheSourcePreview) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(60, 40, 8, 3, Pattern);
+  Preview source(30, 20, true), corrected(30, 20, true);
+  runtest::Settings s;
+  s.k1 = 0.2;
+  s.scale = 1.1;
+  const Outcome o = Serve(plugin, doc, &source, &corrected, s);
+  EXPECT_EQ(o.run.result, -128);
+  EXPECT_TRUE(o.documentKept);
+  EXPECT_EQ(source.record.pending, 0);
+  EXPECT_EQ(corrected.record.pending, 0);
+  EXPECT_TRUE(corrected.PaddingKept());
+
+  // Both previews at one scale: the model works on the source preview with
+  // the scale as given, and the two pictures share their origin.
+  const lensdistort_model model = runtest::ModelFor(s, 30, 20);
+  std::vector<std::uint8_t> expected(corrected.pixels.size(), kPad);
+  const interp_source src{source.pixels.data(),   0.0, 0.0, 30, 20,
+                          source.record.rowBytes, 3,   3,   255};
+  const interp_target dst{expected.data(), 0.0, 0.0, 30, 20, corrected.record.rowBytes, 3, 3, 255};
+  interp_get_method(BICUBIC, 1)->kernel(&src, &dst, lensdistort_transform_point, &model);
+  EXPECT_EQ(corrected.pixels, expected);
+  EXPECT_NE(corrected.pixels, source.pixels);
+}
+
+TEST(CorrectedPreview, NothingPendingDrawsNothing) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(10, 8, 8, 3, Pattern);
+  Preview source(10, 8, false), corrected(10, 8, false);
+  Outcome o = Serve(plugin, doc, &source, &corrected);
+  EXPECT_EQ(o.run.result, -128);
+  EXPECT_TRUE(o.documentKept);
+  o = Serve(plugin, doc, &source, nullptr);
+  EXPECT_EQ(o.run.result, -128);
+  for (std::uint8_t b : source.pixels) ASSERT_EQ(b, kPad);
+  for (std::uint8_t b : corrected.pixels) ASSERT_EQ(b, kPad);
+}
+
+}  // namespace
