@@ -179,11 +179,11 @@ TEST(WorkerPool, RunAsyncEntersTheCallersLatchOncePerBand) {
   EXPECT_EQ(counter.count, 4u);
   pthread_mutex_unlock(&counter.lock);
   interp_workers_destroy(pool);
+  ASSERT_EQ(rec.bands.size(), 4u);  // before waiting, which would hang on a lost band
   busy_counter_wait(&counter);
   EXPECT_EQ(counter.count, 0u);
   busy_counter_release(&counter);
   busy_counter_destroy(&counter);
-  EXPECT_EQ(rec.bands.size(), 4u);
 }
 
 TEST(WorkerPool, DestroyRunsEveryJobStillQueued) {
