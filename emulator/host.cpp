@@ -148,6 +148,7 @@ Host::Impl::Impl(Host &h, Plugin &p)
       document(h.document_),
       working(h.working_) {
   fillHandleProcs(handleProcs);
+  fillBufferProcs(bufferProcs);
   fillReadDescriptorProcs(readProcs);
   fillWriteDescriptorProcs(writeProcs);
   SuiteEnvironment env;
@@ -215,6 +216,7 @@ void Host::Impl::fillRecord() {
                     toFixed(0.15), toFixed(0.06), toFixed(0.3127), toFixed(0.329), toFixed(0.5)};
   record.platformData = &platformData;
   record.handleProcs = &handleProcs;
+  record.bufferProcs = &bufferProcs;
   record.supportsDummyChannels = 0;
   record.supportsAlternateLayouts = 0;
   record.wantLayout = piLayoutTraditional;
@@ -254,7 +256,7 @@ void Host::Impl::fillRecord() {
     record.descriptorParameters = &descriptorParameters;
   }
   record.errorString = &errorString;
-  record.channelPortProcs = nullptr;
+  record.channelPortProcs = suites->channelPortProcs();
   record.documentInfo = suites->documentInfo();
   record.sSPBasic = options.basicSuite ? suites->basicSuite() : nullptr;
   record.plugInRef = nullptr;
@@ -470,6 +472,11 @@ RunResult Host::runFilter(const Descriptor *descriptorIn, bool withParameters) {
     }
   }
   dropDescriptorSessions(m);
+  if (!m.buffers.empty()) {
+    log_.add(LogKind::Host,
+             {{"error", "buffers not freed"}, {"count", std::to_string(m.buffers.size())}});
+    m.buffers.clear();
+  }
 
   if (r.result == 0 && !r.continueLimitReached) {
     std::swap(document_.planes, working_.planes);

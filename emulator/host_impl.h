@@ -26,6 +26,13 @@ struct ReadSession {
   OSErr worst = noErr;                      // most serious status met so far
 };
 
+// A scratch buffer from bufferProcs.
+struct HostBuffer {
+  std::unique_ptr<char[]> bytes;
+  std::int64_t size = 0;
+  int locks = 0;
+};
+
 struct WriteSession {
   Descriptor descriptor;
 };
@@ -54,6 +61,7 @@ struct Host::Impl {
   FilterRecord record{};
   BigDocumentStruct big{};
   HandleProcs handleProcs{};
+  BufferProcs bufferProcs{};
   ReadDescriptorProcs readProcs{};
   WriteDescriptorProcs writeProcs{};
   PIDescriptorParameters descriptorParameters{};
@@ -68,6 +76,7 @@ struct Host::Impl {
   int continueCalls = 0;
   std::vector<std::unique_ptr<ReadSession>> readers;
   std::vector<std::unique_ptr<WriteSession>> writers;
+  std::vector<std::unique_ptr<HostBuffer>> buffers;  // bufferProcs allocations
 
   // Fills the record for a new invocation (zeroed first).
   void fillRecord();
@@ -106,6 +115,7 @@ struct Host::Impl {
 
 // The callback tables, filled with this host's C functions.
 void fillHandleProcs(HandleProcs &procs);
+void fillBufferProcs(BufferProcs &procs);
 void fillReadDescriptorProcs(ReadDescriptorProcs &procs);
 void fillWriteDescriptorProcs(WriteDescriptorProcs &procs);
 // Closes descriptor sessions the filter left open (at the end of a call).

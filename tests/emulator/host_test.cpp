@@ -88,6 +88,9 @@ TEST(Host, FillsTheFilterRecordAsAHostDoes) {
   ASSERT_NE(fr.handleProcs, nullptr);
   EXPECT_EQ(fr.handleProcs->numHandleProcs, 8);
   EXPECT_NE(fr.handleProcs->disposeRegularHandleProc, nullptr);
+  ASSERT_NE(fr.bufferProcs, nullptr);
+  EXPECT_EQ(fr.bufferProcs->numBufferProcs, 8);
+  EXPECT_NE(fr.channelPortProcs, nullptr);
   ASSERT_NE(fr.bigDocumentData, nullptr);
   ASSERT_NE(fr.descriptorParameters, nullptr);
   ASSERT_NE(fr.descriptorParameters->readDescriptorProcs, nullptr);
@@ -375,6 +378,37 @@ TEST(Host, HandleProcsRelocateCountFailAndReportLeaks) {
   }
   EXPECT_EQ(unknown, 1);
   EXPECT_EQ(failed, 1);
+}
+
+void buffers(int16 selector, void *block, intptr_t *, int16 *) {
+  if (selector != filterSelectorStart) return;
+  BufferProcs *bp = record(block)->bufferProcs;
+  BufferID a = nullptr, b = nullptr, big = nullptr;
+  seen.values.push_back(bp->allocateProc(100, &a));
+  Ptr p = bp->lockProc(a, 0);
+  std::memset(p, 1, 100);  // the whole buffer is usable
+  bp->unlockProc(a);
+  bp->freeProc(a);
+  seen.values.push_back(bp->allocateProc(10, &b));  // never freed
+  seen.values.push_back(bp->allocateProc64(1LL << 40, &big));
+  seen.values.push_back(bp->spaceProc());
+}
+
+TEST(Host, BufferProcsAllocateWithinTheSpaceAndReportWhatIsLeft) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, buffers);
+  Document doc = probe::makeDocument(4, 4, 1);
+  HostOptions options;
+  options.bufferSpace = 1000;
+  Host host(plugin, doc, options);
+  host.runFilter();
+  EXPECT_EQ(seen.values, (std::vector<long>{0, 0, -108, 1000}));
+  bool reported = false;
+  for (const auto &e : host.log().ofKind(LogKind::Host)) {
+    reported |= e.field("error") == "buffers not freed" && e.field("count") == "1";
+  }
+  EXPECT_TRUE(reported);
 }
 
 // The data word and the parameters handle, as a filter keeps them.
