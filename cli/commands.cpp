@@ -69,6 +69,15 @@ void writeRgbPng(const RgbPicture &pic, const fs::path &path, bool force) {
   out.commit();
 }
 
+// "[2/5] name": which file of how many is in the filter.
+std::string batchLabel(std::size_t i, std::size_t n, const std::string &in) {
+  char prefix[48];
+  std::snprintf(prefix, sizeof prefix, "[%zu/%zu] ", i + 1, n);
+  std::string label(prefix);
+  label.append(in);
+  return label;
+}
+
 }  // namespace
 
 void reportError(const std::string &message) {
@@ -90,7 +99,7 @@ ExitCode runCorrect(const CommandLine &cl) {
   ProgressBar bar(!cl.quiet && stderrIsTerminal());
   FilterSession session(locatePlugin(cl.plugin), bar);
   const bool batch = cl.outputDir.has_value();
-  const std::size_t n = cl.files.size();
+  const std::size_t n = outputs.size();  // without -o, files[1] is the output
 
   std::mutex savedMutex;
   bool saved = false;
@@ -102,8 +111,7 @@ ExitCode runCorrect(const CommandLine &cl) {
     Image img = readImage(in);
     validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in);
     checkWritable(img, formats[i], out);
-    const std::string label =
-        batch ? "[" + std::to_string(i + 1) + "/" + std::to_string(n) + "] " + in : in;
+    const std::string label = batch ? batchLabel(i, n, in) : in;
     const CorrectionSettings recorded = session.correct(img, cl.settings, label);
     if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
     {
