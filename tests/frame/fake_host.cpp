@@ -133,29 +133,8 @@ struct Callbacks {
     return status;
   }
 
-  static PIWriteDescriptor OpenWrite() {
-    Host &host = H();
-    if (!host.writerOpens) return nullptr;
-    host.written.clear();
-    return reinterpret_cast<PIWriteDescriptor>(&host.written);
-  }
-  static OSErr CloseWrite(PIWriteDescriptor, PIDescriptorHandle *out) {
-    Host &host = H();
-    host.events.push_back({"closeWrite", ""});
-    *out = host.newHandle(1);
-    host.descriptors_[*out] = host.written;
-    return noErr;
-  }
-  static OSErr PutFloat(PIWriteDescriptor, DescriptorKeyID key, const real64 *v) {
-    H().written.push_back({key, *v});
-    return noErr;
-  }
-  static OSErr PutEnum(PIWriteDescriptor, DescriptorKeyID key, DescriptorTypeID type,
-                       DescriptorEnumID v) {
-    H().written.push_back({key, v});
-    H().events.push_back({"putEnumType", Code(type)});
-    return noErr;
-  }
+  // The writer is only ever asked to open here, and declines.
+  static PIWriteDescriptor OpenWrite() { return nullptr; }
 };
 
 Host::Host() {
@@ -179,9 +158,6 @@ Host::Host() {
   reader_.getEnumeratedProc = Callbacks::GetEnum;
   reader_.getStringProc = Callbacks::GetString;
   writer_.openWriteDescriptorProc = Callbacks::OpenWrite;
-  writer_.closeWriteDescriptorProc = Callbacks::CloseWrite;
-  writer_.putFloatProc = Callbacks::PutFloat;
-  writer_.putEnumeratedProc = Callbacks::PutEnum;
   descriptorParameters.readDescriptorProcs = &reader_;
   descriptorParameters.writeDescriptorProcs = &writer_;
   record.handleProcs = &handleProcs_;

@@ -55,12 +55,9 @@ class Host {
   int failLockAt = 0;
   std::map<std::string, SPErr> suiteFailures;
   std::map<uint32_t, OSErr> readFailures;  // status of the get for this key
-  bool readerOpens = true;
-  bool writerOpens = true;
+  bool readerOpens = true;  // the writer never opens: finish is tested under the emulator
 
   std::vector<Event> events;
-  std::vector<Item> written;  // what the last writer put, in order
-  bool descriptorDisposed = false;
 
   void useBigDocument(bool on) { record.bigDocumentData = on ? &big : nullptr; }
   void useBasicSuite(bool on);

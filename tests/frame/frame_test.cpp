@@ -31,18 +31,6 @@ class Frame : public ::testing::Test {
 
 // ---- entry, blocks and the guard -------------------------------------------
 
-TEST_F(Frame, AboutFirstTouchesNoHandleAndNoSuite) {
-  EXPECT_EQ(host.call(filterSelectorAbout), 0);
-  EXPECT_EQ(host.count("new"), 0);
-  EXPECT_EQ(host.count("release"), 0);
-  EXPECT_EQ(host.dataWord, 0);
-  EXPECT_EQ(gParams, nullptr);
-  EXPECT_EQ(gData, nullptr);
-  ASSERT_EQ(gAlerts.size(), 1u);
-  EXPECT_EQ(gAlerts[0].first, "About Ortavel Filter");
-  EXPECT_EQ(gAlerts[0].second, "Ortavel Filter 1.2.2 (083)");
-}
-
 TEST_F(Frame, BlocksAreMadeOnceLockedPerCallAndUnlockedDataFirst) {
   EXPECT_EQ(host.call(filterSelectorPrepare), 0);
   ASSERT_NE(host.record.parameters, nullptr);
@@ -66,17 +54,6 @@ TEST_F(Frame, BlocksAreMadeOnceLockedPerCallAndUnlockedDataFirst) {
   EXPECT_EQ(gParams, nullptr);
   EXPECT_EQ(gData, nullptr);
   EXPECT_EQ(reinterpret_cast<FilterData *>(*reinterpret_cast<Handle>(data))->dialogRequested, 1);
-}
-
-TEST_F(Frame, HostParametersHandleIsUsedAsItIs) {
-  Handle supplied = host.newHandle(sizeof(FilterParameters));
-  host.record.parameters = supplied;
-  host.events.clear();
-  EXPECT_EQ(host.call(filterSelectorPrepare), 0);
-  EXPECT_EQ(host.record.parameters, supplied);
-  EXPECT_EQ(host.count("new"), 1);  // the data block only
-  EXPECT_EQ(host.record.bufferSpace, 0);
-  EXPECT_EQ(host.record.maxSpace, 0);
 }
 
 TEST_F(Frame, OutOfMemoryLeavesWhatWasMadeAndReleasesNothing) {
@@ -350,39 +327,7 @@ TEST_F(Script, NoReaderOrWriterIsMissingParameter) {
   EXPECT_EQ(host.call(filterSelectorStart), -1715);
   EXPECT_NE(host.descriptorParameters.descriptor, nullptr);  // left in place
   host.result = 0;
-  host.writerOpens = false;
   EXPECT_EQ(host.call(filterSelectorFinish), -1715);
-}
-
-TEST_F(Script, FinishWritesSevenKeysInOrder) {
-  host.setDescriptor({{K("paK1"), 0.5}, {K("scaF"), 0.75}, {K("intM"), K("taAl")}});
-  host.descriptorParameters.recordInfo = plugInDialogNone;
-  EXPECT_EQ(host.call(filterSelectorStart), 0);
-  EXPECT_EQ(host.call(filterSelectorFinish), 0);
-  ASSERT_EQ(host.written.size(), 7u);
-  const uint32_t keys[] = {K("paK1"), K("paK2"), K("paXC"), K("paYC"),
-                           K("paFR"), K("scaF"), K("intM")};
-  for (size_t i = 0; i < 7; ++i) EXPECT_EQ(host.written[i].key, keys[i]) << i;
-  EXPECT_EQ(host.written[0].value.f, 0.5);
-  EXPECT_EQ(host.written[5].value.f, 0.75);
-  EXPECT_EQ(host.written[6].value.e, K("taAl"));
-  EXPECT_EQ(host.count("putEnumType", "intT"), 1);
-  EXPECT_EQ(host.count("dispose"), 2);  // after the read, and the null one before closing
-  EXPECT_NE(host.descriptorParameters.descriptor, nullptr);
-  EXPECT_EQ(host.descriptorParameters.recordInfo, 0);
-}
-
-TEST_F(Script, MethodTwoAndOutOfRangeAreWrittenAsBicubic) {
-  const std::pair<int32_t, uint32_t> cases[] = {{0, K("biLi")}, {1, K("biCu")}, {2, K("biCu")},
-                                                {3, K("la06")}, {4, K("la08")}, {5, K("la12")},
-                                                {6, K("taAl")}, {7, K("biCu")}, {-1, K("biCu")}};
-  for (const auto &[method, code] : cases) {
-    gTestStart = [method = method] { gParams->interpolation = method; };
-    EXPECT_EQ(host.call(filterSelectorStart), 0);
-    EXPECT_EQ(host.call(filterSelectorFinish), 0);
-    ASSERT_EQ(host.written.size(), 7u);
-    EXPECT_EQ(host.written[6].value.e, code) << method;
-  }
 }
 
 }  // namespace

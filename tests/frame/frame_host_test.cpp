@@ -1,0 +1,227 @@
+// The built module under the emulated host: whole invocations, the blocks
+// kept with the host, failures of the host's memory, the descriptor written
+// back, the dialog request and the suites.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "emulator/host.h"
+#include "emulator/suites/suite_host.h"
+#include "frame/filter_parameters.h"
+#include "host/photoshop_api.h"
+
+namespace {
+
+using hostemu::Descriptor;
+using hostemu::fourCC;
+using hostemu::Host;
+using hostemu::HostOptions;
+using hostemu::Plugin;
+
+const char kAutomationHint[] = "This plugin shall be executed from the FILE/Automation menu.";
+
+hostemu::Document SmallRgb() {
+  hostemu::Document doc;
+  doc.width = 6;
+  doc.height = 4;
+  doc.depth = 8;
+  doc.imageMode = plugInModeRGBColor;
+  for (int p = 0; p < 3; ++p) {
+    hostemu::Plane plane;
+    plane.samples.assign(doc.planeBytes(), static_cast<uint8_t>(40 * p + 10));
+    doc.planes.push_back(plane);
+  }
+  return doc;
+}
+
+std::vector<std::string> Alerts(const Host &host) {
+  std::vector<std::string> out;
+  for (const auto &e : host.log().ofKind(hostemu::LogKind::Alert))
+    out.push_back(e.field("title") + " | " + e.field("text"));
+  return out;
+}
+
+// The keys of a written descriptor, as text, in order.
+std::vector<std::string> Keys(const Descriptor &d) {
+  std::vector<std::string> out;
+  for (const auto &item : d.items()) out.push_back(hostemu::fourCCText(item.key));
+  return out;
+}
+
+const std::vector<std::string> kSevenKeys = {"paK1", "paK2", "paXC", "paYC",
+                                             "paFR", "scaF", "intM"};
+
+class ModuleUnderHost : public ::testing::Test {
+ protected:
+  Plugin plugin{ORTAVEL_PLUGIN_PATH};
+  hostemu::Document doc = SmallRgb();
+};
+
+TEST_F(ModuleUnderHost, AboutAsFirstCallMakesNothing) {
+  Host host(plugin, doc);
+  EXPECT_EQ(host.about(), 0);
+  EXPECT_EQ(plugin.data(), 0);
+  EXPECT_EQ(host.handles().aliveCount(), 0u);
+  EXPECT_EQ(host.suites().outstanding(), 0);
+  EXPECT_EQ(Alerts(host),
+            std::vector<std::string>{"About Ortavel Filter | Ortavel Filter 1.2.2 (083)"});
+}
+
+TEST_F(ModuleUnderHost, BareInvocationTellsTheUserAndRecordsTheDefaults) {
+  Host host(plugin, doc);
+  const auto r = host.runFilter();
+  EXPECT_EQ(r.result, 0);
+  EXPECT_EQ(r.continueCalls, 1);  // the first continue empties the rectangles
+  EXPECT_EQ(Alerts(host),
+            std::vector<std::string>{std::string("Ortavel Filter | ") + kAutomationHint});
+  ASSERT_TRUE(r.descriptorOut.has_value());
+  EXPECT_EQ(Keys(*r.descriptorOut), kSevenKeys);
+  EXPECT_EQ(r.descriptorOut->getFloat(fourCC("scaF")), 1.0);
+  EXPECT_EQ(r.descriptorOut->getFloat(fourCC("paK1")), 0.0);
+  const auto method = r.descriptorOut->getEnumerated(fourCC("intM"));
+  ASSERT_TRUE(method.has_value());
+  EXPECT_EQ(method->type, fourCC("intT"));
+  EXPECT_EQ(method->value, fourCC("biCu"));
+  EXPECT_EQ(r.recordInfo, 0);
+  EXPECT_TRUE(host.leaks().empty());
+  EXPECT_EQ(host.suites().outstanding(), 0);
+}
+
+TEST_F(ModuleUnderHost, DataBlockIsMadeOnceAndKeptWithTheModule) {
+  intptr_t first = 0;
+  {
+    Host host(plugin, doc);
+    ASSERT_EQ(host.runFilter().result, 0);
+    first = plugin.data();
+    ASSERT_NE(first, 0);
+  }
+  Host host(plugin, doc);
+  ASSERT_EQ(host.runFilter().result, 0);
+  EXPECT_EQ(plugin.data(), first);
+  // A new invocation brings no parameters block: that one is made again.
+  int made = 0;
+  for (const auto &e : host.log().ofKind(hostemu::LogKind::Handle))
+    made += e.field("op") == "new" && e.field("by") == "plugin";
+  EXPECT_EQ(made, 1);
+  // Every lock was matched by an unlock.
+  for (const auto &h : host.handles().alive()) EXPECT_EQ(h.lockCount, 0) << h.role;
+}
+
+// A finish on its own writes what the host's block holds; method 2
+// (LANCZOS4) and values out of range have no code of their own.
+TEST_F(ModuleUnderHost, HostParametersBlockIsUsedAsIsAndMethodsWrittenByTable) {
+  const std::pair<int32_t, const char *> cases[] = {{0, "biLi"}, {1, "biCu"}, {2, "biCu"},
+                                                    {3, "la06"}, {4, "la08"}, {5, "la12"},
+                                                    {6, "taAl"}, {7, "biCu"}, {-1, "biCu"}};
+  for (const auto &[method, code] : cases) {
+    FilterParameters held{};
+    held.interpolation = method;
+    held.k1 = 0.5;
+    held.scale = 3.0;
+    HostOptions options;
+    const auto *bytes = reinterpret_cast<const uint8_t *>(&held);
+    options.parametersBlock.emplace(bytes, bytes + sizeof held);
+    Host host(plugin, doc, options);
+    const Handle supplied = host.parametersHandle();
+    EXPECT_EQ(host.callSelector(hostemu::kSelectorFinish), 0);
+    EXPECT_EQ(host.filterRecord()->parameters, supplied);
+    EXPECT_EQ(host.filterRecord()->descriptorParameters->recordInfo, 0);
+    const Handle written = host.filterRecord()->descriptorParameters->descriptor;
+    ASSERT_NE(written, nullptr);
+    const Descriptor out = Descriptor::deserialize(host.handles().bytes(written));
+    EXPECT_EQ(Keys(out), kSevenKeys);
+    EXPECT_EQ(out.getFloat(fourCC("paK1")), 0.5);
+    EXPECT_EQ(out.getFloat(fourCC("scaF")), 3.0);
+    EXPECT_EQ(out.getEnumerated(fourCC("intM"))->value, fourCC(code)) << method;
+  }
+}
+
+TEST_F(ModuleUnderHost, ContinueEmptiesTheRectanglesOfEitherWidth) {
+  for (bool big : {true, false}) {
+    HostOptions options;
+    options.bigDocument = big;
+    Host host(plugin, doc, options);
+    const auto r = host.runFilter();
+    EXPECT_EQ(r.result, 0);
+    EXPECT_EQ(r.continueCalls, 1) << big;
+    const FilterRecord *rec = host.filterRecord();
+    if (big) {
+      ASSERT_NE(rec->bigDocumentData, nullptr);
+      EXPECT_EQ(rec->bigDocumentData->PluginUsing32BitCoordinates, 1);
+      const VRect out = rec->bigDocumentData->outRect32;
+      EXPECT_EQ(out.top | out.left | out.bottom | out.right, 0);
+    } else {
+      EXPECT_EQ(rec->outRect.bottom | rec->outRect.right, 0);
+      EXPECT_EQ(rec->inRect.bottom | rec->inRect.right, 0);
+    }
+  }
+}
+
+TEST_F(ModuleUnderHost, ScriptedValuesComeBackClamped) {
+  Descriptor in;
+  in.putFloat(fourCC("paK1"), 0.0)
+      .putFloat(fourCC("paFR"), -1.0)
+      .putFloat(fourCC("scaF"), -2.5)
+      .putEnumerated(fourCC("intM"), fourCC("intT"), fourCC("la08"))
+      .putEnumerated(fourCC("orIM"), fourCC("orIT"), fourCC("nope"));
+  Host host(plugin, doc);
+  const auto r = host.runFilter(in);
+  EXPECT_EQ(r.result, 0);
+  ASSERT_TRUE(r.descriptorOut.has_value());
+  EXPECT_EQ(Keys(*r.descriptorOut), kSevenKeys);
+  EXPECT_EQ(r.descriptorOut->getFloat(fourCC("paFR")), 0.0);
+  EXPECT_EQ(r.descriptorOut->getFloat(fourCC("scaF")), 2.5);
+  EXPECT_EQ(r.descriptorOut->getEnumerated(fourCC("intM"))->value, fourCC("la08"));
+  EXPECT_TRUE(Alerts(host).empty());  // a silent replay asks for no dialog
+  EXPECT_TRUE(host.leaks().empty());  // the descriptor read was disposed of
+}
+
+TEST_F(ModuleUnderHost, DialogRequestFollowsPlayInfo) {
+  for (int16_t play : {0, 1, 2}) {
+    HostOptions options;
+    options.playInfo = play;
+    Host host(plugin, doc, options);
+    EXPECT_EQ(host.runFilter(Descriptor{}).result, 0);
+    EXPECT_EQ(Alerts(host).size(), play == 1 ? 1u : 0u) << play;
+  }
+}
+
+TEST_F(ModuleUnderHost, FailingReadStopsTheStartButNotTheFinish) {
+  Descriptor in;
+  in.putFloat(fourCC("paK1"), 0.125).putFloat(fourCC("paK2"), 0.5).putFloat(fourCC("paXC"), 0.25);
+  HostOptions options;
+  options.descriptorReadFailures[fourCC("paK2")] = paramErr;
+  Host host(plugin, doc, options);
+  const auto r = host.runFilter(in);
+  EXPECT_EQ(r.result, paramErr);
+  EXPECT_EQ(r.failedSelector, hostemu::kSelectorStart);
+  ASSERT_TRUE(r.descriptorOut.has_value());  // finish wrote all the same
+  EXPECT_EQ(r.descriptorOut->getFloat(fourCC("paK1")), 0.125);
+  EXPECT_EQ(r.descriptorOut->getFloat(fourCC("paXC")), 0.0);
+  EXPECT_TRUE(host.leaks().empty());
+}
+
+TEST_F(ModuleUnderHost, PropertySuiteOncePerCallAndParmWithoutBasicSuite) {
+  char make[64] = "";
+  char address[32];
+  std::snprintf(address, sizeof address, "%p", static_cast<void *>(make));
+  Descriptor in;
+  in.putString(fourCC("exMa"), address);
+  {
+    Host host(plugin, doc);
+    EXPECT_EQ(host.runFilter(in).result, 0);
+    EXPECT_EQ(host.suites().acquired(kPSPropertySuite), 1);
+    EXPECT_EQ(host.suites().outstanding(), 0);
+  }
+  HostOptions options;
+  options.basicSuite = false;
+  Host host(plugin, doc, options);
+  const auto r = host.runFilter(in);
+  EXPECT_EQ(r.result, 0x726D);
+  EXPECT_EQ(r.failedSelector, hostemu::kSelectorStart);
+}
+
+}  // namespace
