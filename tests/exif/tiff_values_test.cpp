@@ -193,8 +193,10 @@ struct HandRecord {
     rec->type = type;
     rec->count = count;
     rec->size = static_cast<int32_t>(value.size());
-    std::memcpy(reinterpret_cast<uint8_t *>(rec) + offsetof(tiff_tag, data), value.data(),
-                value.size());
+    if (!value.empty()) {
+      std::memcpy(reinterpret_cast<uint8_t *>(rec) + offsetof(tiff_tag, data), value.data(),
+                  value.size());
+    }
   }
   std::vector<uint64_t> storage;
   tiff_tag *rec;
