@@ -78,6 +78,15 @@ TEST(LensModel, RadialFactorUsesBothCoefficients) {
   EXPECT_EQ(p.x, 128.125);  // (0.5625 * 100 + 200) / 2
   EXPECT_EQ(p.y, 37.5);
 
+  // Orientations above 7 are centred and normalised by the height: (150, 50)
+  // sits at u = 1, so f = 1.5 and rd = 1.5 (by the width it would be 0.5625).
+  m = model(201, 101, 8);
+  m.centerX = 0.25;
+  m.k1 = 0.5;
+  p = transform(m, 150.0, 50.0);
+  EXPECT_EQ(p.x, 175.0);  // (1.5 * 100 + 200) / 2
+  EXPECT_EQ(p.y, 50.0);
+
   // k2 alone, orientation 0: u = 0.5 gives rd = 0.5 * (1 + 0.0625) = 0.53125.
   m = model(201, 101, 0);
   m.k2 = 1.0;
