@@ -296,6 +296,8 @@ std::int16_t Host::Impl::call(std::int16_t selector, void *block) {
   std::int16_t result = 0;
   {
     Activation activation(this);
+    // Several hosts may share a module's store; the one calling logs.
+    store.observer = handleObserver;
     auto activeSuites = suites->activate();
     try {
       plugin.entry()(selector, block, &plugin.data(), &result);
@@ -332,7 +334,7 @@ Host::Host(Plugin &plugin, Document &document, HostOptions options)
   HandleStore &store = plugin_.handles();
   store.faults = options_.handleFaults;
   store.resetFaultCounters();
-  store.observer = [this](const std::string &op, const HandleInfo &info) {
+  impl_->handleObserver = [this](const std::string &op, const HandleInfo &info) {
     char addr[32];
     std::snprintf(addr, sizeof addr, "%p", static_cast<void *>(info.handle));
     log_.add(LogKind::Handle, {{"op", op},
@@ -342,6 +344,7 @@ Host::Host(Plugin &plugin, Document &document, HostOptions options)
                                {"by", info.creator},
                                {"role", info.role}});
   };
+  store.observer = impl_->handleObserver;
   if (options_.parametersBlock) {
     impl_->parameters = store.createWith(*options_.parametersBlock, "host:parameters", false);
     store.setRole(impl_->parameters, "parameters");

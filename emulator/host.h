@@ -8,6 +8,31 @@
 //   hostemu::Host host(plugin, doc, options);
 //   auto r = host.runFilter(descriptorIn);   // r.result, r.descriptorOut
 //   std::cout << host.log().print();
+//
+// How this host answers, where hosts may differ:
+//  - advanceState writes the previous output tile back first, then serves the
+//    request. A non-empty rectangle with planes outside 0..planes-1 gets
+//    paramErr (-50); an output rectangle outside the image, or an input one
+//    while inputPadding is -3 (the default), gets filterBadParameters
+//    (-30100); an empty or inverted rectangle, or lo > hi, is "nothing" for
+//    that side (null data, 0 row bytes), not an error. Input padding -1
+//    replicates edges, 0..255 fills, -2 leaves the bytes as they are.
+//  - inData holds the document as it was when the invocation began; outData
+//    holds the working copy (earlier tiles' output included).
+//  - After start (and each continue) returns, the last output tile is
+//    written back; while any of in/out/mask rectangles is non-empty the host
+//    serves it and calls continue, up to HostOptions::continueLimit.
+//  - Finish is called after a failed start or continue when
+//    HostOptions::finishAfterError is set (the default).
+//  - The descriptor the filter leaves in descriptorParameters after finish is
+//    decoded into RunResult::descriptorOut and its handle disposed of by the
+//    host. Descriptor readers: getFloat accepts an integer or unit float
+//    (coercedParamErr, +2), getUnitFloat a float (+2), getInteger a count,
+//    getString/getText either kind of text; pinned reads clamp with +2; any
+//    other mismatch is paramErr (-50) and the value is left alone. closeRead
+//    returns the first error met, else the coercion notice, else 0.
+//  - Only one Host per Plugin should be alive at a time (they share the
+//    module's handle store and its fault counters).
 #pragma once
 
 #include <cstdint>

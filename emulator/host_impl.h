@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -69,6 +70,7 @@ struct Host::Impl {
   Str255 errorString{};
   std::unique_ptr<SuiteHost> suites;
 
+  std::function<void(const std::string &, const HandleInfo &)> handleObserver;
   HostHandle parameters = nullptr;  // kept with the invocation
   HostHandle icc = nullptr;         // the document's profile, when it has one
   TileGrant in, out;

@@ -133,6 +133,27 @@ TEST(Host, CanLeaveOutBigDocumentsTheBasicSuiteAndTheDescriptorProcs) {
   EXPECT_EQ(seen.records[0].descriptorParameters, nullptr);
 }
 
+TEST(Host, CanPutThePropertySuiteIntoTheLegacyField) {
+  resetSeen();
+  Plugin plugin(PROBE_PLUGIN_PATH);
+  probe::install(plugin, captureOnPrepare);
+  Document doc = probe::makeDocument(8, 8, 1);
+  HostOptions options;
+  options.legacyPropertyProcs = true;
+  Host host(plugin, doc, options);
+  ASSERT_EQ(host.runFilter().result, 0);
+  ASSERT_NE(seen.records[0].propertyProcs, nullptr);
+  EXPECT_NE(seen.records[0].propertyProcs->getPropertyProc, nullptr);
+  EXPECT_EQ(seen.records[0].getPropertyObsolete, seen.records[0].propertyProcs->getPropertyProc);
+  EXPECT_EQ(host.suites().outstanding(), 0);  // the host gave its acquisition back
+
+  HostOptions plain;
+  Host other(plugin, doc, plain);
+  resetSeen();
+  ASSERT_EQ(other.runFilter().result, 0);
+  EXPECT_EQ(seen.records[0].propertyProcs, nullptr);
+}
+
 TEST(Host, RefusesDocumentsItCannotPresent) {
   Plugin plugin(PROBE_PLUGIN_PATH);
   Document wide = probe::makeDocument(40000, 1, 1);
