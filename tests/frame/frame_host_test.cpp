@@ -139,6 +139,32 @@ TEST_F(ModuleUnderHost, HostParametersBlockIsUsedAsIsAndMethodsWrittenByTable) {
   }
 }
 
+// A failed new or lock ends the call at once: what was made stays, nothing is
+// unlocked or released, and the selector's action is skipped.
+TEST_F(ModuleUnderHost, OutOfMemoryLeavesWhatWasMade) {
+  struct Case {
+    int failNewAt, failLockAt;
+    bool parametersMade, dataMade;
+    int locksLeft;
+  };
+  for (const Case c : {Case{1, 0, false, false, 0}, Case{2, 0, true, false, 0},
+                       Case{0, 1, true, true, 0}, Case{0, 2, true, true, 1}}) {
+    Plugin fresh(ORTAVEL_PLUGIN_PATH);
+    HostOptions options;
+    options.handleFaults.failNewAt = c.failNewAt;
+    options.handleFaults.failLockAt = c.failLockAt;
+    Host host(fresh, doc, options);
+    host.filterRecord()->maxSpace = 7;
+    EXPECT_EQ(host.callSelector(hostemu::kSelectorPrepare), -108);
+    EXPECT_EQ(host.filterRecord()->maxSpace, 7);
+    EXPECT_EQ(host.filterRecord()->parameters != nullptr, c.parametersMade);
+    EXPECT_EQ(fresh.data() != 0, c.dataMade);
+    int locks = 0;
+    for (const auto &h : host.handles().alive()) locks += h.lockCount;
+    EXPECT_EQ(locks, c.locksLeft) << c.failNewAt << "/" << c.failLockAt;
+  }
+}
+
 TEST_F(ModuleUnderHost, ContinueEmptiesTheRectanglesOfEitherWidth) {
   for (bool big : {true, false}) {
     HostOptions options;

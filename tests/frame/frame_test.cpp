@@ -56,38 +56,6 @@ TEST_F(Frame, BlocksAreMadeOnceLockedPerCallAndUnlockedDataFirst) {
   EXPECT_EQ(reinterpret_cast<FilterData *>(*reinterpret_cast<Handle>(data))->dialogRequested, 1);
 }
 
-TEST_F(Frame, OutOfMemoryLeavesWhatWasMadeAndReleasesNothing) {
-  {
-    fake::Host h;
-    h.failNewAt = 1;
-    EXPECT_EQ(h.call(filterSelectorPrepare), -108);
-    EXPECT_EQ(h.record.parameters, nullptr);
-    EXPECT_EQ(h.dataWord, 0);
-    EXPECT_EQ(h.count("lock"), 0);
-  }
-  {
-    fake::Host h;
-    h.failNewAt = 2;  // the data block
-    EXPECT_EQ(h.call(filterSelectorPrepare), -108);
-    EXPECT_NE(h.record.parameters, nullptr);
-    EXPECT_EQ(h.dataWord, 0);
-    EXPECT_EQ(h.count("lock"), 0);
-  }
-  {
-    fake::Host h;
-    h.failLockAt = 2;  // the data block's lock
-    h.record.maxSpace = 7;
-    EXPECT_EQ(h.call(filterSelectorPrepare), -108);
-    EXPECT_EQ(h.record.maxSpace, 7);  // not dispatched
-    EXPECT_EQ(h.count("unlock"), 0);
-    EXPECT_EQ(h.count("release"), 0);
-    EXPECT_EQ(h.lockCount(h.record.parameters), 1);  // left locked on purpose
-    EXPECT_NE(gParams, nullptr);
-    gParams = nullptr;
-    gData = nullptr;
-  }
-}
-
 TEST_F(Frame, ThrownStatusKeepsItsLowHalfAndSkipsTheRelease) {
   gTestStart = [] {
     Handle exif = nullptr;

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 
 #include "layout_linux_x86_64.h"
 
@@ -39,31 +38,6 @@ TEST(HostLayout, SuiteErrorsCutToSixteenBitsKeepTheLowHalf) {
   EXPECT_EQ(int16_t(uint32_t(kSPBadParameterError) & 0xFFFF), 0x726D);
   EXPECT_EQ(int16_t(uint32_t(kSPBadParameterError) & 0xFFFF), 29293);
   EXPECT_EQ(int16_t(uint32_t(kSPOutOfMemoryError) & 0xFFFF), memFullErr);
-}
-
-TEST(HostLayout, RecordFieldsLandWhereTheHostWritesThem) {
-  // A host fills the record by offset; we read it by name.
-  alignas(FilterRecord) unsigned char raw[sizeof(FilterRecord)] = {};
-  const int32_t depth = 16;
-  const int16_t top = -7;
-  std::memcpy(raw + 504, &depth, sizeof depth);  // depth
-  std::memcpy(raw + 68, &top, sizeof top);       // inRect.top
-  raw[600] = 1;                                  // allowOverrangeColors
-  FilterRecord record;
-  std::memcpy(&record, raw, sizeof record);
-  EXPECT_EQ(record.depth, 16);
-  EXPECT_EQ(record.inRect.top, -7);
-  EXPECT_EQ(record.allowOverrangeColors, 1);
-  EXPECT_EQ(record.reserved[0], 0);
-}
-
-TEST(HostLayout, SuiteNamesAreTheHostsExactStrings) {
-  EXPECT_STREQ(kSPBasicSuite, "SP Basic Suite");
-  EXPECT_STREQ(kPSChannelPortsSuite, "Photoshop ChannelPorts Suite for Plug-ins");
-  EXPECT_STREQ(kPSChannelPortProcsSuite, "Photoshop Channel Ports Suite for Plug-ins");
-  EXPECT_STREQ(kPSPropertySuite, "Photoshop Property Suite for Plug-ins");
-  EXPECT_STREQ(kPSColorSpaceSuite, "Photoshop ColorSpace Suite for Plug-ins");
-  EXPECT_STREQ(kPSActionDescriptorSuite, "df135115-c769-11d0-8079-00c04fd7ec47");
 }
 
 }  // namespace
