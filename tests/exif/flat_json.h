@@ -1,10 +1,9 @@
-// Reads the flat JSON that exiftool -j writes for one file: an array holding
-// one object whose members are strings, numbers, booleans or arrays. Numbers
-// are kept as their source text, so "1.00" stays "1.00".
+// Reads the JSON that exiftool -j writes for one file: one member per line,
+// `"Group:Name": value`. Strings are unescaped; numbers are kept as their
+// source text, so "1.00" stays "1.00"; other values are marked as such.
 #pragma once
 
 #include <map>
-#include <stdexcept>
 #include <string>
 
 namespace ortavel::test {
@@ -14,7 +13,6 @@ struct JsonValue {
   std::string text;  // the string's content, or the number as written
 };
 
-// Throws std::runtime_error on text it cannot read.
 std::map<std::string, JsonValue> ReadFlatJson(const std::string &text);
 
 }  // namespace ortavel::test
