@@ -100,7 +100,10 @@ ORTAVEL_API int32_t tiff_parse_directory(tiff_parser *parser, uint32_t ifd_offse
 /* Frees every record of both lists, then the parser. Null is ignored. */
 ORTAVEL_API void tiff_parse_discard(tiff_parser *parser);
 
-/* File a printf-style message in the next slot of the warning or error ring. */
+/* File a printf-style message in the next slot of the warning or error ring;
+ * a text longer than a slot is cut. The reader's "Accessing non valid memory"
+ * warnings give the asked-for span and the TIFF block as byte positions in
+ * the buffer passed to tiff_parse (hex), which fit a slot on any machine. */
 ORTAVEL_API void tiff_parse_set_warning(tiff_parser *parser, const char *format, ...)
     TIFF_PARSE_PRINTF(2, 3);
 ORTAVEL_API void tiff_parse_set_error(tiff_parser *parser, const char *format, ...)
