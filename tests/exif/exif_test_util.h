@@ -3,7 +3,11 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "exif/tiff_parse.h"
@@ -38,6 +42,16 @@ inline std::vector<uint16_t> Ids(const tiff_parser *p, int dir) {
   std::vector<uint16_t> ids;
   for (const tiff_tag *t = p->tags[dir]; t; t = t->next) ids.push_back(t->tag);
   return ids;
+}
+
+inline std::string ReadText(const std::filesystem::path &path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+inline std::vector<uint8_t> ReadBytes(const std::filesystem::path &path) {
+  const std::string text = ReadText(path);
+  return std::vector<uint8_t>(text.begin(), text.end());
 }
 
 }  // namespace ortavel::test
