@@ -46,6 +46,23 @@ std::vector<fs::path> outputsFor(const CommandLine &cl) {
   return outs;
 }
 
+// Writes through a temporary file; errors name the file the user asked for.
+void writeAtomically(const Image &img, FileFormat format, const fs::path &target, bool force,
+                     const WriteOptions &opt) {
+  AtomicOutput file(target, force);
+  try {
+    writeImage(img, format, file.temporaryPath(), opt);
+  } catch (const CliError &e) {
+    std::string text = e.what();
+    const std::string temp = file.temporaryPath().string();
+    for (auto at = text.find(temp); at != std::string::npos; at = text.find(temp))
+      text.replace(at, temp.size(), target.string());
+    throw CliError(e.code(), text);
+  }
+  if (interrupted()) throw CliError(ExitCode::kInterrupted, target.string() + ": interrupted");
+  file.commit();
+}
+
 void writeSettings(const fs::path &path, const CorrectionSettings &s) {
   AtomicOutput out(path, true);
   {
@@ -64,9 +81,7 @@ void writeRgbPng(const RgbPicture &pic, const fs::path &path, bool force) {
   const std::size_t n = static_cast<std::size_t>(pic.width) * pic.height;
   for (std::size_t i = 0; i < n; ++i)
     for (int c = 0; c < 3; ++c) img.doc.planes[c].samples[i] = pic.pixels[i * 3 + c];
-  AtomicOutput out(path, force);
-  writeImage(img, FileFormat::kPng, out.temporaryPath(), {});
-  out.commit();
+  writeAtomically(img, FileFormat::kPng, path, force, {});
 }
 
 // "[2/5] name": which file of how many is in the filter.
@@ -114,12 +129,7 @@ ExitCode runCorrect(const CommandLine &cl) {
     const std::string label = batch ? batchLabel(i, n, in) : in;
     const CorrectionSettings recorded = session.correct(img, cl.settings, label);
     if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
-    {
-      AtomicOutput file(out, cl.force);
-      writeImage(img, formats[i], file.temporaryPath(), writeOptions);
-      if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
-      file.commit();
-    }
+    writeAtomically(img, formats[i], out, cl.force, writeOptions);
     if (cl.settingsOut) {
       std::lock_guard lock(savedMutex);
       if (!saved) {

@@ -1,0 +1,344 @@
+// The ortavel command run as users run it: real files in every format and
+// depth, every refusal of bad input, a batch with one bad file, the settings
+// file round trip, previews, and Ctrl-C.
+#include <gtest/gtest.h>
+#include <tiffio.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "correction_settings.h"
+#include "exit_codes.h"
+#include "image_io/exif_block.h"
+#include "image_io/image_io.h"
+#include "run_cli.h"
+#include "settings_file.h"
+
+namespace fs = std::filesystem;
+using namespace ortavel::cli;
+using clitest::runCli;
+
+namespace {
+
+const fs::path kData = fs::path(ORTAVEL_TESTDATA_DIR);
+const fs::path kDemo = kData / "demo/0_left.jpg";
+
+class EndToEnd : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string t = (fs::temp_directory_path() / "ortavel-e2e-XXXXXX").string();
+    dir_ = ::mkdtemp(t.data());
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+  fs::path at(const std::string &name) const { return dir_ / name; }
+  clitest::CliResult run(const std::vector<std::string> &args, clitest::RunOptions opt = {}) {
+    return runCli(args, dir_, opt);
+  }
+  // Files in the directory other than `keep` (temporary files left behind).
+  std::vector<std::string> strays(const std::vector<std::string> &keep) const {
+    std::vector<std::string> out;
+    for (const auto &e : fs::directory_iterator(dir_)) {
+      const std::string n = e.path().filename().string();
+      if (std::find(keep.begin(), keep.end(), n) == keep.end()) out.push_back(n);
+    }
+    return out;
+  }
+  fs::path dir_;
+};
+
+// A picture with structure everywhere, so a wrong sample shows.
+Image picture(ColourModel colour, int depth, int alpha, int w, int h) {
+  Image img;
+  img.colour = colour;
+  allocatePlanes(img, w, h, depth, img.colourChannels() + alpha);
+  for (std::size_t p = 0; p < img.doc.planes.size(); ++p)
+    for (int i = 0; i < w * h; ++i) {
+      const int x = i % w, y = i / w;
+      const int v = ((x * 13 + y * 7 + static_cast<int>(p) * 50) % 200) + 20;
+      if (depth == 8) {
+        img.doc.planes[p].samples[i] = static_cast<std::uint8_t>(v);
+      } else {
+        reinterpret_cast<std::uint16_t *>(img.doc.planes[p].samples.data())[i] =
+            static_cast<std::uint16_t>(v * 128 + x % 97);
+      }
+    }
+  return img;
+}
+
+std::uint32_t sample(const Image &img, int p, int x, int y) {
+  const std::size_t i = static_cast<std::size_t>(y) * img.doc.width + x;
+  if (img.doc.depth == 8) return img.doc.planes[p].samples[i];
+  return reinterpret_cast<const std::uint16_t *>(img.doc.planes[p].samples.data())[i];
+}
+
+}  // namespace
+
+TEST_F(EndToEnd, DefaultSettingsLeaveEveryFormatAndDepthUnchanged) {
+  // The filter's defaults are the identity model with bicubic resampling, which
+  // reproduces the picture; lossless formats must come back sample for sample.
+  struct Case {
+    const char *name;
+    ColourModel colour;
+    int depth, alpha;
+    FileFormat format;
+  } cases[] = {
+      {"grey8.png", ColourModel::kGrey, 8, 0, FileFormat::kPng},
+      {"rgba16.png", ColourModel::kRgb, 16, 1, FileFormat::kPng},
+      {"rgb8.tif", ColourModel::kRgb, 8, 0, FileFormat::kTiff},
+      {"grey16.tif", ColourModel::kGrey, 16, 0, FileFormat::kTiff},
+      {"cmyk8.tif", ColourModel::kCmyk, 8, 0, FileFormat::kTiff},
+      {"cmyka16.tif", ColourModel::kCmyk, 16, 1, FileFormat::kTiff},
+  };
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    const Image in = picture(c.colour, c.depth, c.alpha, 61, 43);
+    writeImage(in, c.format, at(c.name), {});
+    const std::string out = std::string("out-") + c.name;
+    const auto r = run({"correct", at(c.name).string(), at(out).string(), "-q"});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    EXPECT_EQ(r.err, "");
+    const Image back = readImage(at(out));
+    EXPECT_EQ(back.colour, c.colour);
+    EXPECT_EQ(back.fileBits, c.depth);
+    ASSERT_EQ(back.doc.planes.size(), in.doc.planes.size());
+    for (std::size_t p = 0; p < in.doc.planes.size(); ++p)
+      EXPECT_EQ(back.doc.planes[p].samples, in.doc.planes[p].samples) << "plane " << p;
+  }
+}
+
+TEST_F(EndToEnd, RealPhotographsAreCorrectedAndKeepTheirCamera) {
+  // A real camera JPEG: the correction changes pixels, keeps the size, and
+  // carries the EXIF block, which the plug-in then reads back from the output.
+  const fs::path nikon = kData / "cli/npm-exif-js_DSCN0614_small.jpg";
+  auto r = run({"correct", nikon.string(), at("n.jpg").string(), "--k1", "-0.2", "--k2", "0.05"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const Image in = readImage(nikon), out = readImage(at("n.jpg"));
+  EXPECT_EQ(out.doc.width, 400);
+  EXPECT_EQ(out.doc.height, 300);
+  EXPECT_NE(out.doc.planes[0].samples, in.doc.planes[0].samples);
+  EXPECT_EQ(out.doc.icc, in.doc.icc);
+  r = run({"info", at("n.jpg").string()});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.out.find("camera make:  NIKON\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("camera model: E4600\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("focal length: 17.1 mm\n"), std::string::npos) << r.out;
+
+  // The same photograph into 16-bit TIFF and a greyscale chessboard into PNG.
+  r = run({"correct", kDemo.string(), at("demo.tif").string(), "--lens", "demo", "-q"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(readImage(at("demo.tif")).doc.width, 1024);
+  r = run({"correct", (kData / "cli/left01.jpg").string(), at("l.png").string(), "--k1", "-0.1"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(readImage(at("l.png")).colour, ColourModel::kGrey);
+  // A real TIFF with an alpha sample keeps it.
+  r = run({"correct", (kData / "cli/npm-jpeg-exif_Arbitro.tiff").string(), at("a.tif").string()});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(readImage(at("a.tif")).alphaPlanes(), 1);
+}
+
+TEST_F(EndToEnd, MarginsEnlargeTheCanvasAndMoveThePicture) {
+  // With the identity model, output pixel (x, y) samples the source at
+  // (x - L, y - T): the picture lands L columns right and T rows down.
+  const Image in = picture(ColourModel::kRgb, 8, 0, 40, 30);
+  writeImage(in, FileFormat::kPng, at("m.png"), {});
+  const auto r =
+      run({"correct", at("m.png").string(), at("mo.png").string(), "--margins", "3,5,7,2"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const Image out = readImage(at("mo.png"));
+  ASSERT_EQ(out.doc.width, 40 + 7 + 2);
+  ASSERT_EQ(out.doc.height, 30 + 3 + 5);
+  for (int p = 0; p < 3; ++p)
+    for (int y = 0; y < 30; ++y)
+      for (int x = 0; x < 40; ++x) ASSERT_EQ(sample(out, p, x + 7, y + 3), sample(in, p, x, y));
+}
+
+TEST_F(EndToEnd, InfoPreviewAndAbout) {
+  auto r = run({"info", (kData / "cli/npm-exif-js_dsc_09827.jpg").string(),
+                (kData / "cli/left01.jpg").string()});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.out.find("camera make:  NIKON CORPORATION\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("focal length: 190 mm\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("size:         640 x 480 pixels\n"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("mode:         greyscale\n"), std::string::npos) << r.out;
+
+  r = run({"about"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(r.out.find("Ortavel Filter 1.2.2 (083)"), std::string::npos) << r.out;
+
+  // 1024x768 fitted into 512x512 is 512x384; with 1024 columns of margins the
+  // corrected canvas is 2048x768, fitted as 512x192.
+  r = run({"preview", kDemo.string(), "-o", dir_.string(), "--size", "512x512", "--lens", "demo",
+           "--margins", "0,0,512,512"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  const Image un = readImage(at("0_left-uncorrected.png"));
+  const Image co = readImage(at("0_left-corrected.png"));
+  EXPECT_EQ(un.doc.width, 512);
+  EXPECT_EQ(un.doc.height, 384);
+  EXPECT_EQ(co.doc.width, 512);
+  EXPECT_EQ(co.doc.height, 192);
+  // A flat colour stays that colour in both previews: scaling averages equal
+  // samples, and the default settings are the identity.
+  Image flat;
+  flat.colour = ColourModel::kRgb;
+  allocatePlanes(flat, 64, 48, 8, 3);
+  const std::uint8_t rgb[3] = {200, 100, 50};
+  for (int p = 0; p < 3; ++p)
+    std::fill(flat.doc.planes[p].samples.begin(), flat.doc.planes[p].samples.end(), rgb[p]);
+  writeImage(flat, FileFormat::kPng, at("flat.png"), {});
+  r = run({"preview", at("flat.png").string(), "-o", dir_.string(), "--size", "32x24"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  for (const char *name : {"flat-uncorrected.png", "flat-corrected.png"}) {
+    const Image pv = readImage(at(name));
+    ASSERT_EQ(pv.doc.width, 32);
+    for (int p = 0; p < 3; ++p) EXPECT_EQ(sample(pv, p, 16, 12), rgb[p]) << name << " plane " << p;
+  }
+  // A second preview into the same place needs --force.
+  r = run({"preview", kDemo.string(), "-o", dir_.string()});
+  EXPECT_EQ(r.exitCode, 2);
+}
+
+TEST_F(EndToEnd, BadInputIsRefusedInOneLineAndNothingIsWritten) {
+  writeImage(picture(ColourModel::kRgb, 8, 0, 20, 10), FileFormat::kPng, at("ok.png"), {});
+  std::ofstream(at("notes.jpg")) << "not a picture at all\n";
+  const std::string demo = clitest::slurp(kDemo);
+  std::ofstream(at("cut.jpg"), std::ios::binary).write(demo.data(), demo.size() / 3);
+  TIFF *t = TIFFOpen(at("float.tif").c_str(), "w");
+  TIFFSetField(t, TIFFTAG_IMAGEWIDTH, 2u);
+  TIFFSetField(t, TIFFTAG_IMAGELENGTH, 1u);
+  TIFFSetField(t, TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(t, TIFFTAG_BITSPERSAMPLE, 32);
+  TIFFSetField(t, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP);
+  TIFFSetField(t, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+  float row[2] = {0.5f, 1.0f};
+  TIFFWriteScanline(t, row, 0, 0);
+  TIFFClose(t);
+  fs::create_directory(at("adir"));
+  std::ofstream(at("taken.png")) << "precious";
+
+  const std::string ok = at("ok.png").string(), out = at("o.png").string();
+  struct Case {
+    std::vector<std::string> args;
+    int code;
+    const char *says;
+  } cases[] = {
+      {{"correct", at("nope.jpg").string(), out}, 3, "no such file"},
+      {{"correct", at("adir").string(), out}, 3, "directory"},
+      {{"correct", at("notes.jpg").string(), out}, 3, "not an image"},
+      {{"correct", at("cut.jpg").string(), out}, 3, "JPEG"},
+      {{"correct", (kData / "cli/exif-only_canon.jpg").string(), out}, 3, "JPEG"},
+      {{"correct", at("float.tif").string(), out}, 3, "floating-point"},
+      {{"correct", ok, out, "--k1", "nan"}, 2, "--k1"},
+      {{"correct", ok, out, "--scale", "0"}, 2, "scale"},
+      {{"correct", ok, out, "--center", "0.1"}, 2, "--center"},
+      {{"correct", ok, out, "--margins", "0,11,0,0"}, 2, "larger than"},
+      {{"correct", ok, out, "--margins", "1,-1,0,0"}, 2, "--margins"},
+      {{"correct", ok, out, "--method", "nearest"}, 2, "nearest"},
+      {{"correct", ok, at("taken.png").string()}, 2, "--force"},
+      {{"correct", ok, at("nodir/o.png").string()}, 2, "does not exist"},
+      {{"correct", ok, at("o.gif").string()}, 2, "format"},
+      {{"correct", ok, out, "--bogus"}, 2, "--bogus"},
+      {{"correct", ok}, 2, "IN OUT"},
+      {{"frobnicate"}, 2, "unknown command"},
+      {{"correct", ok, out, "--plugin", at("none.so").string()}, 2, "plug-in"},
+  };
+  for (const auto &c : cases) {
+    std::string line;
+    for (const auto &a : c.args) line += a + " ";
+    SCOPED_TRACE(line);
+    const auto r = run(c.args);
+    EXPECT_EQ(r.exitCode, c.code) << r.err;
+    EXPECT_EQ(r.errLines(), 1) << r.err;
+    EXPECT_EQ(r.err.rfind("ortavel: ", 0), 0u) << r.err;
+    EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
+    EXPECT_FALSE(fs::exists(out));
+  }
+  EXPECT_EQ(clitest::slurp(at("taken.png")), "precious");
+  const std::vector<std::string> expected = {"ok.png",    "notes.jpg", "cut.jpg",
+                                             "float.tif", "adir",      "taken.png"};
+  EXPECT_EQ(strays(expected), std::vector<std::string>{});
+  // --force replaces it.
+  EXPECT_EQ(run({"correct", ok, at("taken.png").string(), "--force"}).exitCode, 0);
+  EXPECT_EQ(readImage(at("taken.png")).doc.width, 20);
+}
+
+TEST_F(EndToEnd, AFullDiskFailsCleanly) {
+  // The photograph as TIFF takes far more than 64 KiB: the write fails part-way.
+  const auto r =
+      run({"correct", kDemo.string(), at("big.tif").string()}, {.fileSizeLimit = 64 * 1024});
+  EXPECT_EQ(r.exitCode, 4) << r.err;
+  EXPECT_EQ(r.errLines(), 1) << r.err;
+  EXPECT_NE(r.err.find("big.tif"), std::string::npos) << r.err;
+  EXPECT_EQ(strays({}), std::vector<std::string>{});
+}
+
+TEST_F(EndToEnd, ABatchGoesOnPastABadFile) {
+  fs::create_directory(at("in"));
+  fs::create_directory(at("out"));
+  std::vector<std::string> args = {"correct"};
+  for (int i = 0; i < 4; ++i) {
+    const fs::path p = at("in/p" + std::to_string(i) + (i % 2 ? ".tif" : ".png"));
+    writeImage(picture(ColourModel::kRgb, i % 2 ? 16 : 8, 0, 50 + i, 40), formatForName(p).value(),
+               p, {});
+    args.push_back(p.string());
+  }
+  std::ofstream(at("in/bad.png")) << "garbage";
+  args.insert(args.begin() + 3, at("in/bad.png").string());
+  for (const char *a : {"-o", "", "--k1", "-0.1", "--jobs", "3"}) args.push_back(a);
+  args[args.size() - 5] = at("out").string();
+  const auto r = run(args);
+  EXPECT_EQ(r.exitCode, 3) << r.err;
+  EXPECT_NE(r.err.find("bad.png"), std::string::npos) << r.err;
+  EXPECT_NE(r.err.find("corrected 4 of 5 files; 1 failed"), std::string::npos) << r.err;
+  for (int i = 0; i < 4; ++i) {
+    const fs::path p = at("out/p" + std::to_string(i) + (i % 2 ? ".tif" : ".png"));
+    ASSERT_TRUE(fs::exists(p)) << p;
+    EXPECT_EQ(readImage(p).doc.width, 50 + i);
+  }
+  EXPECT_FALSE(fs::exists(at("out/bad.png")));
+  EXPECT_EQ(std::distance(fs::directory_iterator(at("out")), fs::directory_iterator{}), 4);
+}
+
+TEST_F(EndToEnd, SavedSettingsRepeatTheCorrection) {
+  auto r = run(
+      {"correct", kDemo.string(),    at("a.png").string(), "--k1",           "-0.15", "--k2",
+       "0.02",    "--center",        "0.1,-0.05",          "--radius-limit", "1.5",   "--scale",
+       "1.1",     "--method",        "lanczos8",           "--orientation",  "left",  "--margins",
+       "4,4,8,8", "--save-settings", at("s.txt").string()});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  CorrectionSettings saved;
+  saved.k1 = 99;  // every key must be in the file
+  readSettingsFile(at("s.txt"), saved);
+  EXPECT_EQ(saved.k1, -0.15);
+  EXPECT_EQ(saved.k2, 0.02);
+  EXPECT_EQ(saved.centerX, 0.1);
+  EXPECT_EQ(saved.centerY, -0.05);
+  EXPECT_EQ(saved.radiusLimit, 1.5);
+  EXPECT_EQ(saved.scale, 1.1);
+  EXPECT_EQ(saved.method, 4);  // "la08" written back
+  EXPECT_EQ(saved.orientation, 1);
+  EXPECT_EQ(saved.margins.left, 8);
+
+  r = run({"correct", kDemo.string(), at("b.png").string(), "--settings", at("s.txt").string()});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(clitest::slurp(at("a.png")), clitest::slurp(at("b.png")));
+  // An option given with the file overrides it.
+  r = run({"correct", kDemo.string(), at("c.png").string(), "--settings", at("s.txt").string(),
+           "--k1", "0"});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_NE(clitest::slurp(at("a.png")), clitest::slurp(at("c.png")));
+}
+
+TEST_F(EndToEnd, CtrlCStopsTheRunAndLeavesNothing) {
+  // A picture big enough that the correction is still running when Ctrl-C comes.
+  writeImage(picture(ColourModel::kRgb, 16, 0, 6000, 4000), FileFormat::kTiff, at("huge.tif"), {});
+  const auto r = run({"correct", at("huge.tif").string(), at("o.tif").string(), "--method",
+                      "lanczos12", "--k1", "-0.3"},
+                     {.interruptAfterMs = 1500});
+  EXPECT_EQ(r.exitCode, 130) << r.err;
+  EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
+  EXPECT_EQ(strays({"huge.tif"}), std::vector<std::string>{});
+}

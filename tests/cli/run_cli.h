@@ -1,0 +1,87 @@
+// Runs the built ortavel command as a child process and collects what it
+// printed and how it ended, for the end-to-end tests.
+#pragma once
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace clitest {
+
+namespace fs = std::filesystem;
+
+struct CliResult {
+  int exitCode = -1;  // -1: killed by a signal
+  std::string out;
+  std::string err;
+  // Number of lines on standard error.
+  int errLines() const {
+    int n = 0;
+    for (char c : err) n += c == '\n';
+    return n;
+  }
+};
+
+struct RunOptions {
+  rlim_t fileSizeLimit = RLIM_INFINITY;  // RLIMIT_FSIZE: a disk that fills up
+  int interruptAfterMs = -1;             // send SIGINT this long after the start
+};
+
+inline std::string slurp(const fs::path &p) {
+  std::ifstream in(p, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+inline CliResult runCli(const std::vector<std::string> &args, const fs::path &scratch,
+                        const RunOptions &opt = {}) {
+  const fs::path outFile = scratch / ".stdout", errFile = scratch / ".stderr";
+  const pid_t pid = ::fork();
+  if (pid == 0) {
+    const int o = ::open(outFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int e = ::open(errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    ::dup2(o, 1);
+    ::dup2(e, 2);
+    if (opt.fileSizeLimit != RLIM_INFINITY) {
+      ::signal(SIGXFSZ, SIG_IGN);  // a write beyond the limit fails with EFBIG instead
+      rlimit r{opt.fileSizeLimit, opt.fileSizeLimit};
+      ::setrlimit(RLIMIT_FSIZE, &r);
+    }
+    std::vector<char *> argv;
+    std::string exe = ORTAVEL_CLI_PATH;
+    argv.push_back(exe.data());
+    std::vector<std::string> copy = args;
+    for (auto &a : copy) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    ::execv(exe.c_str(), argv.data());
+    ::_exit(127);
+  }
+  if (opt.interruptAfterMs >= 0) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(opt.interruptAfterMs));
+    ::kill(pid, SIGINT);
+  }
+  int status = 0;
+  ::waitpid(pid, &status, 0);
+  CliResult r;
+  r.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  r.out = slurp(outFile);
+  r.err = slurp(errFile);
+  fs::remove(outFile);
+  fs::remove(errFile);
+  return r;
+}
+
+}  // namespace clitest
