@@ -1,13 +1,15 @@
 #include "lens_presets.h"
 
+#include "calibration.h"
+
 namespace ortavel::cli {
 
 const std::vector<LensPreset> &lensPresets() {
-  // The bundled demo photograph's lens; its coefficients are a first estimate
-  // until the fitted calibration replaces them.
+  // The bundled demo photograph's camera, from its chessboard calibration.
   static const std::vector<LensPreset> presets = {
-      {"demo", "the camera of the bundled demo photograph (testdata/demo/0_left.jpg)", -0.2, 0.05,
-       0.0, 0.0},
+      {"demo", "the camera of the bundled demo photograph (testdata/demo/0_left.jpg)",
+       kStereoRigLeftLens.k1, kStereoRigLeftLens.k2, kStereoRigLeftLens.centerX,
+       kStereoRigLeftLens.centerY},
   };
   return presets;
 }
