@@ -122,19 +122,6 @@ TEST(WorkerPool, TenRowsInChunksOfFourMakeBandsOfFourFourTwo) {
   }
 }
 
-TEST(WorkerPool, OneThreadTakesBandsInQueueOrder) {
-  interp_workers *pool = interp_workers_init(1, 1);
-  ASSERT_NE(pool, nullptr);
-  Blocks b(7);
-  b.target.origin_y = 0.0;
-  Recorder rec;
-  interp_workers_run(pool, 2, &b.source, &b.target, &kRecordingMethod, DummyTransform, &rec);
-  interp_workers_destroy(pool);
-  ASSERT_EQ(rec.bands.size(), 4u);
-  for (size_t i = 0; i < 4; i++) EXPECT_EQ(rec.bands[i].target.origin_y, 2.0 * i);
-  EXPECT_EQ(rec.bands[3].target.height, 1);
-}
-
 TEST(WorkerPool, ChunkLargerThanTheRowsGivesOneWholeBand) {
   interp_workers *pool = interp_workers_init(2, 2);
   ASSERT_NE(pool, nullptr);
@@ -201,6 +188,7 @@ TEST(WorkerPool, DestroyRunsEveryJobStillQueued) {
                            &counter);
   interp_workers_destroy(pool);
   ASSERT_EQ(rec.bands.size(), 6u);
+  // One thread takes them in the order they were queued.
   for (size_t i = 0; i < 6; i++) EXPECT_EQ(rec.bands[i].target.origin_y, 2.0 * i);
   busy_counter_wait(&counter);
   busy_counter_release(&counter);
@@ -246,13 +234,6 @@ TEST(WorkerPoolStart, FewerThreadsThanTheMinimumGiveNoPool) {
   EXPECT_EQ(interp_workers_init_with(4, 2, QuotaCreate, &one), nullptr);
 
   EXPECT_EQ(interp_workers_init(1, 2), nullptr);
-}
-
-TEST(WorkerPoolStart, NoThreadsAskedForIsAnEmptyPoolWhenAllowed) {
-  interp_workers *pool = interp_workers_init(0, 0);
-  ASSERT_NE(pool, nullptr);
-  EXPECT_EQ(pool->thread_count, 0);
-  interp_workers_destroy(pool);
 }
 
 TEST(Processors, CountMatchesTheStandardLibrary) {
