@@ -278,7 +278,6 @@ TEST_F(ChannelPortsTest, OlderDirectCallbacksReadThroughTheSamePorts) {
   open();
   const auto *procs = acquire<ChannelPortProcs>("Photoshop Channel Ports Suite for Plug-ins", 1);
   ASSERT_EQ(procs, host->channelPortProcs());
-  EXPECT_EQ(procs->numChannelPortProcs, 3);
   // The green plane's right column, 1:1, as 16-bit-apart 8-bit samples.
   std::uint8_t buf[4] = {0xEE, 0xEE, 0xEE, 0xEE};
   const PixelMemoryDesc mem{buf, 16, 8, 8, 8};

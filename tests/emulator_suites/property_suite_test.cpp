@@ -22,16 +22,6 @@ class PropertySuiteTest : public SuiteFixture {
   }
 };
 
-TEST_F(PropertySuiteTest, TableHasTheDocumentedHeader) {
-  makeHost();
-  auto guard = host->activate();
-  const PropertyProcs *procs = suite();
-  EXPECT_EQ(procs->propertyProcsVersion, 1);
-  EXPECT_EQ(procs->numPropertyProcs, 2);
-  EXPECT_NE(procs->getPropertyProc, nullptr);
-  EXPECT_NE(procs->setPropertyProc, nullptr);
-}
-
 TEST_F(PropertySuiteTest, ExifComesInANewHandleHoldingTheDocumentsBytes) {
   doc.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0, 0xFF, 0x00, 0x7F};
   makeHost();
