@@ -216,7 +216,7 @@ TEST(TiffValuesByHand, OddRecords) {
   EXPECT_FALSE(tiff_parse_get_double(unknown.rec, 0, &d));
 
   // A count larger than the stored bytes never reads past them.
-  HandRecord overcounted(3, 1000, {1, 0});
+  HandRecord overcounted(1, 1000, {1});
   int32_t v = 0;
   EXPECT_FALSE(tiff_parse_get_int(overcounted.rec, 1, &v));
   tiff_parse_format(overcounted.rec, out, sizeof out);
