@@ -1,0 +1,67 @@
+// Photographs of a chessboard corrected through the plug-in, with the lens
+// settings converted from each camera's calibration: the rows and columns of
+// the board's corners come out straighter.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "../../cli/calibration.h"
+#include "emulator/host.h"
+#include "emulator/plugin.h"
+#include "host/photoshop_api.h"
+#include "jpeg_grey.h"
+#include "run_support.h"
+#include "support/chessboard.h"
+
+namespace {
+
+using ortavel::PinholeCalibration;
+namespace chess = ortavel::test;
+
+chess::Straightness Measure(const hostemu::Document &doc) {
+  const auto grid = chess::FindChessboardCorners(
+      chess::GreyView{doc.planes[0].samples.data(), doc.width, doc.height, doc.width, 1});
+  EXPECT_TRUE(grid.has_value());
+  return grid ? chess::MeasureStraightness(*grid) : chess::Straightness{};
+}
+
+void ExpectStraighter(const char *file, const PinholeCalibration &calibration) {
+  SCOPED_TRACE(file);
+  const chess::GreyImage photo =
+      chess::ReadJpegGrey(std::string(ORTAVEL_TESTDATA_DIR) + "/run/" + file);
+  ASSERT_EQ(photo.width, calibration.width);
+  hostemu::Document doc;
+  doc.width = photo.width;
+  doc.height = photo.height;
+  doc.depth = 8;
+  doc.imageMode = plugInModeGrayScale;
+  doc.planes.push_back(hostemu::Plane{photo.pixels, true});
+
+  const lensdistort_model lens = ortavel::LensFromPinholeCalibration(calibration);
+  runtest::Settings s;
+  s.centerX = lens.centerX;
+  s.centerY = lens.centerY;
+  s.k1 = lens.k1;
+  s.k2 = lens.k2;
+  s.radiusLimit = lens.radiusLimit;
+  s.scale = lens.scale;
+
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::HostOptions options;
+  options.outTileWidth = options.outTileHeight = 128;
+  options.inTileWidth = options.inTileHeight = 64;
+  const chess::Straightness before = Measure(doc);
+  hostemu::Host host(plugin, doc, options);
+  ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
+  const chess::Straightness after = Measure(host.workingDocument());
+  ASSERT_GT(after.rms, 0.0);
+  EXPECT_LE(3.0 * after.rms, before.rms) << "before " << before.rms << " after " << after.rms;
+}
+
+TEST(ChessboardThroughThePlugin, CornerRowsComeOutStraighter) {
+  ExpectStraighter("left01.jpg", PinholeCalibration{640, 480, 536.46, 536.41, 342.37, 235.55,
+                                                    -0.278647, 0.067173});
+  ExpectStraighter("0_left.jpg", ortavel::kStereoRigLeftCalibration);
+}
+
+}  // namespace
