@@ -103,7 +103,12 @@ void reportError(const std::string &message) {
 ExitCode runCorrect(const CommandLine &cl) {
   const std::vector<fs::path> outputs = outputsFor(cl);
   std::vector<FileFormat> formats;
-  for (const auto &out : outputs) {
+  for (std::size_t i = 0; i < outputs.size(); ++i) {
+    const fs::path &out = outputs[i];
+    std::error_code ec;
+    if (fs::equivalent(cl.files[i], out, ec)) {
+      throw usageError(out.string() + ": is the input itself; the input is never overwritten");
+    }
     const auto f = formatForName(out);
     if (!f) {
       throw usageError(out.string() + ": unknown output format (name it .jpg, .png or .tif)");

@@ -238,6 +238,7 @@ TEST_F(EndToEnd, BadInputIsRefusedInOneLineAndNothingIsWritten) {
       {{"correct", ok, out, "--margins", "1,-1,0,0"}, 2, "--margins"},
       {{"correct", ok, out, "--method", "nearest"}, 2, "nearest"},
       {{"correct", ok, at("taken.png").string()}, 2, "--force"},
+      {{"correct", ok, ok, "--force"}, 2, "input"},
       {{"correct", ok, at("nodir/o.png").string()}, 2, "does not exist"},
       {{"correct", ok, at("o.gif").string()}, 2, "format"},
       {{"correct", ok, out, "--bogus"}, 2, "--bogus"},
