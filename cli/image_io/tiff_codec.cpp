@@ -106,6 +106,14 @@ void exifFromTiff(TIFF *t, Image &img) {
   if (tags.make || tags.model || tags.focalLengthMm) img.doc.exif = buildExifBlock(tags);
 }
 
+// libtiff keeps EXIF rationals as float or double depending on its version.
+bool setFocalLength(TIFF *t, double mm) {
+  const TIFFField *field = TIFFFieldWithTag(t, EXIFTAG_FOCALLENGTH);
+  if (!field) return false;
+  if (TIFFFieldSetGetSize(field) == 8) return TIFFSetField(t, EXIFTAG_FOCALLENGTH, mm) == 1;
+  return TIFFSetField(t, EXIFTAG_FOCALLENGTH, static_cast<float>(mm)) == 1;
+}
+
 }  // namespace
 
 Image readTiff(const std::filesystem::path &path) {
@@ -282,19 +290,28 @@ void writeTiff(const Image &img, const std::filesystem::path &path) {
     TIFFSetField(tif, TIFFTAG_XRESOLUTION, static_cast<float>(img.xDpi));
     TIFFSetField(tif, TIFFTAG_YRESOLUTION, static_cast<float>(img.yDpi));
   }
-  if (!img.doc.exif.empty()) {
-    // A TIFF file keeps the camera in its own directory; the make and model
-    // are what the filter's lens lookup needs back.
-    const CameraTags tags = readCameraTags(img.doc.exif);
-    if (tags.make) TIFFSetField(tif, TIFFTAG_MAKE, tags.make->c_str());
-    if (tags.model) TIFFSetField(tif, TIFFTAG_MODEL, tags.model->c_str());
-  }
+  // A TIFF file keeps the camera in its own directories: make and model in
+  // the main one, the focal length in an EXIF directory written after it.
+  const CameraTags tags = img.doc.exif.empty() ? CameraTags{} : readCameraTags(img.doc.exif);
+  if (tags.make) TIFFSetField(tif, TIFFTAG_MAKE, tags.make->c_str());
+  if (tags.model) TIFFSetField(tif, TIFFTAG_MODEL, tags.model->c_str());
+  if (tags.focalLengthMm) TIFFSetField(tif, TIFFTAG_EXIFIFD, static_cast<toff_t>(0));
   std::vector<std::uint8_t> row(static_cast<std::size_t>(img.doc.width) * planes * (bits / 8));
   for (int y = 0; y < img.doc.height; ++y) {
     packRow(img, y, planes, bits, img.colour == ColourModel::kCmyk, row.data());
     if (TIFFWriteScanline(tif, row.data(), static_cast<std::uint32_t>(y), 0) < 0) {
       throw failure(path.string() + ": cannot write TIFF: " + diag.firstError);
     }
+  }
+  if (tags.focalLengthMm) {
+    // The main directory goes first with a placeholder pointer, then the EXIF
+    // directory, then the main directory again with the pointer filled in.
+    toff_t exifOffset = 0;
+    const bool ok = TIFFWriteDirectory(tif) && TIFFCreateEXIFDirectory(tif) == 0 &&
+                    setFocalLength(tif, *tags.focalLengthMm) &&
+                    TIFFWriteCustomDirectory(tif, &exifOffset) && TIFFSetDirectory(tif, 0) &&
+                    TIFFSetField(tif, TIFFTAG_EXIFIFD, exifOffset) && TIFFRewriteDirectory(tif);
+    if (!ok) throw failure(path.string() + ": cannot write TIFF: " + diag.firstError);
   }
   if (!TIFFFlush(tif) || !diag.firstError.empty()) {
     throw failure(path.string() + ": cannot write TIFF: " + diag.firstError);

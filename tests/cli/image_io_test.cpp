@@ -222,6 +222,8 @@ TEST(ImageRoundTrip, ExifIccAndResolutionTravel) {
     const CameraTags back = readCameraTags(out.doc.exif);
     EXPECT_EQ(back.make, "Testcam");
     EXPECT_EQ(back.model, "T-1");
+    ASSERT_TRUE(back.focalLengthMm);
+    EXPECT_DOUBLE_EQ(*back.focalLengthMm, 24.0);
     if (f != FileFormat::kTiff) {
       EXPECT_EQ(out.doc.exif, exif);  // the block itself, byte for byte
     }
