@@ -1,5 +1,7 @@
 #include "exif/tiff_range.h"
 
+#include <inttypes.h>
+
 static uint64_t block_size(const tiff_parser *parser) {
   return parser->size > 0 ? (uint64_t)parser->size : 0u;
 }
@@ -10,9 +12,10 @@ int tiff_range_ok(const tiff_parser *parser, uint64_t start, uint64_t end) {
 
 void tiff_range_warn(tiff_parser *parser, uint64_t start, uint64_t end) {
   uint64_t base = parser->offset > 0 ? (uint64_t)parser->offset : 0u;
-  tiff_parse_set_warning(parser, "Accessing non valid memory %llx - %llx (%llx - %llx)",
-                         (unsigned long long)(base + start), (unsigned long long)(base + end),
-                         (unsigned long long)base, (unsigned long long)(base + block_size(parser)));
+  const uint64_t from = base + start, to = base + end, block_end = base + block_size(parser);
+  tiff_parse_set_warning(
+      parser, "Accessing non valid memory %" PRIx64 " - %" PRIx64 " (%" PRIx64 " - %" PRIx64 ")",
+      from, to, base, block_end);
 }
 
 int tiff_range_check(tiff_parser *parser, uint64_t start, uint64_t end) {

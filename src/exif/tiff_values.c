@@ -22,6 +22,10 @@ static const uint8_t *value_at(const tiff_tag *tag, int32_t index) {
   return value_bytes(tag) + index * value_size;
 }
 
+/* An SBYTE's two's-complement value. */
+static int32_t load_i8(const uint8_t *p) {
+  return p[0] < 0x80 ? p[0] : (int32_t)p[0] - 256;
+}
 static uint16_t load_u16(const uint8_t *p) {
   uint16_t v;
   memcpy(&v, p, sizeof v);
@@ -58,7 +62,7 @@ int32_t tiff_parse_get_int(const tiff_tag *tag, int32_t index, int32_t *out) {
       *out = load_i32(p);
       return 1; /* the 32 bits as they are */
     case TIFF_TYPE_SBYTE:
-      *out = (int8_t)p[0];
+      *out = load_i8(p);
       return 1;
     case TIFF_TYPE_SSHORT:
       *out = load_i16(p);
@@ -89,7 +93,7 @@ int32_t tiff_parse_get_double(const tiff_tag *tag, int32_t index, double *out) {
       *out = (double)load_u32(p) / (double)load_u32(p + 4);
       return 1;
     case TIFF_TYPE_SBYTE:
-      *out = (int8_t)p[0];
+      *out = load_i8(p);
       return 1;
     case TIFF_TYPE_SSHORT:
       *out = load_i16(p);
@@ -146,7 +150,7 @@ static int append_value(const tiff_tag *tag, const uint8_t *p, char *out, int64_
       n = snprintf(at, room, " %u/%u", (unsigned)load_u32(p), (unsigned)load_u32(p + 4));
       break;
     case TIFF_TYPE_SBYTE:
-      n = snprintf(at, room, " %d", (int)(int8_t)p[0]);
+      n = snprintf(at, room, " %d", (int)load_i8(p));
       break;
     case TIFF_TYPE_SSHORT:
       n = snprintf(at, room, " %d", (int)load_i16(p));
