@@ -56,6 +56,8 @@ Image readPng(const std::filesystem::path &path) {
   img.format = FileFormat::kPng;
   try {
     png_init_io(png, f.get());
+    png_set_option(png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
+    png_set_benign_errors(png, 1);
     png_set_user_limits(png, 0x7fffffff, 0x7fffffff);
     png_read_info(png, info);
     png_uint_32 width = 0, height = 0;
@@ -142,6 +144,10 @@ void writePng(const Image &img, const std::filesystem::path &path) {
 
   try {
     png_init_io(png, f.get());
+    // Cameras embed sRGB profiles that libpng knows to be slightly off; they
+    // are carried as they came, not refused.
+    png_set_option(png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
+    png_set_benign_errors(png, 1);
     const bool alpha = planes > img.colourChannels();
     const int type = img.colour == ColourModel::kGrey
                          ? (alpha ? PNG_COLOR_TYPE_GRAY_ALPHA : PNG_COLOR_TYPE_GRAY)

@@ -127,7 +127,19 @@ TEST_F(EndToEnd, RealPhotographsAreCorrectedAndKeepTheirCamera) {
   EXPECT_NE(r.out.find("camera model: E4600\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("focal length: 17.1 mm\n"), std::string::npos) << r.out;
 
-  // The same photograph into 16-bit TIFF and a greyscale chessboard into PNG.
+  // Into PNG and TIFF, the camera's profile and EXIF facts come along too.
+  for (const char *name : {"n.png", "n.tif"}) {
+    r = run({"correct", nikon.string(), at(name).string()});
+    ASSERT_EQ(r.exitCode, 0) << r.err;
+    const Image other = readImage(at(name));
+    EXPECT_EQ(other.doc.icc, in.doc.icc) << name;
+    const CameraTags tags = readCameraTags(other.doc.exif);
+    EXPECT_EQ(tags.model, "E4600") << name;
+    EXPECT_NEAR(tags.focalLengthMm.value_or(0.0), 17.1, 1e-9) << name;
+    EXPECT_NEAR(other.xDpi, 300.0, 0.0127) << name;
+  }
+
+  // The demo photograph into TIFF and a greyscale chessboard into PNG.
   r = run({"correct", kDemo.string(), at("demo.tif").string(), "--lens", "demo", "-q"});
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(readImage(at("demo.tif")).doc.width, 1024);
