@@ -12,6 +12,14 @@
 
 enum { kEntryBytes = 12 };
 
+/* Many entries may point at the same bytes, so what a directory keeps is
+ * bounded apart from the block's size: past this many value bytes an entry is
+ * refused as if its record could not be allocated. Real blocks never share
+ * value bytes between entries, so they stay far below it. */
+static int64_t keep_budget(const tiff_parser *parser) {
+  return 8 * (int64_t)(parser->size > 0 ? parser->size : 0) + (1 << 20);
+}
+
 static int filter_keeps(const uint16_t *list, uint16_t tag) {
   if (!list) return 1;
   for (; *list != 0; ++list) {
@@ -23,7 +31,7 @@ static int filter_keeps(const uint16_t *list, uint16_t tag) {
 /* Keeps one entry as a record at the head of tags[index]. Returns 1 when the
  * entry was kept, 0 when it was skipped as faulty (after filing a warning). */
 static int keep_entry(tiff_parser *parser, const uint8_t *entry, uint64_t entry_offset,
-                      int32_t index) {
+                      int32_t index, int64_t *kept_bytes) {
   const int32_t fo = parser->file_order, mo = parser->machine_order;
   const uint16_t tag = tiff_read_u16(entry, fo, mo);
   const uint16_t type = tiff_read_u16(entry + 2, fo, mo);
@@ -59,7 +67,9 @@ static int keep_entry(tiff_parser *parser, const uint8_t *entry, uint64_t entry_
     return 0;
   }
 
-  tiff_tag *record = (tiff_tag *)malloc(TIFF_TAG_ALLOC_SIZE(size));
+  tiff_tag *record = 0;
+  if (*kept_bytes + size <= keep_budget(parser))
+    record = (tiff_tag *)malloc(TIFF_TAG_ALLOC_SIZE(size));
   if (!record) {
     tiff_parse_set_warning(parser, "Could not allocate tag record");
     return 0;
@@ -74,6 +84,7 @@ static int keep_entry(tiff_parser *parser, const uint8_t *entry, uint64_t entry_
   tiff_copy_units(value, parser->data + value_start, size, width->unit_bytes, fo != mo);
   memset(value + size, 0, 3); /* the spare bytes */
 
+  *kept_bytes += size;
   record->next = parser->tags[index];
   parser->tags[index] = record;
   return 1;
@@ -102,6 +113,7 @@ int32_t tiff_parse_directory(tiff_parser *parser, uint32_t ifd_offset, int32_t i
   if (n == 0) return 1;
 
   const uint16_t *list = tag_filter ? tag_filter[index] : 0;
+  int64_t kept_bytes = 0;
   int have_exif = 0;
   uint32_t exif_offset = 0;
   for (uint32_t i = 0; i < n; ++i) {
@@ -110,7 +122,9 @@ int32_t tiff_parse_directory(tiff_parser *parser, uint32_t ifd_offset, int32_t i
     const uint16_t tag = tiff_read_u16(entry, fo, mo);
     /* An entry left out by the filter still gives the EXIF pointer; one
      * skipped as faulty does not. */
-    if (filter_keeps(list, tag) && !keep_entry(parser, entry, entry_offset, index)) continue;
+    if (filter_keeps(list, tag) && !keep_entry(parser, entry, entry_offset, index, &kept_bytes)) {
+      continue;
+    }
     if (index == 0 && tag == TIFF_TAG_EXIF_IFD_POINTER) {
       have_exif = 1;
       exif_offset = tiff_read_u32(entry + 8, fo, mo);

@@ -221,6 +221,23 @@ TEST(TiffParseDirectory, FaultyEntriesAreSkipped) {
   EXPECT_THAT(Ids(p.get(), 0), ElementsAre(274));
 }
 
+TEST(TiffParseDirectory, SharedValueBytesAreKeptWithinABudget) {
+  // 600 entries all pointing at one 4000-byte text: 7214 + 4000 = 11214 bytes.
+  // A directory keeps at most 8 x 11214 + 2^20 = 1138288 value bytes, which
+  // is 284 copies; the other 316 are refused like failed allocations.
+  TiffWriter w(false);
+  for (int i = 0; i < 600; ++i) w.ifd0(Raw(270, 2, 4000, 8 + 2 + 12 * 600 + 4));
+  auto tiff = w.build();
+  ASSERT_EQ(tiff.size(), 7214u);
+  tiff.resize(tiff.size() + 4000, 'a');
+  tiff.back() = 0;
+  Parser p = Parse(tiff);
+  EXPECT_EQ(p->error_count, 0);
+  EXPECT_EQ(Ids(p.get(), 0).size(), 284u);
+  EXPECT_EQ(p->warning_count, 316);
+  EXPECT_STREQ(p->warnings[5], "Could not allocate tag record");
+}
+
 TEST(TiffParseMessages, RingsWrapAndCountsGrow) {
   TiffWriter w(true);
   for (uint16_t tag = 1; tag <= 12; ++tag) w.ifd0(Raw(tag, 99, 1, 0));
