@@ -11,7 +11,10 @@
 #include <cstdlib>
 #include <cstring>
 
-#if defined(__SSE2__)
+// The vector path needs SSE2 and 64-bit general registers; elsewhere the
+// scalar path (same results) is used.
+#if defined(__SSE2__) && defined(__x86_64__)
+#define ORTAVEL_KERNELS_SSE2 1
 #include <emmintrin.h>
 #endif
 
@@ -102,7 +105,7 @@ inline int64_t round_clamped(double sum, double max_value) {
   return round_half_up(v);
 }
 
-#if defined(__SSE2__)
+#if defined(ORTAVEL_KERNELS_SSE2)
 // 8- and 16-bit pixels of 3 or 4 channels: the pixel's samples are widened in
 // one register and handled two channels per vector. Each lane is an ordinary
 // double multiply or add, so every channel sees exactly the scalar sequence.
@@ -174,7 +177,7 @@ inline void filter_pixel_sse2(const uint8_t *const *rows, const ptrdiff_t *cols,
 template <typename T, int N, int C>
 inline void filter_pixel(const uint8_t *const *rows, const ptrdiff_t *cols, const double *wx,
                          const double *wy, int channels, double max_value, uint8_t *out) {
-#if defined(__SSE2__)
+#if defined(ORTAVEL_KERNELS_SSE2)
   if constexpr (C >= 3 && sizeof(T) <= 2) {
     filter_pixel_sse2<T, N, C>(rows, cols, wx, wy, max_value, out);
     return;
