@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numbers>
 #include <string>
 
 #include "jpeg_grey.h"
@@ -20,13 +21,13 @@ struct DrawnBoard {
   static constexpr double kSquare = 30.0;
 
   Corner Truth(int column, int row) const {
-    const double a = degrees * M_PI / 180.0;
+    const double a = degrees * std::numbers::pi / 180.0;
     const double u = column * kSquare, v = row * kSquare;
     return {ox + u * std::cos(a) - v * std::sin(a), oy + u * std::sin(a) + v * std::cos(a)};
   }
 
   GreyImage Draw(int32_t width, int32_t height) const {
-    const double a = degrees * M_PI / 180.0;
+    const double a = degrees * std::numbers::pi / 180.0;
     GreyImage img{width, height, std::vector<uint8_t>(static_cast<size_t>(width) * height)};
     for (int32_t y = 0; y < height; y++) {
       for (int32_t x = 0; x < width; x++) {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <numbers>
 
 #include "support/chessboard.h"
 
@@ -9,7 +10,7 @@ namespace ortavel::test {
 namespace {
 
 CornerGrid Lattice(double spacing, double degrees) {
-  const double a = degrees * M_PI / 180.0;
+  const double a = degrees * std::numbers::pi / 180.0;
   CornerGrid g{9, 6, {}};
   for (int r = 0; r < 6; r++) {
     for (int c = 0; c < 9; c++) {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <map>
+#include <numbers>
 #include <utility>
 
 namespace ortavel::test {
@@ -144,7 +145,7 @@ bool LooksLikeInnerCorner(const Plane &s, Corner q, double radius) {
   double ring[kSteps];
   double lo = 1e300, hi = -1e300, mean = 0.0;
   for (int i = 0; i < kSteps; i++) {
-    const double a = 2.0 * M_PI * i / kSteps;
+    const double a = 2.0 * std::numbers::pi * i / kSteps;
     ring[i] = Sample(s, q.x + radius * std::cos(a), q.y + radius * std::sin(a));
     lo = std::min(lo, ring[i]);
     hi = std::max(hi, ring[i]);
