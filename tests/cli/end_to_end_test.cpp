@@ -355,3 +355,17 @@ TEST_F(EndToEnd, CtrlCStopsTheRunAndLeavesNothing) {
   EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
   EXPECT_EQ(strays({"huge.tif"}), std::vector<std::string>{});
 }
+
+TEST_F(EndToEnd, ThePluginsAlertsAppearOnStandardError) {
+  // An EXIF block whose first directory lies far outside it: the plug-in
+  // says "Invalid Exif data." and goes on; the camera stays unknown.
+  Image img;
+  img.colour = ColourModel::kRgb;
+  allocatePlanes(img, 8, 8, 8, 3);
+  img.doc.exif = {'I', 'I', 42, 0, 0xf0, 0xff, 0, 0, 0, 0};
+  writeImage(img, FileFormat::kPng, at("junk.png"), {});
+  const auto r = run({"info", at("junk.png").string()});
+  EXPECT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(r.err, "ortavel: " + at("junk.png").string() + ": plug-in: Invalid Exif data.\n");
+  EXPECT_NE(r.out.find("camera make:  (unknown)\n"), std::string::npos) << r.out;
+}
