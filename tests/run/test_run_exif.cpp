@@ -12,6 +12,7 @@
 
 #include "emulator/host.h"
 #include "emulator/plugin.h"
+#include "host/photoshop_api.h"
 #include "run_support.h"
 
 namespace {
@@ -149,6 +150,36 @@ TEST(ExifRequest, UnusableValuesAreReportedAndMakeAndModelTakeTheMessage) {
   EXPECT_EQ(a.model, "Malforatted Model tag.");
   EXPECT_EQ(a.focal, -1.0);
   EXPECT_EQ(a.result, 0);
+}
+
+// The host's lock, refusing only blocks of one size: the EXIF block's.
+LockPIHandleProc gRealLock = nullptr;
+GetPIHandleSizeProc gRealSize = nullptr;
+constexpr std::int32_t kRefusedSize = 333;
+Ptr RefusingLock(Handle h, Boolean moveHigh) {
+  return gRealSize(h) == kRefusedSize ? nullptr : gRealLock(h, moveHigh);
+}
+
+TEST(ExifRequest, BlockThatCannotBeLockedEndsTheRunOutOfMemory) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(16, 12, 8, 3, [](int, int, int) { return 9u; });
+  doc.exif = Tiff({{271, 2, 6, Ascii("Canon")}}, {});
+  doc.exif.resize(kRefusedSize, 0);
+  char make[64] = "untouched make";
+  runtest::Settings s;
+  s.exifMake = make;
+  hostemu::Host host(plugin, doc);
+  HandleProcs *procs = host.filterRecord()->handleProcs;
+  gRealLock = procs->lockProc;
+  gRealSize = procs->getSizeProc;
+  procs->lockProc = RefusingLock;
+  const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(s));
+  procs->lockProc = gRealLock;
+  EXPECT_EQ(r.result, -108);
+  EXPECT_EQ(r.failedSelector, 3);
+  EXPECT_EQ(r.tiles, 0);
+  EXPECT_STREQ(make, "untouched make");
+  EXPECT_TRUE(runtest::AlertTexts(host).empty());
 }
 
 TEST(ExifRequest, RealCameraBlocks) {
