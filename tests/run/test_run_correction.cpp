@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "emulator/fourcc.h"
@@ -79,14 +80,35 @@ TEST(FullRun, DefaultsLeaveThePictureUnchangedAtEveryDepth) {
   }
 }
 
-TEST(FullRun, ThirtyTwoBitSamplesAreClampedTo255) {
+TEST(FullRun, SamplesAreClampedToTheHostsScale) {
   hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  hostemu::Document doc =
-      runtest::MakeDocument(8, 8, 32, 2, [](int p, int, int) { return p == 0 ? 1000u : 17u; });
-  hostemu::Host host(plugin, doc);
-  ASSERT_EQ(host.runFilter().result, 0);
-  EXPECT_EQ(runtest::Sample(host.workingDocument(), 0, 3, 3), 255u);
-  EXPECT_EQ(runtest::Sample(host.workingDocument(), 1, 3, 3), 17u);
+  // 16-bit documents run 0..32768; 32-bit samples are clamped to 255.
+  for (const auto &[depth, high, clamped] : {std::tuple{16, 40000u, 32768u}, {32, 1000u, 255u}}) {
+    hostemu::Document doc = runtest::MakeDocument(
+        8, 8, depth, 2, [high = high](int p, int, int) { return p == 0 ? high : 17u; });
+    hostemu::Host host(plugin, doc);
+    ASSERT_EQ(host.runFilter().result, 0);
+    EXPECT_EQ(runtest::Sample(host.workingDocument(), 0, 3, 3), clamped);
+    EXPECT_EQ(runtest::Sample(host.workingDocument(), 1, 3, 3), 17u);
+  }
+}
+
+TEST(FullRun, AutomationMessageOnlyWhenTheDialogIsAskedFor) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(8, 8, 8, 3, Busy8);
+  char make[32] = "";
+  runtest::Settings s;
+  for (const std::int16_t playInfo : {1, 2}) {
+    for (const bool exif : {false, true}) {
+      s.exifMake = exif ? make : nullptr;  // the document has no EXIF block
+      hostemu::HostOptions options;
+      options.playInfo = playInfo;
+      hostemu::Host host(plugin, doc, options);
+      EXPECT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
+      EXPECT_EQ(runtest::AlertTexts(host),
+                playInfo == 1 ? std::vector<std::string>{kAutomation} : std::vector<std::string>{});
+    }
+  }
 }
 
 struct TileCase {
