@@ -97,9 +97,7 @@ void writeValue(Writer &w, const DescriptorValue &value) {
           w.f64(v.value);
         } else if constexpr (std::is_same_v<T, StringValue>) {
           w.bytes(v.text.data(), v.text.size());
-        } else if constexpr (std::is_same_v<T, TextValue>) {
-          w.bytes(v.bytes.data(), v.bytes.size());
-        } else if constexpr (std::is_same_v<T, AliasValue>) {
+        } else if constexpr (std::is_same_v<T, TextValue> || std::is_same_v<T, AliasValue>) {
           w.bytes(v.bytes.data(), v.bytes.size());
         } else if constexpr (std::is_same_v<T, ClassValue>) {
           w.u32(v.classId);
@@ -202,9 +200,7 @@ std::string valueText(const DescriptorValue &value) {
   std::visit(
       [&os](const auto &v) {
         using T = std::decay_t<decltype(v)>;
-        if constexpr (std::is_same_v<T, double>) {
-          os << v;
-        } else if constexpr (std::is_same_v<T, std::int32_t>) {
+        if constexpr (std::is_same_v<T, double> || std::is_same_v<T, std::int32_t>) {
           os << v;
         } else if constexpr (std::is_same_v<T, bool>) {
           os << (v ? "true" : "false");

@@ -2,8 +2,8 @@
 // the channel ports and the property suite.
 #pragma once
 
-#include <cstdint>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace hostemu {
@@ -19,9 +19,9 @@ struct Plane {
 struct Document {
   std::int32_t width = 0;
   std::int32_t height = 0;
-  std::int32_t depth = 8;     // bits per sample: 8, 16 or 32
-  std::int16_t imageMode = 3;  // host image mode (plugInModeRGBColor = 3, ...)
-  std::vector<Plane> planes;   // composite channels first, then alpha planes
+  std::int32_t depth = 8;          // bits per sample: 8, 16 or 32
+  std::int16_t imageMode = 3;      // host image mode (plugInModeRGBColor = 3, ...)
+  std::vector<Plane> planes;       // composite channels first, then alpha planes
   std::vector<std::uint8_t> exif;  // EXIF property bytes; empty = no property
   std::vector<std::uint8_t> icc;   // ICC profile, carried for the caller
   std::int32_t resolutionDpi = 72;

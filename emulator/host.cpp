@@ -316,7 +316,9 @@ std::int16_t Host::Impl::call(std::int16_t selector, void *block) {
   }
   note(LogKind::Selector, std::move(fields));
   // The data word now holds the filter's data handle, kept with the module.
-  const auto data = reinterpret_cast<HostHandle>(plugin.data());
+  // The word is the filter's to fill; by the frame's contract it is a handle.
+  const auto data =
+      reinterpret_cast<HostHandle>(plugin.data());  // NOLINT(performance-no-int-to-ptr)
   if (data != nullptr && store.owns(data)) store.setRole(data, "data");
   if (record.parameters != nullptr && store.owns(record.parameters)) {
     store.setRole(record.parameters, "parameters");
@@ -497,9 +499,11 @@ RunResult Host::runFilter(const Descriptor *descriptorIn, bool withParameters) {
 
 std::vector<HandleInfo> Host::leaks() const {
   std::vector<HandleInfo> out;
-  const auto data = reinterpret_cast<HostHandle>(plugin_.data());
+  const std::intptr_t data = plugin_.data();
   for (const auto &h : plugin_.handles().alive()) {
-    if (h.handle == data || h.handle == impl_->parameters || h.handle == impl_->icc) continue;
+    if (reinterpret_cast<std::intptr_t>(h.handle) == data || h.handle == impl_->parameters ||
+        h.handle == impl_->icc)
+      continue;
     out.push_back(h);
   }
   return out;

@@ -19,6 +19,7 @@
 //     --abort-after N     abort after N output tiles
 //     --float KEY=V | --int KEY=V | --enum KEY=TYPE:VALUE | --string KEY=TEXT | --bool KEY=0|1
 //                         put an item into the descriptor handed to the filter
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -61,9 +62,9 @@ void generate(hostemu::Document &doc) {
         const double t = ((x + 2 * y + 37 * static_cast<int>(p)) % 256) / 255.0;
         const std::size_t at = (static_cast<std::size_t>(y) * doc.width + x) * bps;
         if (bps == 1) {
-          s[at] = static_cast<std::uint8_t>(t * 255.0 + 0.5);
+          s[at] = static_cast<std::uint8_t>(std::lround(t * 255.0));
         } else if (bps == 2) {
-          const auto v = static_cast<std::uint16_t>(t * 32768.0 + 0.5);
+          const auto v = static_cast<std::uint16_t>(std::lround(t * 32768.0));
           std::memcpy(&s[at], &v, 2);
         } else {
           const auto v = static_cast<float>(t);

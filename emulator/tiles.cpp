@@ -85,8 +85,10 @@ void Host::Impl::writeBack() {
     const std::uint8_t *src =
         out.buffer.data() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes;
     for (std::int32_t p = 0; p < nplanes; ++p) {
-      std::uint8_t *dst = working.planes[static_cast<std::size_t>(out.lo + p)].samples.data() +
-                          (static_cast<std::size_t>(y) * working.width + out.rect.left) * bps;
+      std::uint8_t *dst =
+          working.planes[static_cast<std::size_t>(out.lo) + static_cast<std::size_t>(p)]
+              .samples.data() +
+          (static_cast<std::size_t>(y) * working.width + out.rect.left) * bps;
       const std::uint8_t *s = src + static_cast<std::size_t>(p) * bps;
       const std::size_t step = static_cast<std::size_t>(nplanes) * bps;
       for (std::size_t x = 0; x < rowBytes; x += bps, s += step) std::memcpy(dst + x, s, bps);
@@ -142,7 +144,9 @@ void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant) {
     const bool rowInside = y >= 0 && y < doc.height;
     const std::int32_t sy = y < 0 ? 0 : (y >= doc.height ? doc.height - 1 : y);
     for (std::int32_t p = 0; p < nplanes; ++p) {
-      const std::uint8_t *plane = doc.planes[static_cast<std::size_t>(grant.lo + p)].samples.data();
+      const std::uint8_t *plane =
+          doc.planes[static_cast<std::size_t>(grant.lo) + static_cast<std::size_t>(p)]
+              .samples.data();
       std::uint8_t *d = row + static_cast<std::size_t>(p) * bps;
       const std::size_t step = static_cast<std::size_t>(nplanes) * bps;
       for (std::int32_t x = grant.rect.left; x < grant.rect.right; ++x, d += step) {
