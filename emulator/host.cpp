@@ -337,8 +337,6 @@ Host::Host(Plugin &plugin, Document &document, HostOptions options)
   store.faults = options_.handleFaults;
   store.resetFaultCounters();
   impl_->handleObserver = [this](const std::string &op, const HandleInfo &info) {
-    char addr[32];
-    std::snprintf(addr, sizeof addr, "%p", static_cast<void *>(info.handle));
     log_.add(LogKind::Handle, {{"op", op},
                                {"id", std::to_string(info.id)},
                                {"size", std::to_string(info.size)},
