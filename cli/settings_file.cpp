@@ -5,11 +5,12 @@
 #include <sstream>
 
 #include "exit_codes.h"
+#include "text.h"
 
 namespace ortavel::cli {
 namespace {
 
-std::string trim(std::string s) {
+std::string trim(const std::string &s) {
   const auto first = s.find_first_not_of(" \t\r");
   if (first == std::string::npos) return {};
   const auto last = s.find_last_not_of(" \t\r");
@@ -34,14 +35,14 @@ void parseSettings(const std::string &text, const std::string &name, CorrectionS
     if (hash != std::string::npos) line.erase(hash);
     line = trim(line);
     if (line.empty()) continue;
-    const std::string where = name + ":" + std::to_string(number) + ": ";
+    const std::string where = join({name, ":", std::to_string(number), ": "});
     const auto eq = line.find('=');
-    if (eq == std::string::npos) throw usageError(where + "expected \"key = value\"");
+    if (eq == std::string::npos) throw usageError(join({where, "expected \"key = value\""}));
     const std::string key = trim(line.substr(0, eq));
     const std::string value = trim(line.substr(eq + 1));
     auto number_of = [&](double &field) {
       const auto v = parseFinite(value);
-      if (!v) throw usageError(where + key + " needs a finite number, not \"" + value + "\"");
+      if (!v) throw usageError(join({where, key, " needs a finite number, not \"", value, "\""}));
       field = *v;
     };
     if (key == "k1")
@@ -58,19 +59,20 @@ void parseSettings(const std::string &text, const std::string &name, CorrectionS
       number_of(s.scale);
     else if (key == "method") {
       const auto m = methodFromName(value);
-      if (!m) throw usageError(where + "unknown method \"" + value + "\"");
+      if (!m) throw usageError(join({where, "unknown method \"", value, "\""}));
       s.method = *m;
     } else if (key == "orientation") {
       const auto o = orientationFromName(value);
-      if (!o) throw usageError(where + "unknown orientation \"" + value + "\"");
+      if (!o) throw usageError(join({where, "unknown orientation \"", value, "\""}));
       s.orientation = *o;
     } else if (key == "margins") {
       const auto m = parseMargins(value);
       if (!m)
-        throw usageError(where + "margins need four whole numbers T,B,L,R, not \"" + value + "\"");
+        throw usageError(
+            join({where, "margins need four whole numbers T,B,L,R, not \"", value, "\""}));
       s.margins = *m;
     } else {
-      throw usageError(where + "unknown key \"" + key + "\"");
+      throw usageError(join({where, "unknown key \"", key, "\""}));
     }
   }
 }

@@ -2,7 +2,9 @@
 // must not return; ours throws, which unwinds through the library's frames
 // (built with unwind tables on every platform we target) back to us, where
 // RAII closes the file and the decompressor.
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -157,8 +159,9 @@ void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteO
     jpeg_set_quality(&c.cinfo, opt.jpegQuality, TRUE);
     if (img.xDpi > 0.0 && img.yDpi > 0.0) {
       c.cinfo.density_unit = 1;
-      c.cinfo.X_density = static_cast<UINT16>(img.xDpi + 0.5);
-      c.cinfo.Y_density = static_cast<UINT16>(img.yDpi + 0.5);
+      // JFIF holds whole dots per inch, at most 65535.
+      c.cinfo.X_density = static_cast<UINT16>(std::min(std::lround(img.xDpi), 65535L));
+      c.cinfo.Y_density = static_cast<UINT16>(std::min(std::lround(img.yDpi), 65535L));
     }
     jpeg_start_compress(&c.cinfo, TRUE);
     if (!img.doc.exif.empty() && img.doc.exif.size() + 6 <= 65533) {

@@ -3,6 +3,7 @@
 #include <png.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -165,8 +166,9 @@ void writePng(const Image &img, const std::filesystem::path &path) {
                      const_cast<png_bytep>(img.doc.exif.data()));
     }
     if (img.xDpi > 0.0 && img.yDpi > 0.0) {
-      png_set_pHYs(png, info, static_cast<png_uint_32>(img.xDpi / kMetresPerInch + 0.5),
-                   static_cast<png_uint_32>(img.yDpi / kMetresPerInch + 0.5), PNG_RESOLUTION_METER);
+      png_set_pHYs(png, info, static_cast<png_uint_32>(std::llround(img.xDpi / kMetresPerInch)),
+                   static_cast<png_uint_32>(std::llround(img.yDpi / kMetresPerInch)),
+                   PNG_RESOLUTION_METER);
     }
     png_write_info(png, info);
     if (bits == 16 && littleEndianMachine()) png_set_swap(png);
