@@ -27,11 +27,11 @@ typedef struct FilterParameters {
   int32_t cropLeft;    /* "caLe" */
   int32_t cropRight;   /* "caRi" */
   /* Buffers of the automation caller, passed as address text; null = absent. */
-  char *exifMake;                     /* "exMa" */
-  char *exifModel;                    /* "exMo" */
-  double *exifFocalLength;            /* "exFo" */
-  PreviewBuffer *previewCorrected;    /* "prCo" */
-  PreviewBuffer *previewUncorrected;  /* "prUn" */
+  char *exifMake;                    /* "exMa" */
+  char *exifModel;                   /* "exMo" */
+  double *exifFocalLength;           /* "exFo" */
+  PreviewBuffer *previewCorrected;   /* "prCo" */
+  PreviewBuffer *previewUncorrected; /* "prUn" */
 } FilterParameters;
 
 #define ORTAVEL_MODEL_AT(field) \
@@ -42,7 +42,8 @@ typedef struct FilterParameters {
 #define ORTAVEL_STATIC_ASSERT _Static_assert
 #endif
 ORTAVEL_STATIC_ASSERT(ORTAVEL_MODEL_AT(k1) == offsetof(lensdistort_model, k1), "model layout");
-ORTAVEL_STATIC_ASSERT(ORTAVEL_MODEL_AT(scale) == offsetof(lensdistort_model, scale), "model layout");
+ORTAVEL_STATIC_ASSERT(ORTAVEL_MODEL_AT(scale) == offsetof(lensdistort_model, scale),
+                      "model layout");
 ORTAVEL_STATIC_ASSERT(ORTAVEL_MODEL_AT(imageWidth) == offsetof(lensdistort_model, imageWidth),
                       "model layout");
 ORTAVEL_STATIC_ASSERT(ORTAVEL_MODEL_AT(orientation) == offsetof(lensdistort_model, orientation),

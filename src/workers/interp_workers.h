@@ -47,9 +47,8 @@ ORTAVEL_API interp_workers *interp_workers_init(int32_t n, int32_t min);
 ORTAVEL_API int32_t interp_workers_run_async(interp_workers *pool, int32_t chunk,
                                              const interp_source *source,
                                              const interp_target *target,
-                                             const interp_method *method,
-                                             interp_transform_fn arg1, const void *arg2,
-                                             busy_counter *counter);
+                                             const interp_method *method, interp_transform_fn arg1,
+                                             const void *arg2, busy_counter *counter);
 
 /* Queues bands of chunk rows and returns when all of them are done. */
 ORTAVEL_API int32_t interp_workers_run(interp_workers *pool, int32_t chunk,

@@ -12,11 +12,11 @@
 #define PS_LAYOUT_ALIGNOF(t) _Alignof(t)
 #define PS_LAYOUT_KEYDATA_T struct _keyData
 #endif
-#define PS_LAYOUT_FIELD(t, f, off, size)                                   \
-  PS_STATIC_ASSERT(offsetof(t, f) == (off), #t "." #f " offset");         \
+#define PS_LAYOUT_FIELD(t, f, off, size)                          \
+  PS_STATIC_ASSERT(offsetof(t, f) == (off), #t "." #f " offset"); \
   PS_STATIC_ASSERT(sizeof(((t *)0)->f) == (size), #t "." #f " size")
-#define PS_LAYOUT_RECORD(t, size, align)                         \
-  PS_STATIC_ASSERT(sizeof(t) == (size), #t " size");           \
+#define PS_LAYOUT_RECORD(t, size, align)             \
+  PS_STATIC_ASSERT(sizeof(t) == (size), #t " size"); \
   PS_STATIC_ASSERT(PS_LAYOUT_ALIGNOF(t) == (align), #t " alignment")
 
 #if defined(_WIN64) && PS_PACK_FILTER_RECORD
