@@ -201,6 +201,27 @@ TEST(CorrectedPreview, SameSizeWithoutMarginsIsTheKernelOverTheSourcePreview) {
   EXPECT_NE(corrected.pixels, source.pixels);
 }
 
+TEST(CorrectedPreview, MarginsStandInFrontOfThePicture) {
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  hostemu::Document doc = runtest::MakeDocument(20, 14, 8, 3, Pattern);
+  // Both previews at full scale; the corrected one spans the margins too.
+  Preview source(20, 14, true), corrected(20 + 3 + 4, 14 + 2 + 5, true);
+  runtest::Settings s;
+  s.left = 3;
+  s.top = 2;
+  s.right = 4;
+  s.bottom = 5;
+  EXPECT_EQ(Serve(plugin, doc, &source, &corrected, s).run.result, -128);
+  for (int y = 0; y < 21; y++) {
+    for (int x = 0; x < 27; x++) {
+      const bool inside = x >= 3 && x < 23 && y >= 2 && y < 16;
+      for (int c = 0; c < 3; c++) {
+        ASSERT_EQ(corrected.At(x, y)[c], inside ? Pattern(c, x - 3, y - 2) : 0u) << x << "," << y;
+      }
+    }
+  }
+}
+
 TEST(CorrectedPreview, NothingPendingDrawsNothing) {
   hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
   hostemu::Document doc = runtest::MakeDocument(10, 8, 8, 3, Pattern);
