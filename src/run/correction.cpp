@@ -26,10 +26,6 @@ struct RunSetup {
   int32_t imageHeight;
 };
 
-int32_t Wrap(int64_t v) {
-  return static_cast<int32_t>(static_cast<uint32_t>(v));
-}
-
 VRect ToVRect(const TileRect &t) {
   VRect r;
   r.top = t.top;
@@ -164,12 +160,12 @@ void DoCorrection(void) {
   const int32_t bottom = params->cropBottom;
   const int32_t left = params->cropLeft;
   const int32_t right = params->cropRight;
-  const int32_t across = Wrap(int64_t{left} + right);
-  const int32_t down = Wrap(int64_t{top} + bottom);
-  params->imageWidth = across > 0 ? Wrap(int64_t{size.h} - across) : size.h;
-  params->imageHeight = down > 0 ? Wrap(int64_t{size.v} - down) : size.v;
-  const int32_t totalWidth = Wrap(int64_t{across} + params->imageWidth);
-  const int32_t totalHeight = Wrap(int64_t{down} + params->imageHeight);
+  const int32_t across = WrapInt32(int64_t{left} + right);
+  const int32_t down = WrapInt32(int64_t{top} + bottom);
+  params->imageWidth = across > 0 ? WrapInt32(int64_t{size.h} - across) : size.h;
+  params->imageHeight = down > 0 ? WrapInt32(int64_t{size.v} - down) : size.v;
+  const int32_t totalWidth = WrapInt32(int64_t{across} + params->imageWidth);
+  const int32_t totalHeight = WrapInt32(int64_t{down} + params->imageHeight);
 
   const int32_t tileRows = TileCount(totalHeight, outTileHeight);
   const int32_t tileColumns = TileCount(totalWidth, outTileWidth);

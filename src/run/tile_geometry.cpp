@@ -8,10 +8,6 @@ namespace {
 
 // 32-bit two's-complement arithmetic, as the bounds are defined; wrapping is
 // spelled out so that extreme mapped points cannot make the sum undefined.
-int32_t Wrap(int64_t v) {
-  return static_cast<int32_t>(static_cast<uint32_t>(v));
-}
-
 int32_t AlignClamp(int32_t edge, int32_t tile, int32_t limit) {
   int32_t aligned = (edge / tile) * tile;  // truncating division, as on the host's side
   return std::min(std::max(aligned, 0), limit);
@@ -32,6 +28,10 @@ void Fold(SourceBounds &b, double sx, double sy) {
 }
 
 }  // namespace
+
+int32_t WrapInt32(int64_t v) {
+  return static_cast<int32_t>(static_cast<uint32_t>(v));
+}
 
 int32_t TileCount(int32_t extent, int32_t tile) {
   return (tile + extent - 1) / tile;
@@ -84,10 +84,10 @@ TileRect SourceBlock(const SourceBounds &bounds, int32_t halfSupport, int32_t in
   int32_t th = inTileHeight != 0 ? inTileHeight : 1;
   int64_t h = halfSupport;
   TileRect r;
-  r.left = AlignClamp(Wrap(bounds.min_x - h + 1), tw, imageWidth);
-  r.top = AlignClamp(Wrap(bounds.min_y - h + 1), th, imageHeight);
-  r.right = AlignClamp(Wrap(bounds.max_x + h + tw), tw, imageWidth);
-  r.bottom = AlignClamp(Wrap(bounds.max_y + h + th), th, imageHeight);
+  r.left = AlignClamp(WrapInt32(bounds.min_x - h + 1), tw, imageWidth);
+  r.top = AlignClamp(WrapInt32(bounds.min_y - h + 1), th, imageHeight);
+  r.right = AlignClamp(WrapInt32(bounds.max_x + h + tw), tw, imageWidth);
+  r.bottom = AlignClamp(WrapInt32(bounds.max_y + h + th), th, imageHeight);
   return r;
 }
 

@@ -31,6 +31,10 @@ int32_t TileCount(int32_t extent, int32_t tile);
 TileRect OutputTile(int32_t row, int32_t column, int32_t tileWidth, int32_t tileHeight,
                     int32_t totalWidth, int32_t totalHeight);
 
+// The low 32 bits of v as a signed value: sums of scripted margins and pixel
+// positions are 32-bit arithmetic, and this keeps their wrap-around defined.
+int32_t WrapInt32(int64_t v);
+
 // floor(v) as a 32-bit integer. Values that do not fit (and NaN) give
 // INT32_MIN, which is what the processor's own conversion yields.
 int32_t FloorToInt32(double v);
