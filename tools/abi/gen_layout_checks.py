@@ -7,6 +7,7 @@ size. The header compiles as C11 and as C++20 and expects
 "host/photoshop_api.h" to be included first.
 
 Usage: gen_layout_checks.py FACTS.json LAYOUT OUTPUT.h
+(tests/host/CMakeLists.txt runs it at build time on tools/abi/photoshop-abi.json.)
 """
 import json
 import re
