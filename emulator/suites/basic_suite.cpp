@@ -61,7 +61,7 @@ const void *findTable(SuiteHostState &state, std::string_view name, std::int32_t
     if (known.name != name || version < known.minVersion || version > known.maxVersion) continue;
     switch (known.table) {
       case Table::Basic:
-        return &state.basic;
+        return sharedBasicSuite();
       case Table::Property:
         return &state.property;
       case Table::ChannelPorts:
@@ -161,16 +161,21 @@ SPErr undefinedEntry() {
 
 }  // namespace
 
-SPBasicSuite makeBasicSuite() {
-  SPBasicSuite suite{};
-  suite.AcquireSuite = acquireSuite;
-  suite.ReleaseSuite = releaseSuite;
-  suite.IsEqual = isEqual;
-  suite.AllocateBlock = allocateBlock;
-  suite.FreeBlock = freeBlock;
-  suite.ReallocateBlock = reallocateBlock;
-  suite.Undefined = undefinedEntry;
-  return suite;
+SPBasicSuite *sharedBasicSuite() {
+  // One table for the whole process: a module that unloads after its host is gone may still
+  // release a suite that a failed call left held. With no active host its entries answer 'Parm'.
+  static SPBasicSuite suite = [] {
+    SPBasicSuite table{};
+    table.AcquireSuite = acquireSuite;
+    table.ReleaseSuite = releaseSuite;
+    table.IsEqual = isEqual;
+    table.AllocateBlock = allocateBlock;
+    table.FreeBlock = freeBlock;
+    table.ReallocateBlock = reallocateBlock;
+    table.Undefined = undefinedEntry;
+    return table;
+  }();
+  return &suite;
 }
 
 }  // namespace hostemu

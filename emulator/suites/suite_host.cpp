@@ -19,7 +19,6 @@ const Document &documentOrEmpty(const Document *document) {
 
 SuiteHostState::SuiteHostState(SuiteEnvironment environment)
     : env(std::move(environment)), documentInfo(documentOrEmpty(env.document)) {
-  basic = makeBasicSuite();
   property = makePropertySuite();
   channelPorts = makeChannelPortsSuite();
   channelPortProcs = makeChannelPortProcs();
@@ -62,7 +61,7 @@ SuiteHost::~SuiteHost() {
 }
 
 SPBasicSuite *SuiteHost::basicSuite() {
-  return &state_->basic;
+  return sharedBasicSuite();
 }
 
 ReadImageDocumentDesc *SuiteHost::documentInfo() {

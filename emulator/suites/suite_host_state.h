@@ -24,7 +24,6 @@ struct SuiteHostState {
   SuiteEnvironment env;
   DocumentInfo documentInfo;
 
-  SPBasicSuite basic{};
   PropertyProcs property{};
   PSChannelPortsSuite1 channelPorts{};
   ChannelPortProcs channelPortProcs{};
@@ -53,7 +52,8 @@ struct SuiteHostState {
 SuiteHostState *activeState();
 
 // Table builders, one per suite file.
-SPBasicSuite makeBasicSuite();
+// The basic suite is one process-wide table (see basic_suite.cpp).
+SPBasicSuite *sharedBasicSuite();
 PropertyProcs makePropertySuite();
 PSChannelPortsSuite1 makeChannelPortsSuite();
 ChannelPortProcs makeChannelPortProcs();
