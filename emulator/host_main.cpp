@@ -35,14 +35,15 @@ namespace {
 
 using hostemu::fourCC;
 
-[[noreturn]] void usage(const std::string &why) {
-  std::cerr << "ortavel-host: " << why << "\n"
-            << "usage: ortavel-host MODULE [--size WxH] [--depth 8|16|32] [--planes N] [--mode M]\n"
-            << "       [--raw FILE] [--out FILE] [--tile N] [--small-coords] [--no-basic-suite]\n"
-            << "       [--no-descriptor] [--play N] [--parameters] [--about] [--abort-after N]\n"
-            << "       [--float KEY=V] [--int KEY=V] [--enum KEY=TYPE:VALUE] [--string KEY=TEXT]\n"
-            << "       [--bool KEY=0|1]\n";
-  std::exit(2);
+[[noreturn]] void usage(const std::string &why, int status = 2) {
+  (status == 0 ? std::cout : std::cerr)
+      << "ortavel-host: " << why << "\n"
+      << "usage: ortavel-host MODULE [--size WxH] [--depth 8|16|32] [--planes N] [--mode M]\n"
+      << "       [--raw FILE] [--out FILE] [--tile N] [--small-coords] [--no-basic-suite]\n"
+      << "       [--no-descriptor] [--play N] [--parameters] [--about] [--abort-after N]\n"
+      << "       [--float KEY=V] [--int KEY=V] [--enum KEY=TYPE:VALUE] [--string KEY=TEXT]\n"
+      << "       [--bool KEY=0|1]\n";
+  std::exit(status);
 }
 
 std::pair<std::uint32_t, std::string> keyValue(const std::string &arg) {
@@ -115,6 +116,10 @@ void writeRaw(const hostemu::Document &doc, const std::string &path) {
 
 int main(int argc, char **argv) {
   if (argc < 2) usage("no filter module given");
+  if (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0) {
+    usage("runs one invocation of the filter module MODULE in the emulated host, prints its log",
+          0);
+  }
   const std::string module = argv[1];
   hostemu::Document doc;
   doc.width = 64;
