@@ -32,6 +32,7 @@ namespace runtest {
 
 using hostemu::fourCC;
 
+// Samples are stored little-endian, as on the machines the host runs on.
 hostemu::Document MakeDocument(int width, int height, int depth, int planes, const PixelFn &value,
                                std::int16_t imageMode) {
   hostemu::Document doc;
@@ -40,39 +41,23 @@ hostemu::Document MakeDocument(int width, int height, int depth, int planes, con
   doc.depth = depth;
   doc.imageMode = imageMode;
   const int bps = depth / 8;
+  doc.planes.resize(planes);
   for (int p = 0; p < planes; p++) {
-    hostemu::Plane plane;
-    plane.samples.resize(static_cast<size_t>(width) * height * bps);
+    doc.planes[p].samples.resize(static_cast<size_t>(width) * height * bps);
     for (int y = 0; y < height; y++) {
       for (int x = 0; x < width; x++) {
         const std::uint32_t v = value(p, x, y);
-        std::uint8_t *at = &plane.samples[(static_cast<size_t>(y) * width + x) * bps];
-        if (bps == 1) {
-          *at = static_cast<std::uint8_t>(v);
-        } else if (bps == 2) {
-          const auto s = static_cast<std::uint16_t>(v);
-          std::memcpy(at, &s, 2);
-        } else {
-          std::memcpy(at, &v, 4);
-        }
+        std::memcpy(&doc.planes[p].samples[(static_cast<size_t>(y) * width + x) * bps], &v, bps);
       }
     }
-    doc.planes.push_back(std::move(plane));
   }
   return doc;
 }
 
 std::uint32_t Sample(const hostemu::Document &doc, int p, int x, int y) {
   const int bps = doc.bytesPerSample();
-  const std::uint8_t *at = &doc.planes[p].samples[(static_cast<size_t>(y) * doc.width + x) * bps];
-  if (bps == 1) return *at;
-  if (bps == 2) {
-    std::uint16_t s;
-    std::memcpy(&s, at, 2);
-    return s;
-  }
-  std::uint32_t s;
-  std::memcpy(&s, at, 4);
+  std::uint32_t s = 0;
+  std::memcpy(&s, &doc.planes[p].samples[(static_cast<size_t>(y) * doc.width + x) * bps], bps);
   return s;
 }
 
@@ -109,17 +94,7 @@ hostemu::Descriptor MakeDescriptor(const Settings &s) {
 }
 
 lensdistort_model ModelFor(const Settings &s, int imageWidth, int imageHeight) {
-  lensdistort_model m{};
-  m.centerX = s.centerX;
-  m.centerY = s.centerY;
-  m.k1 = s.k1;
-  m.k2 = s.k2;
-  m.radiusLimit = s.radiusLimit;
-  m.scale = s.scale;
-  m.imageWidth = imageWidth;
-  m.imageHeight = imageHeight;
-  m.orientation = 0;
-  return m;
+  return {s.centerX, s.centerY, s.k1, s.k2, s.radiusLimit, s.scale, imageWidth, imageHeight, 0};
 }
 
 hostemu::Document ReferenceCorrection(const hostemu::Document &doc, std::uint32_t methodId,
@@ -130,14 +105,18 @@ hostemu::Document ReferenceCorrection(const hostemu::Document &doc, std::uint32_
   const int rowStride = doc.width * pixelStride;
   std::vector<std::uint8_t> in(static_cast<size_t>(rowStride) * doc.height);
   std::vector<std::uint8_t> out(in.size());
-  for (int y = 0; y < doc.height; y++) {
-    for (int x = 0; x < doc.width; x++) {
+  hostemu::Document result = doc;
+  // Copies between the planes and the interleaved block, either way.
+  auto interleave = [&](hostemu::Document &d, std::vector<std::uint8_t> &block, bool toBlock) {
+    for (size_t i = 0; i < static_cast<size_t>(doc.width) * doc.height; i++) {
       for (int p = 0; p < planes; p++) {
-        std::memcpy(&in[static_cast<size_t>(y) * rowStride + x * pixelStride + p * bps],
-                    &doc.planes[p].samples[(static_cast<size_t>(y) * doc.width + x) * bps], bps);
+        std::uint8_t *plane = &d.planes[p].samples[i * bps];
+        std::uint8_t *mixed = &block[i * pixelStride + p * bps];
+        std::memcpy(toBlock ? mixed : plane, toBlock ? plane : mixed, bps);
       }
     }
-  }
+  };
+  interleave(result, in, true);
   const int maxValue = doc.depth == 16 ? 32768 : 255;
   interp_source source{in.data(), 0.0,         0.0,    doc.width, doc.height,
                        rowStride, pixelStride, planes, maxValue};
@@ -145,15 +124,7 @@ hostemu::Document ReferenceCorrection(const hostemu::Document &doc, std::uint32_
                        rowStride,  pixelStride, planes, maxValue};
   const interp_method *method = interp_get_method(methodId, static_cast<std::uint32_t>(bps));
   method->kernel(&source, &target, lensdistort_transform_point, &model);
-  hostemu::Document result = doc;
-  for (int y = 0; y < doc.height; y++) {
-    for (int x = 0; x < doc.width; x++) {
-      for (int p = 0; p < planes; p++) {
-        std::memcpy(&result.planes[p].samples[(static_cast<size_t>(y) * doc.width + x) * bps],
-                    &out[static_cast<size_t>(y) * rowStride + x * pixelStride + p * bps], bps);
-      }
-    }
-  }
+  interleave(result, out, false);
   return result;
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 #include "../../cli/calibration.h"
 #include "emulator/host.h"
@@ -25,43 +26,40 @@ chess::Straightness Measure(const hostemu::Document &doc) {
   return grid ? chess::MeasureStraightness(*grid) : chess::Straightness{};
 }
 
-void ExpectStraighter(const char *file, const PinholeCalibration &calibration) {
-  SCOPED_TRACE(file);
-  const chess::GreyImage photo =
-      chess::ReadJpegGrey(std::string(ORTAVEL_TESTDATA_DIR) + "/run/" + file);
-  ASSERT_EQ(photo.width, calibration.width);
-  hostemu::Document doc;
-  doc.width = photo.width;
-  doc.height = photo.height;
-  doc.depth = 8;
-  doc.imageMode = plugInModeGrayScale;
-  doc.planes.push_back(hostemu::Plane{photo.pixels, true});
-
-  const lensdistort_model lens = ortavel::LensFromPinholeCalibration(calibration);
-  runtest::Settings s;
-  s.centerX = lens.centerX;
-  s.centerY = lens.centerY;
-  s.k1 = lens.k1;
-  s.k2 = lens.k2;
-  s.radiusLimit = lens.radiusLimit;
-  s.scale = lens.scale;
-
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  hostemu::HostOptions options;
-  options.outTileWidth = options.outTileHeight = 128;
-  options.inTileWidth = options.inTileHeight = 64;
-  const chess::Straightness before = Measure(doc);
-  hostemu::Host host(plugin, doc, options);
-  ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
-  const chess::Straightness after = Measure(host.workingDocument());
-  ASSERT_GT(after.rms, 0.0);
-  EXPECT_LE(3.0 * after.rms, before.rms) << "before " << before.rms << " after " << after.rms;
-}
-
 TEST(ChessboardThroughThePlugin, CornerRowsComeOutStraighter) {
-  ExpectStraighter("left01.jpg", PinholeCalibration{640, 480, 536.46, 536.41, 342.37, 235.55,
-                                                    -0.278647, 0.067173});
-  ExpectStraighter("0_left.jpg", ortavel::kStereoRigLeftCalibration);
+  const std::pair<const char *, PinholeCalibration> photos[] = {
+      {"left01.jpg", {640, 480, 536.46, 536.41, 342.37, 235.55, -0.278647, 0.067173}},
+      {"0_left.jpg", ortavel::kStereoRigLeftCalibration}};
+  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+  for (const auto &[file, calibration] : photos) {
+    SCOPED_TRACE(file);
+    const chess::GreyImage photo =
+        chess::ReadJpegGrey(std::string(ORTAVEL_TESTDATA_DIR) + "/run/" + file);
+    ASSERT_EQ(photo.width, calibration.width);
+    hostemu::Document doc;
+    doc.width = photo.width;
+    doc.height = photo.height;
+    doc.depth = 8;
+    doc.imageMode = plugInModeGrayScale;
+    doc.planes.push_back(hostemu::Plane{photo.pixels, true});
+    const lensdistort_model lens = ortavel::LensFromPinholeCalibration(calibration);
+    runtest::Settings s;
+    s.centerX = lens.centerX;
+    s.centerY = lens.centerY;
+    s.k1 = lens.k1;
+    s.k2 = lens.k2;
+    s.radiusLimit = lens.radiusLimit;
+    s.scale = lens.scale;
+    hostemu::HostOptions options;
+    options.outTileWidth = options.outTileHeight = 128;
+    options.inTileWidth = options.inTileHeight = 64;
+    const chess::Straightness before = Measure(doc);
+    hostemu::Host host(plugin, doc, options);
+    ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
+    const chess::Straightness after = Measure(host.workingDocument());
+    ASSERT_GT(after.rms, 0.0);
+    EXPECT_LE(3.0 * after.rms, before.rms) << "before " << before.rms << " after " << after.rms;
+  }
 }
 
 }  // namespace

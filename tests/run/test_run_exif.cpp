@@ -3,16 +3,16 @@
 // them filled from the document's EXIF block.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "emulator/host.h"
 #include "emulator/plugin.h"
-#include "host/photoshop_api.h"
 #include "run_support.h"
 
 namespace {
@@ -24,64 +24,42 @@ struct Entry {
   std::vector<std::uint8_t> value;  // little-endian bytes
 };
 
-void Put16(std::vector<std::uint8_t> &b, size_t at, std::uint32_t v) {
-  b[at] = v & 0xFF;
-  b[at + 1] = (v >> 8) & 0xFF;
-}
-void Put32(std::vector<std::uint8_t> &b, size_t at, std::uint32_t v) {
-  for (int i = 0; i < 4; i++) b[at + i] = (v >> (8 * i)) & 0xFF;
-}
-
 std::vector<std::uint8_t> Ascii(const std::string &s) {
-  std::vector<std::uint8_t> v(s.begin(), s.end());
-  v.push_back(0);
-  return v;
-}
-std::vector<std::uint8_t> Rationals(std::initializer_list<std::uint32_t> parts) {
-  std::vector<std::uint8_t> v(parts.size() * 4);
-  size_t i = 0;
-  for (std::uint32_t p : parts) Put32(v, 4 * i++, p);
-  return v;
+  return {s.c_str(), s.c_str() + s.size() + 1};
 }
 
-// A little-endian TIFF block: IFD0, then (when given) the EXIF directory
-// that an ExifIfdPointer entry in IFD0 leads to, then the long values.
+// A little-endian TIFF block: IFD0, the EXIF directory its ExifIfdPointer
+// (34665) leads to, then the values longer than 4 bytes.
 std::vector<std::uint8_t> Tiff(std::vector<Entry> ifd0, const std::vector<Entry> &exif) {
-  if (!exif.empty()) ifd0.push_back({34665, 4, 1, {0, 0, 0, 0}});
-  const size_t ifd0At = 8;
-  const size_t exifAt = ifd0At + 2 + 12 * ifd0.size() + 4;
-  size_t dataAt = exifAt + (exif.empty() ? 0 : 2 + 12 * exif.size() + 4);
-  std::vector<std::uint8_t> b(dataAt, 0);
-  b[0] = 'I';
-  b[1] = 'I';
-  Put16(b, 2, 42);
-  Put32(b, 4, ifd0At);
-  auto directory = [&](const std::vector<Entry> &entries, size_t at) {
-    Put16(b, at, static_cast<std::uint32_t>(entries.size()));
-    for (size_t i = 0; i < entries.size(); i++) {
-      const Entry &e = entries[i];
-      const size_t at12 = at + 2 + 12 * i;
-      Put16(b, at12, e.tag);
-      Put16(b, at12 + 2, e.type);
-      Put32(b, at12 + 4, e.count);
+  const size_t exifAt = 8 + 2 + 12 * (ifd0.size() + 1) + 4;
+  ifd0.push_back({34665, 4, 1, {}});
+  std::vector<std::uint8_t> b(exifAt + 2 + 12 * exif.size() + 4, 0);
+  auto put = [&b](size_t at, size_t v, int bytes) {
+    for (int i = 0; i < bytes; i++) b[at + i] = (v >> (8 * i)) & 0xFF;
+  };
+  put(0, 0x4949, 2);  // "II"
+  put(2, 42, 2);
+  put(4, 8, 4);
+  size_t at = 8;
+  for (const std::vector<Entry> *directory : {&std::as_const(ifd0), &exif}) {
+    put(at, directory->size(), 2);
+    for (const Entry &e : *directory) {
+      put(at + 2, e.tag, 2);
+      put(at + 4, e.type, 2);
+      put(at + 6, e.count, 4);
       if (e.tag == 34665) {
-        Put32(b, at12 + 8, static_cast<std::uint32_t>(exifAt));
+        put(at + 10, exifAt, 4);
       } else if (e.value.size() <= 4) {
-        std::memcpy(&b[at12 + 8], e.value.data(), e.value.size());
+        std::copy(e.value.begin(), e.value.end(), b.begin() + at + 10);
       } else {
-        Put32(b, at12 + 8, static_cast<std::uint32_t>(b.size()));
+        put(at + 10, b.size(), 4);
         b.insert(b.end(), e.value.begin(), e.value.end());
       }
+      at += 12;
     }
-  };
-  directory(ifd0, ifd0At);
-  if (!exif.empty()) directory(exif, exifAt);
+    at += 2 + 4;  // the count before the entries, the next-directory link after
+  }
   return b;
-}
-
-std::vector<std::uint8_t> ReadFile(const std::string &relative) {
-  std::ifstream in(std::string(ORTAVEL_TESTDATA_DIR) + "/" + relative, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // What the automation step gets back; buffers pre-filled so that an
@@ -111,75 +89,51 @@ Answer Ask(const std::vector<std::uint8_t> &exif) {
   return {r.result, r.tiles, make, model, focal, runtest::AlertTexts(host)};
 }
 
-TEST(ExifRequest, WithoutExifDataNothingIsWrittenOrSaid) {
-  const Answer a = Ask({});
-  EXPECT_EQ(a.result, 0);
-  EXPECT_EQ(a.make, "untouched make");
-  EXPECT_EQ(a.model, "untouched model");
-  EXPECT_EQ(a.focal, -1.0);
-  EXPECT_TRUE(a.alerts.empty());
-}
-
-TEST(ExifRequest, CorruptBlockIsReportedOnceAndTheRunGoesOn) {
-  // A TIFF header whose first directory lies far beyond the block.
-  const Answer a = Ask({'I', 'I', 42, 0, 0xFF, 0xFF, 0, 0, 0, 0});
-  EXPECT_EQ(a.alerts, std::vector<std::string>{"Invalid Exif data."});
-  EXPECT_EQ(a.result, 0);
-  EXPECT_GT(a.tiles, 0);  // the document was still corrected
-  EXPECT_EQ(a.make, "untouched make");
-  EXPECT_EQ(a.focal, -1.0);
-}
-
-TEST(ExifRequest, MissingModelLeavesItsBufferAndOnlyTheFirstFocalLengthCounts) {
-  const Answer a =
-      Ask(Tiff({{271, 2, 6, Ascii("Canon")}}, {{37386, 5, 2, Rationals({50, 1, 35, 1})}}));
-  EXPECT_TRUE(a.alerts.empty());
-  EXPECT_EQ(a.make, "Canon");
-  EXPECT_EQ(a.model, "untouched model");
-  EXPECT_EQ(a.focal, 50.0);
-}
-
-TEST(ExifRequest, UnusableValuesAreReportedAndMakeAndModelTakeTheMessage) {
-  // Make as a SHORT, Model as ASCII without its zero, FocalLength as text.
-  const Answer a =
-      Ask(Tiff({{271, 3, 1, {7, 0}}, {272, 2, 3, {'X', 'Y', 'Z'}}}, {{37386, 2, 3, Ascii("50")}}));
-  // Directory records are walked newest first: Model before Make.
-  EXPECT_EQ(a.alerts, (std::vector<std::string>{"Malforatted Model tag.", "Malformatted Make tag",
-                                                "Malforatted Focal Length tag."}));
-  EXPECT_EQ(a.make, "Malformatted Make tag");
-  EXPECT_EQ(a.model, "Malforatted Model tag.");
-  EXPECT_EQ(a.focal, -1.0);
-  EXPECT_EQ(a.result, 0);
-}
-
-// The host's lock, refusing only blocks of one size: the EXIF block's.
-LockPIHandleProc gRealLock = nullptr;
-GetPIHandleSizeProc gRealSize = nullptr;
-constexpr std::int32_t kRefusedSize = 333;
-Ptr RefusingLock(Handle h, Boolean moveHigh) {
-  return gRealSize(h) == kRefusedSize ? nullptr : gRealLock(h, moveHigh);
-}
-
-TEST(ExifRequest, BlockThatCannotBeLockedEndsTheRunOutOfMemory) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  hostemu::Document doc = runtest::MakeDocument(16, 12, 8, 3, [](int, int, int) { return 9u; });
-  doc.exif = Tiff({{271, 2, 6, Ascii("Canon")}}, {});
-  doc.exif.resize(kRefusedSize, 0);
-  char make[64] = "untouched make";
-  runtest::Settings s;
-  s.exifMake = make;
-  hostemu::Host host(plugin, doc);
-  HandleProcs *procs = host.filterRecord()->handleProcs;
-  gRealLock = procs->lockProc;
-  gRealSize = procs->getSizeProc;
-  procs->lockProc = RefusingLock;
-  const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(s));
-  procs->lockProc = gRealLock;
-  EXPECT_EQ(r.result, -108);
-  EXPECT_EQ(r.failedSelector, 3);
-  EXPECT_EQ(r.tiles, 0);
-  EXPECT_STREQ(make, "untouched make");
-  EXPECT_TRUE(runtest::AlertTexts(host).empty());
+TEST(ExifRequest, FillsTheBuffersOrSaysWhyNot) {
+  struct Case {
+    const char *what;
+    std::vector<std::uint8_t> exif;
+    std::vector<std::string> alerts;
+    std::string make, model;
+    double focal;
+  };
+  const std::string kMake = "untouched make", kModel = "untouched model";
+  const Case cases[] = {
+      {"no EXIF property", {}, {}, kMake, kModel, -1.0},
+      // A TIFF header whose first directory lies far beyond the block.
+      {"corrupt block",
+       {'I', 'I', 42, 0, 0xFF, 0xFF, 0, 0, 0, 0},
+       {"Invalid Exif data."},
+       kMake,
+       kModel,
+       -1.0},
+      // Make as a SHORT, no Model; only the first of two focal lengths counts.
+      {"Make not text, no Model",
+       Tiff({{271, 3, 1, {7, 0}}},
+            {{37386, 5, 2, {50, 0, 0, 0, 1, 0, 0, 0, 35, 0, 0, 0, 1, 0, 0, 0}}}),
+       {"Malformatted Make tag"},
+       "Malformatted Make tag",
+       kModel,
+       50.0},
+      // Make as a SHORT, Model as ASCII without its zero, FocalLength as
+      // text; directory records are walked newest first: Model before Make.
+      {"unusable values",
+       Tiff({{271, 3, 1, {7, 0}}, {272, 2, 3, {'X', 'Y', 'Z'}}}, {{37386, 2, 3, Ascii("50")}}),
+       {"Malforatted Model tag.", "Malformatted Make tag", "Malforatted Focal Length tag."},
+       "Malformatted Make tag",
+       "Malforatted Model tag.",
+       -1.0},
+  };
+  for (const Case &c : cases) {
+    SCOPED_TRACE(c.what);
+    const Answer a = Ask(c.exif);
+    EXPECT_EQ(a.result, 0);
+    EXPECT_GT(a.tiles, 0);  // the document is corrected whatever the block held
+    EXPECT_EQ(a.alerts, c.alerts);
+    EXPECT_EQ(a.make, c.make);
+    EXPECT_EQ(a.model, c.model);
+    EXPECT_EQ(a.focal, c.focal);
+  }
 }
 
 TEST(ExifRequest, RealCameraBlocks) {
@@ -197,7 +151,9 @@ TEST(ExifRequest, RealCameraBlocks) {
       {"exif/exif-jpeg/npm-exif-js_DSCN0614_small.jpg", "NIKON", "E4600", 17.1}};
   for (const Camera &c : cameras) {
     SCOPED_TRACE(c.file);
-    const std::vector<std::uint8_t> bytes = ReadFile(c.file);
+    std::ifstream in(std::string(ORTAVEL_TESTDATA_DIR) + "/" + c.file, std::ios::binary);
+    const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(in),
+                                          std::istreambuf_iterator<char>()};
     ASSERT_GT(bytes.size(), 100u);
     const Answer a = Ask(bytes);
     EXPECT_EQ(a.result, 0);

@@ -84,60 +84,45 @@ Outcome Serve(hostemu::Plugin &plugin, hostemu::Document &doc, Preview *source, 
   return o;
 }
 
-TEST(SourcePreview, RgbAtFullSizeIsThePictureItself) {
+// At full size an RGB preview is the picture itself. Greyscale reads its one
+// channel into byte 3 of each pixel, CMYK with black not targeted keeps black
+// at its neutral 255 (no ink), and both go through the host's conversion.
+TEST(SourcePreview, RgbGreyAndCmyk) {
   hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  hostemu::Document doc = runtest::MakeDocument(20, 14, 8, 3, Pattern);
-  Preview source(20, 14, true);
-  const Outcome o = Serve(plugin, doc, &source, nullptr);
-  EXPECT_EQ(o.run.result, -128);
-  EXPECT_TRUE(o.documentKept);
-  EXPECT_TRUE(o.alerts.empty());
-  EXPECT_EQ(source.record.pending, 0);
-  EXPECT_TRUE(source.PaddingKept());
-  for (int y = 0; y < 14; y++) {
-    for (int x = 0; x < 20; x++) {
-      for (int c = 0; c < 3; c++) ASSERT_EQ(source.At(x, y)[c], Pattern(c, x, y)) << x << "," << y;
-    }
-  }
-}
-
-TEST(SourcePreview, GreyAndCmykGoThroughTheHostsConversion) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  // Greyscale: the one channel is read into byte 3 of each pixel.
-  hostemu::Document grey = runtest::MakeDocument(12, 9, 8, 1, Pattern, plugInModeGrayScale);
-  Preview greyPreview(12, 9, true);
-  std::vector<std::uint8_t> greyExpected;
-  Serve(plugin, grey, &greyPreview, nullptr, {}, [&](hostemu::Host &host) {
-    std::vector<std::uint8_t> colours;
+  struct Case {
+    std::int16_t mode, space;
+    int planes;
+  };
+  for (const Case &c : {Case{plugInModeRGBColor, plugIncolorServicesRGBSpace, 3},
+                        Case{plugInModeGrayScale, plugIncolorServicesGraySpace, 1},
+                        Case{plugInModeCMYKColor, plugIncolorServicesCMYKSpace, 4}}) {
+    SCOPED_TRACE(c.planes);
+    hostemu::Document doc = runtest::MakeDocument(12, 9, 8, c.planes, Pattern, c.mode);
+    doc.planes.back().targeted = c.planes != 4;
+    Preview preview(12, 9, true);
+    std::vector<std::uint8_t> expected;
+    const Outcome o = Serve(plugin, doc, &preview, nullptr, {}, [&](hostemu::Host &host) {
+      std::vector<std::uint8_t> colours;
+      for (int y = 0; y < 9; y++) {
+        for (int x = 0; x < 12; x++) {
+          for (int i = 0; i < 4; i++) {
+            const int p = c.planes == 1 ? i - 3 : c.planes == 3 ? i - 1 : i;  // plane in byte i
+            colours.push_back(p == 3 ? 255 : p < 0 ? 0 : Pattern(p, x, y));
+          }
+        }
+      }
+      expected = c.planes == 3 ? colours : HostMonitorRgb(host, c.space, colours);
+    });
+    EXPECT_EQ(o.run.result, -128);
+    EXPECT_TRUE(o.documentKept);
+    EXPECT_TRUE(o.alerts.empty());
+    EXPECT_EQ(preview.record.pending, 0);
+    EXPECT_TRUE(preview.PaddingKept());
     for (int y = 0; y < 9; y++) {
       for (int x = 0; x < 12; x++) {
-        colours.insert(colours.end(), {0, 0, 0, static_cast<std::uint8_t>(Pattern(0, x, y))});
-      }
-    }
-    greyExpected = HostMonitorRgb(host, plugIncolorServicesGraySpace, colours);
-  });
-  // CMYK with black not targeted: black keeps its neutral 255 (no ink).
-  hostemu::Document cmyk = runtest::MakeDocument(12, 9, 8, 4, Pattern, plugInModeCMYKColor);
-  cmyk.planes[3].targeted = false;
-  Preview cmykPreview(12, 9, true);
-  std::vector<std::uint8_t> cmykExpected;
-  const Outcome o = Serve(plugin, cmyk, &cmykPreview, nullptr, {}, [&](hostemu::Host &host) {
-    std::vector<std::uint8_t> colours;
-    for (int y = 0; y < 9; y++) {
-      for (int x = 0; x < 12; x++) {
-        colours.insert(colours.end(), {static_cast<std::uint8_t>(Pattern(0, x, y)),
-                                       static_cast<std::uint8_t>(Pattern(1, x, y)),
-                                       static_cast<std::uint8_t>(Pattern(2, x, y)), 255});
-      }
-    }
-    cmykExpected = HostMonitorRgb(host, plugIncolorServicesCMYKSpace, colours);
-  });
-  EXPECT_EQ(o.run.result, -128);
-  for (int y = 0; y < 9; y++) {
-    for (int x = 0; x < 12; x++) {
-      for (int c = 0; c < 3; c++) {
-        ASSERT_EQ(greyPreview.At(x, y)[c], greyExpected[(y * 12 + x) * 4 + 1 + c]);
-        ASSERT_EQ(cmykPreview.At(x, y)[c], cmykExpected[(y * 12 + x) * 4 + 1 + c]);
+        for (int ch = 0; ch < 3; ch++) {
+          ASSERT_EQ(preview.At(x, y)[ch], expected[(y * 12 + x) * 4 + 1 + ch]) << x << "," << y;
+        }
       }
     }
   }
@@ -158,21 +143,6 @@ TEST(SourcePreview, NoTargetedChannelGivesFlatGreyAndSaysSo) {
   // Every byte of every row, its padding too.
   for (std::uint8_t b : source.pixels) ASSERT_EQ(b, 200);
   EXPECT_EQ(source.record.pending, 0);
-}
-
-TEST(SourcePreview, UnreadableChannelEndsTheRunWithoutACorrectedPreview) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  hostemu::Document doc = runtest::MakeDocument(10, 8, 8, 3, Pattern);
-  Preview source(10, 8, true), corrected(10, 8, true);
-  runtest::Settings s;
-  s.previewUncorrected = &source.record;
-  s.previewCorrected = &corrected.record;
-  hostemu::Host host(plugin, doc);
-  host.suites().failEntry("ReadScaledPixels", kSPBadParameterError);
-  EXPECT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, -30900);
-  EXPECT_EQ(source.record.pending, 1);
-  EXPECT_EQ(corrected.record.pending, 1);
-  for (std::uint8_t b : corrected.pixels) ASSERT_EQ(b, kPad);
 }
 
 TEST(CorrectedPreview, SameSizeWithoutMarginsIsTheKernelOverTheSourcePreview) {
