@@ -2,6 +2,7 @@
 // descriptorParameters.
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,6 @@ using hostemu::Descriptor;
 using hostemu::fourCC;
 using hostemu::Host;
 using hostemu::HostOptions;
-using hostemu::Plugin;
 using probe::record;
 
 struct Got {
@@ -25,6 +25,7 @@ struct Got {
   long closeStatus = 999;
   bool opened = false;
   int16 playInfo = -1;
+  bool earlyGet = true;  // ask for a value before the first key
 } got;
 
 // Reads every key, asking for the kind the key's name says (a filter's view),
@@ -40,7 +41,7 @@ void reader(int16 selector, void *block, intptr_t *, int16 *) {
   if (r == nullptr) return;
   // Nothing is current yet: a get is refused, not a crash.
   double early = -1.0;
-  got.statuses.push_back(rp->getFloatProc(r, &early));
+  if (got.earlyGet) got.statuses.push_back(rp->getFloatProc(r, &early));
   DescriptorKeyID key;
   DescriptorTypeID type;
   int32 flags;
@@ -78,16 +79,14 @@ void reader(int16 selector, void *block, intptr_t *, int16 *) {
 
 TEST(DescriptorProcs, KeysComeInWrittenOrderWithDuplicatesAndClearTheExpectedArray) {
   got = Got{};
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, reader);
-  hostemu::Document doc = probe::makeDocument(4, 4, 1);
+  probe::Probe p(reader);
   Descriptor in;
   in.putFloat(fourCC("paK1"), 0.25)
       .putEnumerated(fourCC("intM"), fourCC("intT"), fourCC("la08"))
       .putFloat(fourCC("paK1"), -1.5)
       .putString(fourCC("exMa"), "0x7ffd1234")
       .putText(fourCC("txt "), "twelve bytes");
-  Host host(plugin, doc, HostOptions{});
+  Host host(p.plugin, p.doc, HostOptions{});
   const auto r = host.runFilter(in);
   ASSERT_TRUE(got.opened);
   EXPECT_EQ(got.playInfo, 2);  // a descriptor went in: a silent replay
@@ -95,82 +94,68 @@ TEST(DescriptorProcs, KeysComeInWrittenOrderWithDuplicatesAndClearTheExpectedArr
                                                   fourCC("exMa"), fourCC("txt ")}));
   EXPECT_EQ(got.types, (std::vector<std::uint32_t>{fourCC("doub"), fourCC("enum"), fourCC("doub"),
                                                    fourCC("TEXT"), fourCC("TEXT")}));
+  // The early get before any key is refused, and errors stick to the close.
   EXPECT_EQ(got.statuses, (std::vector<long>{-50, 0, 0, 0, 0, 0}));
   EXPECT_EQ(got.numbers, (std::vector<double>{0.25, fourCC("la08"), -1.5, -1.0, 12.0}));
   EXPECT_EQ(got.text, "0x7ffd1234");
+  EXPECT_EQ(got.closeStatus, -50);
   // Found keys are cleared; "paXC" was never there.
   EXPECT_EQ(got.expectedAfter, (std::vector<std::uint32_t>{0, fourCC("paXC"), 0, 0}));
-  // The early get before any key was refused, and errors stick to the close.
-  EXPECT_EQ(got.closeStatus, -50);
   EXPECT_TRUE(host.leaks().empty());  // the filter disposed of what it got
   EXPECT_FALSE(r.descriptorOut.has_value());
 }
 
-TEST(DescriptorProcs, UnexpectedTypesAreAnsweredWithAStatusNeverACrash) {
-  got = Got{};
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, reader);
-  hostemu::Document doc = probe::makeDocument(4, 4, 1);
-  Descriptor in;
-  in.putInteger(fourCC("paK1"), 3)       // float asked, integer held: coerced
-      .putFloat(fourCC("intM"), 2.0)     // enumerated asked, float held
-      .putBoolean(fourCC("exMa"), true)  // string asked, boolean held
-      .putInteger(fourCC("caTo"), 42)    // pinned to 0..10
-      .add({fourCC("paXC"), fourCC("doub"), std::int32_t{9}});  // type code that lies
-  Host host(plugin, doc, HostOptions{});
-  host.runFilter(in);
-  ASSERT_TRUE(got.opened);
-  EXPECT_EQ(got.statuses, (std::vector<long>{-50, 2, -50, -50, 2, 2}));
-  EXPECT_EQ(got.numbers, (std::vector<double>{3.0, 0.0, -1.0, 10.0, 9.0}));
-  EXPECT_EQ(got.closeStatus, -50);
-}
-
-TEST(DescriptorProcs, InjectedReadFailuresAreReturnedAndKeptForTheClose) {
-  got = Got{};
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, reader);
-  hostemu::Document doc = probe::makeDocument(4, 4, 1);
-  Descriptor in;
-  in.putFloat(fourCC("paK2"), 1.0).putInteger(fourCC("caTo"), 50).putFloat(fourCC("paK1"), 2.0);
-  HostOptions options;
-  options.descriptorReadFailures[fourCC("paK2")] = -1715;
-  Host host(plugin, doc, options);
-  host.runFilter(in);
-  // The injected failure shows on its own read; the close reports the first
-  // error met, the refused early read.
-  EXPECT_EQ(got.statuses, (std::vector<long>{-50, -1715, 2, 0}));
-  EXPECT_EQ(got.numbers, (std::vector<double>{-1.0, 10.0, 2.0}));
-  EXPECT_EQ(got.closeStatus, -50);
-}
-
-void openOnly(int16 selector, void *block, intptr_t *, int16 *) {
-  if (selector != filterSelectorStart) return;
-  PIDescriptorParameters *dp = record(block)->descriptorParameters;
-  ReadDescriptorProcs *rp = dp->readDescriptorProcs;
-  PIReadDescriptor r = rp->openReadDescriptorProc(dp->descriptor, nullptr);
-  got.opened = r != nullptr;
-  double d = 0;
-  DescriptorKeyID key;
-  DescriptorTypeID type;
-  int32 flags;
-  while (rp->getKeyProc(r, &key, &type, &flags)) {
-    got.statuses.push_back(rp->getFloatProc(r, &d));
+// Values of another type than asked for, and injected failures, are answered
+// with a status (coercions +2), never a crash; the close reports the first
+// error met, over any coercion.
+TEST(DescriptorProcs, MismatchesAndInjectedFailuresAreAnsweredWithAStatus) {
+  struct Case {
+    Descriptor in;
+    std::map<std::uint32_t, std::int16_t> failures;
+    bool earlyGet;
+    std::vector<long> statuses;
+    std::vector<double> numbers;
+  } cases[] = {
+      {Descriptor()
+           .putInteger(fourCC("paK1"), 3)     // float asked, integer held: coerced
+           .putFloat(fourCC("intM"), 2.0)     // enumerated asked, float held
+           .putBoolean(fourCC("exMa"), true)  // string asked, boolean held
+           .putInteger(fourCC("caTo"), 42)    // pinned to 0..10
+           .add({fourCC("paXC"), fourCC("doub"), std::int32_t{9}}),  // type code that lies
+       {},
+       true,
+       {-50, 2, -50, -50, 2, 2},
+       {3.0, 0.0, -1.0, 10.0, 9.0}},
+      {Descriptor()
+           .putFloat(fourCC("paK2"), 1.0)
+           .putInteger(fourCC("caTo"), 50)
+           .putFloat(fourCC("paK1"), 2.0),
+       {{fourCC("paK2"), -1715}},
+       true,
+       {-50, -1715, 2, 0},
+       {-1.0, 10.0, 2.0}},
+      {Descriptor()
+           .putInteger(fourCC("paK1"), 1)
+           .putBoolean(fourCC("paK2"), false)
+           .putFloat(fourCC("paXC"), 1),
+       {},
+       false,
+       {2, -50, 0},
+       {1.0, -1.0, 1.0}},
+  };
+  for (const Case &c : cases) {
+    got = Got{};
+    got.earlyGet = c.earlyGet;
+    probe::Probe p(reader);
+    HostOptions options;
+    options.descriptorReadFailures = c.failures;
+    Host host(p.plugin, p.doc, options);
+    host.runFilter(c.in);
+    ASSERT_TRUE(got.opened);
+    EXPECT_EQ(got.statuses, c.statuses);
+    EXPECT_EQ(got.numbers, c.numbers);
+    EXPECT_EQ(got.closeStatus, -50);
   }
-  got.closeStatus = rp->closeReadDescriptorProc(r);
-}
-
-TEST(DescriptorProcs, CloseReportsAnErrorOverAnEarlierCoercion) {
-  got = Got{};
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, openOnly);
-  hostemu::Document doc = probe::makeDocument(4, 4, 1);
-  Descriptor in;
-  in.putInteger(fourCC("aaaa"), 1).putBoolean(fourCC("bbbb"), false).putFloat(fourCC("cccc"), 1);
-  Host host(plugin, doc, HostOptions{});
-  host.runFilter(in);
-  ASSERT_TRUE(got.opened);
-  EXPECT_EQ(got.statuses, (std::vector<long>{2, -50, 0}));
-  EXPECT_EQ(got.closeStatus, -50);
 }
 
 // Finish writes a descriptor, with a nested object made by a second writer.
@@ -199,12 +184,10 @@ void writer(int16 selector, void *block, intptr_t *, int16 *) {
 }
 
 TEST(DescriptorProcs, TheWrittenDescriptorComesOutInOrder) {
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, writer);
-  hostemu::Document doc = probe::makeDocument(4, 4, 1);
+  probe::Probe p(writer);
   HostOptions options;
   options.recordInfo = 1;
-  Host host(plugin, doc, options);
+  Host host(p.plugin, p.doc, options);
   const auto r = host.runFilter();
   ASSERT_TRUE(r.descriptorOut.has_value());
   Descriptor inner;

@@ -51,9 +51,7 @@ void captureOnPrepare(int16 selector, void *block, intptr_t *, int16 *) {
 
 TEST(Host, FillsTheFilterRecordAsAHostDoes) {
   resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, captureOnPrepare);
-  Document doc = probe::makeDocument(40, 30, 4, 16);
+  probe::Probe p(captureOnPrepare, 40, 30, 4, 16);
   HostOptions options;
   options.inTileWidth = 64;
   options.inTileHeight = 32;
@@ -61,97 +59,62 @@ TEST(Host, FillsTheFilterRecordAsAHostDoes) {
   options.outTileHeight = 8;
   options.maxSpace = 5'000'000'000LL;
   options.background[0] = 0x1234;
-  Host host(plugin, doc, options);
+  Host host(p.plugin, p.doc, options);
   ASSERT_EQ(host.runFilter().result, 0);
   ASSERT_EQ(seen.records.size(), 1u);
   const FilterRecord &fr = seen.records[0];
-  EXPECT_EQ(fr.hostSig, 0x3842494Du);
+  EXPECT_EQ(fr.hostSig, 0x3842494Du);  // '8BIM'
   EXPECT_EQ(fr.planes, 4);
   EXPECT_EQ(fr.depth, 16);
-  EXPECT_EQ(fr.imageMode, 3);
+  EXPECT_EQ(fr.imageMode, plugInModeRGBColor);
   EXPECT_EQ(fr.imageSize.v, 30);
   EXPECT_EQ(fr.imageSize.h, 40);
-  EXPECT_EQ(fr.filterRect.bottom, 30);
-  EXPECT_EQ(fr.filterRect.right, 40);
-  EXPECT_EQ(fr.wholeSize.h, 40);
-  EXPECT_EQ(fr.imageHRes, 72 * 65536);
   EXPECT_EQ(fr.inTileWidth, 64);
   EXPECT_EQ(fr.inTileHeight, 32);
   EXPECT_EQ(fr.outTileWidth, 0);
   EXPECT_EQ(fr.outTileHeight, 8);
   EXPECT_EQ(fr.maxSpace, 2147483647);  // the 32-bit field saturates
   EXPECT_EQ(fr.maxSpace64, 5'000'000'000LL);
-  EXPECT_EQ(fr.background.red, 0x1234);
   EXPECT_EQ(fr.backColor[0], 0x12);
   EXPECT_EQ(fr.inputPadding, -3);
-  EXPECT_EQ(fr.filterCase, 4);  // RGB plus a fourth plane: transparency
-  ASSERT_NE(fr.handleProcs, nullptr);
-  EXPECT_EQ(fr.handleProcs->numHandleProcs, 8);
-  EXPECT_NE(fr.handleProcs->disposeRegularHandleProc, nullptr);
-  ASSERT_NE(fr.bufferProcs, nullptr);
-  EXPECT_EQ(fr.bufferProcs->numBufferProcs, 8);
-  EXPECT_NE(fr.channelPortProcs, nullptr);
-  ASSERT_NE(fr.bigDocumentData, nullptr);
-  ASSERT_NE(fr.descriptorParameters, nullptr);
-  ASSERT_NE(fr.descriptorParameters->readDescriptorProcs, nullptr);
-  EXPECT_EQ(fr.descriptorParameters->readDescriptorProcs->numReadDescriptorProcs, 18);
-  EXPECT_EQ(fr.descriptorParameters->writeDescriptorProcs->numWriteDescriptorProcs, 16);
+  EXPECT_EQ(fr.filterCase, 4);                      // RGB plus a fourth plane: transparency
   EXPECT_EQ(fr.descriptorParameters->playInfo, 1);  // no descriptor: as from the menu
   EXPECT_EQ(fr.descriptorParameters->descriptor, nullptr);
-  EXPECT_NE(fr.sSPBasic, nullptr);
-  EXPECT_NE(fr.documentInfo, nullptr);
-  EXPECT_NE(fr.advanceState, nullptr);
   EXPECT_EQ(fr.parameters, nullptr);  // first invocation: the filter makes it
+  EXPECT_EQ(fr.propertyProcs, nullptr);
   // The 32-bit block describes the same image.
   EXPECT_EQ(host.filterRecord()->bigDocumentData->imageSize32.h, 40);
   EXPECT_EQ(host.filterRecord()->bigDocumentData->imageSize32.v, 30);
 }
 
-TEST(Host, CanLeaveOutBigDocumentsTheBasicSuiteAndTheDescriptorProcs) {
+TEST(Host, OptionsLeaveOutOrAddWhatTheyName) {
   resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, captureOnPrepare);
-  Document doc = probe::makeDocument(8, 8, 1);
+  probe::Probe p(captureOnPrepare, 8, 8, 1);
+  {
+    HostOptions options;
+    options.bigDocument = false;
+    options.basicSuite = false;
+    options.descriptorReader = false;
+    Host host(p.plugin, p.doc, options);
+    ASSERT_EQ(host.runFilter().result, 0);
+    const FilterRecord &fr = seen.records.back();
+    EXPECT_EQ(fr.bigDocumentData, nullptr);
+    EXPECT_EQ(fr.sSPBasic, nullptr);
+    EXPECT_EQ(fr.descriptorParameters->readDescriptorProcs, nullptr);
+    EXPECT_NE(fr.descriptorParameters->writeDescriptorProcs, nullptr);
+    EXPECT_EQ(fr.filterCase, 1);
+  }
   HostOptions options;
-  options.bigDocument = false;
-  options.basicSuite = false;
-  options.descriptorReader = false;
-  Host host(plugin, doc, options);
-  ASSERT_EQ(host.runFilter().result, 0);
-  ASSERT_EQ(seen.records.size(), 1u);
-  EXPECT_EQ(seen.records[0].bigDocumentData, nullptr);
-  EXPECT_EQ(seen.records[0].sSPBasic, nullptr);
-  EXPECT_EQ(seen.records[0].descriptorParameters->readDescriptorProcs, nullptr);
-  EXPECT_NE(seen.records[0].descriptorParameters->writeDescriptorProcs, nullptr);
-  EXPECT_EQ(seen.records[0].filterCase, 1);
-
-  HostOptions none;
-  none.descriptorParameters = false;
-  Host bare(plugin, doc, none);
-  resetSeen();
-  ASSERT_EQ(bare.runFilter().result, 0);
-  EXPECT_EQ(seen.records[0].descriptorParameters, nullptr);
-}
-
-TEST(Host, CanPutThePropertySuiteIntoTheLegacyField) {
-  resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, captureOnPrepare);
-  Document doc = probe::makeDocument(8, 8, 1);
-  HostOptions options;
+  options.descriptorParameters = false;
   options.legacyPropertyProcs = true;
-  Host host(plugin, doc, options);
+  Host host(p.plugin, p.doc, options);
   ASSERT_EQ(host.runFilter().result, 0);
-  ASSERT_NE(seen.records[0].propertyProcs, nullptr);
-  EXPECT_NE(seen.records[0].propertyProcs->getPropertyProc, nullptr);
-  EXPECT_EQ(seen.records[0].getPropertyObsolete, seen.records[0].propertyProcs->getPropertyProc);
+  const FilterRecord &fr = seen.records.back();
+  EXPECT_EQ(fr.descriptorParameters, nullptr);
+  ASSERT_NE(fr.propertyProcs, nullptr);
+  EXPECT_NE(fr.propertyProcs->getPropertyProc, nullptr);
+  EXPECT_EQ(fr.getPropertyObsolete, fr.propertyProcs->getPropertyProc);
   EXPECT_EQ(host.suites().outstanding(), 0);  // the host gave its acquisition back
-
-  HostOptions plain;
-  Host other(plugin, doc, plain);
-  resetSeen();
-  ASSERT_EQ(other.runFilter().result, 0);
-  EXPECT_EQ(seen.records[0].propertyProcs, nullptr);
 }
 
 TEST(Host, RefusesDocumentsItCannotPresent) {
@@ -184,16 +147,15 @@ void expectInverted(const Document &before, const Document &after) {
 
 TEST(Host, ServesTilesWithPaddedRowsAndWritesEveryTileBack) {
   for (bool big : {true, false}) {
-    Plugin plugin(PROBE_PLUGIN_PATH);
-    probe::install(plugin, nullptr);
-    Document doc = probe::makeDocument(37, 23, 3);
+    probe::Probe p(nullptr, 37, 23, 3);
+    Document &doc = p.doc;
     const Document original = doc;
     HostOptions options;
     options.inTileWidth = options.inTileHeight = 16;
     options.outTileWidth = options.outTileHeight = 16;
     options.rowPadding = 5;
     options.bigDocument = big;
-    Host host(plugin, doc, options);
+    Host host(p.plugin, doc, options);
     const auto r = host.runFilter();
     ASSERT_EQ(r.result, 0);
     EXPECT_TRUE(r.documentChanged);
@@ -213,14 +175,13 @@ TEST(Host, ServesTilesWithPaddedRowsAndWritesEveryTileBack) {
 }
 
 TEST(Host, AbortAfterOneTileStopsTheRunAndLeavesTheDocumentAlone) {
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, nullptr);
-  Document doc = probe::makeDocument(32, 16, 3);
+  probe::Probe p(nullptr, 32, 16, 3);
+  Document &doc = p.doc;
   const Document original = doc;
   HostOptions options;
   options.outTileWidth = options.outTileHeight = 16;
   options.abortAfterTiles = 1;
-  Host host(plugin, doc, options);
+  Host host(p.plugin, doc, options);
   const auto r = host.runFilter();
   EXPECT_EQ(r.result, -128);
   EXPECT_EQ(r.failedSelector, filterSelectorStart);
@@ -272,26 +233,15 @@ void refusals(int16 selector, void *block, intptr_t *, int16 *) {
 
 TEST(Host, AdvanceStateRefusesBadRequestsAndServesPadding) {
   resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, refusals);
-  Document doc = probe::makeDocument(12, 10, 3);
-  Host host(plugin, doc, HostOptions{});
+  probe::Probe p(refusals, 12, 10, 3);
+  Host host(p.plugin, p.doc, HostOptions{});
   host.runFilter();
-  ASSERT_EQ(seen.values.size(), 12u);
-  EXPECT_EQ(seen.values[0], -30100);
-  EXPECT_EQ(seen.values[1], -50);
-  EXPECT_EQ(seen.values[2], -50);
-  EXPECT_EQ(seen.values[3], 0);
-  EXPECT_EQ(seen.pointers[3], nullptr);
-  EXPECT_EQ(seen.values[4], 0);
+  EXPECT_EQ(seen.values,
+            (std::vector<long>{-30100, -50, -50, 0, 0, -30100, 0, probe::pattern8(0, 0, 1),
+                               probe::pattern8(1, 1, 1), 0, 7, 3}));
+  ASSERT_EQ(seen.pointers.size(), 8u);
+  EXPECT_EQ(seen.pointers[3], nullptr);  // nothing asked: no data
   EXPECT_EQ(seen.pointers[4], nullptr);
-  EXPECT_EQ(seen.values[5], -30100);
-  EXPECT_EQ(seen.values[6], 0);
-  EXPECT_EQ(seen.values[7], probe::pattern8(0, 0, 1));
-  EXPECT_EQ(seen.values[8], probe::pattern8(1, 1, 1));
-  EXPECT_EQ(seen.values[9], 0);
-  EXPECT_EQ(seen.values[10], 7);
-  EXPECT_EQ(seen.values[11], 3);
 }
 
 // Writes 16-bit values into one tile, asks for the next, and checks the first
@@ -322,24 +272,19 @@ void sixteenBit(int16 selector, void *block, intptr_t *, int16 *result) {
 
 TEST(Host, SixteenBitSamplesTravelAsStoredAndTilesAreWrittenBack) {
   resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, sixteenBit);
-  Document doc = probe::makeDocument(5, 4, 2, 16);
-  auto at16 = [](const Document &d, int x, int y, int p) {
+  probe::Probe p(sixteenBit, 5, 4, 2, 16);
+  Document &doc = p.doc;
+  auto at16 = [](const Document &d, int x, int y, int plane) {
     std::uint16_t v;
-    std::memcpy(&v, &d.planes[static_cast<std::size_t>(p)].samples[(y * d.width + x) * 2], 2);
+    std::memcpy(&v, &d.planes[static_cast<std::size_t>(plane)].samples[(y * d.width + x) * 2], 2);
     return v;
   };
-  Host host(plugin, doc, HostOptions{});
-  const auto r = host.runFilter();
-  ASSERT_EQ(r.result, 0);
-  ASSERT_EQ(seen.values.size(), 6u);
-  EXPECT_EQ(seen.values[0], probe::pattern8(0, 0, 0) * 128);
-  EXPECT_EQ(seen.values[1], probe::pattern8(1, 0, 1) * 128);
-  EXPECT_EQ(seen.values[2], 12);
-  EXPECT_EQ(seen.values[3], 4);
-  EXPECT_EQ(seen.values[4], 2);
-  EXPECT_EQ(seen.values[5], probe::pattern8(0, 0, 1) * 128);
+  Host host(p.plugin, doc, HostOptions{});
+  ASSERT_EQ(host.runFilter().result, 0);
+  // Interleaved: 3 pixels x 2 planes x 2 bytes a row, 4 a column, 2 a plane.
+  EXPECT_EQ(seen.values,
+            (std::vector<long>{probe::pattern8(0, 0, 0) * 128, probe::pattern8(1, 0, 1) * 128, 12,
+                               4, 2, probe::pattern8(0, 0, 1) * 128}));
   EXPECT_EQ(at16(doc, 2, 1, 1), 32768);
   EXPECT_EQ(at16(doc, 0, 0, 0), 32768);
   EXPECT_EQ(at16(doc, 3, 0, 0), probe::pattern8(3, 0, 0) * 128);  // outside the tile
@@ -372,21 +317,15 @@ void handles(int16 selector, void *block, intptr_t *, int16 *) {
 
 TEST(Host, HandleProcsRelocateCountFailAndReportLeaks) {
   resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, handles);
-  Document doc = probe::makeDocument(4, 4, 1);
+  probe::Probe p(handles);
   HostOptions options;
   options.handleFaults.failNewAt = 1;
-  Host host(plugin, doc, options);
+  Host host(p.plugin, p.doc, options);
   host.runFilter();
-  ASSERT_EQ(seen.pointers.size(), 1u);
-  EXPECT_EQ(seen.pointers[0], nullptr);
-  ASSERT_EQ(seen.values.size(), 5u);
-  EXPECT_EQ(seen.values[0], 1);  // moved on the second move-high lock
-  EXPECT_EQ(seen.values[1], 1);  // with its contents
-  EXPECT_EQ(seen.values[2], -108);
-  EXPECT_EQ(seen.values[3], 0);
-  EXPECT_EQ(seen.values[4], 40);
+  EXPECT_EQ(seen.pointers, std::vector<void *>{nullptr});
+  // Moved on the second move-high lock, with its contents; locked, it cannot
+  // grow; unlocked, it can.
+  EXPECT_EQ(seen.values, (std::vector<long>{1, 1, -108, 0, 40}));
   const auto leaks = host.leaks();
   ASSERT_EQ(leaks.size(), 1u);
   EXPECT_EQ(leaks[0].size, 33);
@@ -417,12 +356,10 @@ void buffers(int16 selector, void *block, intptr_t *, int16 *) {
 
 TEST(Host, BufferProcsAllocateWithinTheSpaceAndReportWhatIsLeft) {
   resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, buffers);
-  Document doc = probe::makeDocument(4, 4, 1);
+  probe::Probe p(buffers);
   HostOptions options;
   options.bufferSpace = 1000;
-  Host host(plugin, doc, options);
+  Host host(p.plugin, p.doc, options);
   host.runFilter();
   EXPECT_EQ(seen.values, (std::vector<long>{0, 0, -108, 1000}));
   bool reported = false;
@@ -446,11 +383,10 @@ void keeper(int16 selector, void *block, intptr_t *data, int16 *) {
 
 TEST(Host, KeepsTheDataWordPerModuleAndTheParametersPerInvocation) {
   resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, keeper);
-  Document doc = probe::makeDocument(4, 4, 1);
+  probe::Probe p(keeper);
+  Plugin &plugin = p.plugin;
   {
-    Host host(plugin, doc, HostOptions{});
+    Host host(plugin, p.doc, HostOptions{});
     host.runFilter();
     host.runFilter();  // the same invocation repeated: same parameters handle
     EXPECT_TRUE(seen.suitesActive);
@@ -462,7 +398,7 @@ TEST(Host, KeepsTheDataWordPerModuleAndTheParametersPerInvocation) {
   }
   HostOptions supplied;
   supplied.parametersBlock = std::vector<std::uint8_t>(24, 0xAB);
-  Host second(plugin, doc, supplied);
+  Host second(plugin, p.doc, supplied);
   second.runFilter();
   ASSERT_EQ(seen.values.size(), 6u);
   EXPECT_NE(seen.values[0], 0);
@@ -488,15 +424,15 @@ void continues(int16 selector, void *block, intptr_t *, int16 *) {
 
 TEST(Host, CallsContinueUntilTheRectanglesAreEmpty) {
   resetSeen();
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, continues);
-  Document doc = probe::makeDocument(4, 4, 1);
+  probe::Probe p(continues);
+  Document &doc = p.doc;
+  Plugin &plugin = p.plugin;
   Host host(plugin, doc, HostOptions{});
   const auto r = host.runFilter();
   EXPECT_EQ(r.result, 0);
   EXPECT_EQ(r.continueCalls, 3);
   ASSERT_EQ(seen.pointers.size(), 3u);
-  for (void *p : seen.pointers) EXPECT_NE(p, nullptr);
+  for (void *out : seen.pointers) EXPECT_NE(out, nullptr);
   EXPECT_EQ(probe::sample8(doc, 0, 0, 0), 103);  // the last continue's output
 
   resetSeen();
@@ -518,9 +454,7 @@ void progressAndAbort(int16 selector, void *block, intptr_t *, int16 *result) {
 }
 
 TEST(Host, ProgressAbortAndAlertsReachTheCallbacks) {
-  Plugin plugin(PROBE_PLUGIN_PATH);
-  probe::install(plugin, progressAndAbort);
-  Document doc = probe::makeDocument(4, 4, 1);
+  probe::Probe p(progressAndAbort);
   std::vector<std::pair<int, int>> progress;
   std::vector<std::string> alerts;
   HostOptions options;
@@ -531,21 +465,17 @@ TEST(Host, ProgressAbortAndAlertsReachTheCallbacks) {
   options.alertCallback = [&alerts](const std::string &title, const std::string &text) {
     alerts.push_back(title + "|" + text);
   };
-  Host host(plugin, doc, options);
+  Host host(p.plugin, p.doc, options);
   EXPECT_EQ(host.runFilter().result, -128);
   ASSERT_EQ(progress.size(), 1u);
   EXPECT_EQ(progress[0], std::make_pair(3, 7));
-  EXPECT_EQ(host.log().ofKind(LogKind::Progress)[0].field("total"), "7");
 
   // The built-in behaviour shows its about box through the exported hook.
-  probe::install(plugin, nullptr);
+  probe::install(p.plugin, nullptr);
   EXPECT_EQ(host.about(), 0);
   ASSERT_EQ(alerts.size(), 1u);
   EXPECT_EQ(alerts[0], "About Probe|probe module");
-  const auto shown = host.log().ofKind(LogKind::Alert);
-  ASSERT_EQ(shown.size(), 1u);
-  EXPECT_EQ(shown[0].field("title"), "About Probe");
-  EXPECT_EQ(host.alertCount(), 1u);
+  EXPECT_EQ(host.log().ofKind(LogKind::Alert).at(0).field("title"), "About Probe");
 }
 
 }  // namespace

@@ -42,12 +42,9 @@ inline hostemu::Document makeDocument(int w, int h, int planes, int depth = 8) {
         const std::size_t at = (static_cast<std::size_t>(y) * w + x) * (depth / 8);
         if (depth == 8) {
           s[at] = pattern8(x, y, p);
-        } else if (depth == 16) {
+        } else {  // 16-bit: the host's 0..32768 scale
           const std::uint16_t v = static_cast<std::uint16_t>(pattern8(x, y, p) * 128);
           std::memcpy(&s[at], &v, 2);
-        } else {
-          const float v = pattern8(x, y, p) / 250.0f;
-          std::memcpy(&s[at], &v, 4);
         }
       }
     }
@@ -59,6 +56,16 @@ inline std::uint8_t sample8(const hostemu::Document &doc, int x, int y, int p) {
   return doc.planes[static_cast<std::size_t>(p)]
       .samples[static_cast<std::size_t>(y) * doc.width + x];
 }
+
+// The probe module with a script installed, and a document for it.
+struct Probe {
+  explicit Probe(Script script, int w = 4, int h = 4, int planes = 1, int depth = 8)
+      : doc(makeDocument(w, h, planes, depth)) {
+    install(plugin, script);
+  }
+  hostemu::Plugin plugin{PROBE_PLUGIN_PATH};
+  hostemu::Document doc;
+};
 
 inline FilterRecord *record(void *block) {
   return static_cast<FilterRecord *>(block);

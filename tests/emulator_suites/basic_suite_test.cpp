@@ -41,18 +41,19 @@ TEST_F(BasicSuiteTest, CountsAcquisitionsAndReleasesPerNameAndVersion) {
             lines.end());
 }
 
+// Unknown names and versions, and suites whose entries return handles or
+// pointers, are refused with 'S!Fd'.
 TEST_F(BasicSuiteTest, RefusesUnknownNamesAndVersions) {
   auto guard = host->activate();
-  SPErr status = 0;
-  EXPECT_EQ(acquire<void>("Photoshop Nonsense Suite", 1, &status), nullptr);
-  EXPECT_EQ(status, static_cast<SPErr>(0x53214664));  // 'S!Fd'
-  EXPECT_EQ(acquire<void>(kPSPropertySuite, 2, &status), nullptr);
-  EXPECT_EQ(status, static_cast<SPErr>(0x53214664));
-  EXPECT_EQ(acquire<void>(kPSColorSpaceSuite, 3, &status), nullptr);
-  EXPECT_EQ(status, static_cast<SPErr>(0x53214664));
-  // Suites whose entries return handles or pointers are refused too.
-  EXPECT_EQ(acquire<void>(kPSHandleSuite, 2, &status), nullptr);
-  EXPECT_EQ(status, static_cast<SPErr>(0x53214664));
+  const std::pair<const char *, int32> refused[] = {{"Photoshop Nonsense Suite", 1},
+                                                    {kPSPropertySuite, 2},
+                                                    {kPSColorSpaceSuite, 3},
+                                                    {kPSHandleSuite, 2}};
+  for (const auto &[name, version] : refused) {
+    SPErr status = 0;
+    EXPECT_EQ(acquire<void>(name, version, &status), nullptr) << name;
+    EXPECT_EQ(status, static_cast<SPErr>(0x53214664)) << name;
+  }
   EXPECT_EQ(host->outstanding(), 0);
   EXPECT_NE(std::find(lines.begin(), lines.end(),
                       "acquire Photoshop Nonsense Suite v1 -> " + std::to_string(0x53214664)),

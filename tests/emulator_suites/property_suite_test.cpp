@@ -23,6 +23,14 @@ class PropertySuiteTest : public SuiteFixture {
 };
 
 TEST_F(PropertySuiteTest, ExifComesInANewHandleHoldingTheDocumentsBytes) {
+  makeHost();
+  {
+    auto guard = host->activate();
+    Handle none = reinterpret_cast<Handle>(&none);  // must be overwritten
+    EXPECT_EQ(suite()->getPropertyProc(k8BIM, kEXIF, 0, nullptr, &none), noErr);
+    EXPECT_EQ(none, nullptr);  // no EXIF: success without a handle
+    EXPECT_TRUE(handles.empty());
+  }
   doc.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0, 0xFF, 0x00, 0x7F};
   makeHost();
   auto guard = host->activate();
@@ -38,32 +46,25 @@ TEST_F(PropertySuiteTest, ExifComesInANewHandleHoldingTheDocumentsBytes) {
   EXPECT_NE(again, h);
 }
 
-TEST_F(PropertySuiteTest, NoExifIsSuccessWithoutAHandle) {
-  makeHost();
-  auto guard = host->activate();
-  Handle h = reinterpret_cast<Handle>(&h);  // must be overwritten
-  EXPECT_EQ(suite()->getPropertyProc(k8BIM, kEXIF, 0, nullptr, &h), noErr);
-  EXPECT_EQ(h, nullptr);
-  EXPECT_TRUE(handles.empty());
-}
-
+// Mode, channel count and size of a 3 x 2 RGB document with a fourth plane.
 TEST_F(PropertySuiteTest, SimplePropertiesAndUndefinedOnes) {
   makeHost();
   auto guard = host->activate();
   const PropertyProcs *procs = suite();
+  const std::pair<PIType, intptr_t> cases[] = {{PS_FOURCC('m', 'o', 'd', 'e'), plugInModeRGBColor},
+                                               {PS_FOURCC('n', 'u', 'c', 'h'), 4},
+                                               {PS_FOURCC('d', 'o', 'c', 'W'), 3},
+                                               {PS_FOURCC('d', 'o', 'c', 'H'), 2}};
+  for (const auto &[key, expected] : cases) {
+    intptr_t value = -1;
+    EXPECT_EQ(procs->getPropertyProc(k8BIM, key, 0, &value, nullptr), noErr);
+    EXPECT_EQ(value, expected) << key;
+  }
   intptr_t value = -1;
-  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x6D6F6465 /*mode*/, 0, &value, nullptr), noErr);
-  EXPECT_EQ(value, 3);
-  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x6E756368 /*nuch*/, 0, &value, nullptr), noErr);
-  EXPECT_EQ(value, 4);
-  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x646F6357 /*docW*/, 0, &value, nullptr), noErr);
-  EXPECT_EQ(value, 3);
-  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x646F6348 /*docH*/, 0, &value, nullptr), noErr);
-  EXPECT_EQ(value, 2);
-
-  EXPECT_EQ(procs->getPropertyProc(k8BIM, 0x7469746C /*titl*/, 0, &value, nullptr), -30901);
+  EXPECT_EQ(procs->getPropertyProc(k8BIM, PS_FOURCC('t', 'i', 't', 'l'), 0, &value, nullptr),
+            -30901);
   EXPECT_EQ(procs->getPropertyProc(0x41424344, kEXIF, 0, nullptr, nullptr), -30901);
-  EXPECT_EQ(procs->setPropertyProc(k8BIM, 0x6D6F6465, 0, 4, nullptr), -30901);
+  EXPECT_EQ(procs->setPropertyProc(k8BIM, PS_FOURCC('m', 'o', 'd', 'e'), 0, 4, nullptr), -30901);
 }
 
 }  // namespace
