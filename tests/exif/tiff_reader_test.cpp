@@ -8,15 +8,22 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 #include "exif_test_util.h"
 
-extern "C" int exif_c_api_check(char *make, int make_size);
+extern "C" const char *exif_c_api_make(const uint8_t *block, int32_t size, char *out, int out_size);
 
 namespace ortavel::test {
 namespace {
 
 using ::testing::ElementsAre;
+using Strings = std::vector<std::string>;
+
+// The messages of a ring, oldest first (for fewer than 11 of them).
+Strings Messages(const char (*ring)[TIFF_PARSE_MESSAGE_LENGTH], int32_t count) {
+  return Strings(ring, ring + std::min(count, 10));
+}
 
 std::vector<uint8_t> Concat(std::vector<uint8_t> head, const std::vector<uint8_t> &tail) {
   for (uint8_t b : tail) head.push_back(b);  // g++ 12 misreads a range insert here
@@ -36,16 +43,14 @@ TEST(TiffParseLocate, BareBlockInBothByteOrders) {
     EXPECT_EQ(p->file_order, big ? TIFF_ORDER_BIG : TIFF_ORDER_LITTLE);
     EXPECT_EQ(p->machine_order, std::endian::native == std::endian::big ? 2 : 1);
     ASSERT_THAT(Ids(p.get(), 0), ElementsAre(274, 271));  // pushed at the head
-    const tiff_tag *make = Find(p.get(), 0, 271);
-    EXPECT_EQ(make->type, TIFF_TYPE_ASCII);
-    EXPECT_EQ(make->count, 6);
-    EXPECT_EQ(make->size, 6);
-    EXPECT_EQ(make->offset, 38u);
+    const tiff_tag *make = Find(p.get(), 0, 271), *orientation = Find(p.get(), 0, 274);
+    EXPECT_EQ(std::tie(make->type, make->count, make->size, make->offset),
+              std::make_tuple(TIFF_TYPE_ASCII, 6, 6, 38u));
     EXPECT_STREQ(tiff_parse_get_string(make), "Canon");
     int32_t v = 0;
-    ASSERT_TRUE(tiff_parse_get_int(Find(p.get(), 0, 274), 0, &v));
+    EXPECT_TRUE(tiff_parse_get_int(orientation, 0, &v));
     EXPECT_EQ(v, 6);
-    EXPECT_EQ(Find(p.get(), 0, 274)->offset, 0u);  // inline values have none
+    EXPECT_EQ(orientation->offset, 0u);  // inline values have none
     EXPECT_EQ(p->tags[1], nullptr);
   }
 }
@@ -55,47 +60,43 @@ TEST(TiffParseLocate, JpegSegmentWalkAndFallbackScan) {
   const auto jpeg = WrapInJpeg(tiff);
   Parser p = Parse(jpeg);  // SOI 2 + APP0 18, then APP1's 4-byte head and "Exif\0\0"
   EXPECT_EQ(p->error_count, 0);
-  EXPECT_EQ(p->offset, 30);
   EXPECT_EQ(p->data, jpeg.data() + 30);
+  EXPECT_EQ(p->offset, 30);
   EXPECT_EQ(p->size, static_cast<int32_t>(tiff.size()));  // APP1 length - 8
   EXPECT_EQ(p->file_order, TIFF_ORDER_BIG);
   EXPECT_STREQ(tiff_parse_get_string(Find(p.get(), 0, 272)), "D100");
 
   // The walk stops at a quantisation table straight after SOI, at an APP1
   // shorter than 8 bytes, and on plain bytes; the scan then finds the block.
-  const struct {
-    std::vector<uint8_t> head;
-  } kCases[] = {{{0xFF, 0xD8, 0xFF, 0xDB, 0x00, 0x04, 0x00, 0x00}},
-                {{0xFF, 0xD8, 0xFF, 0xE1, 0x00, 0x06, 'E', 'x', 'i', 'f'}},
-                {{'x', 'I', 'M', 0, '*', 'I', 'I'}}};
-  for (const auto &c : kCases) {
-    p = Parse(Concat(c.head, tiff));
+  const std::vector<uint8_t> kHeads[] = {{0xFF, 0xD8, 0xFF, 0xDB, 0x00, 0x04, 0x00, 0x00},
+                                         {0xFF, 0xD8, 0xFF, 0xE1, 0x00, 0x06, 'E', 'x', 'i', 'f'},
+                                         {'x', 'I', 'M', 0, '*', 'I', 'I'}};
+  for (const auto &head : kHeads) {
+    p = Parse(Concat(head, tiff));
     EXPECT_EQ(p->error_count, 0);
-    EXPECT_EQ(p->offset, static_cast<int32_t>(c.head.size()));
+    EXPECT_EQ(p->offset, static_cast<int32_t>(head.size()));
     EXPECT_EQ(p->size, static_cast<int32_t>(tiff.size()));
     EXPECT_THAT(Ids(p.get(), 0), ElementsAre(272));
   }
 }
 
-// The messages of a ring, oldest first (for fewer than 11 of them).
-std::vector<std::string> Messages(const char (*ring)[TIFF_PARSE_MESSAGE_LENGTH], int32_t count) {
-  return std::vector<std::string>(ring, ring + std::min(count, 10));
-}
-
-std::vector<uint8_t> Cut(std::vector<uint8_t> bytes, size_t size) {
-  bytes.resize(size);
-  return bytes;
-}
-
 TEST(TiffParseFaults, AreFiledAndCostOnlyWhatTheyBreak) {
-  using V = std::vector<std::string>;
+  auto cut = [](std::vector<uint8_t> bytes, size_t size) {
+    bytes.resize(size);
+    return bytes;
+  };
+  const char *const kNoHeader = "Not enough space for TIFF endian header";
+  const char *const kNoIfd = "Faulty address to beginning of IFD";
+  const char *const kIfdEnd = "Faulty address at end of IFD";
+  const char *const kNoMain = "Problems parse TIFF main directory";
+  const char *const kNoExif = "Problems parsing EXIF directory";
   const struct {
     const char *what;
     std::vector<uint8_t> bytes;
-    V warnings, errors;
+    Strings warnings, errors;
     std::vector<uint16_t> ifd0;  // ids kept, in list order
   } kCases[] = {
-      {"3 bytes", {'I', 'I', '*'}, {}, {"Not enough space for TIFF endian header"}, {}},
+      {"3 bytes", {'I', 'I', '*'}, {}, {kNoHeader}, {}},
       {"no signature",
        std::vector<uint8_t>(16, 'A'),
        {},
@@ -109,7 +110,7 @@ TEST(TiffParseFaults, AreFiledAndCostOnlyWhatTheyBreak) {
       {"APP1 payload of 2 bytes at 0xc",
        {0xFF, 0xD8, 0xFF, 0xE1, 0, 10, 'E', 'x', 'i', 'f', 0, 0, 'I', 'I'},
        {"Accessing non valid memory c - 10 (c - e)"},
-       {"Not enough space for TIFF endian header"},
+       {kNoHeader},
        {}},
       {"APP1 payload taken without looking at it",
        {0xFF, 0xD8, 0xFF, 0xE1, 0, 16, 'E', 'x', 'i', 'f', 0, 0, 'I', 'M', '*', 0, 8, 0, 0, 0},
@@ -117,25 +118,24 @@ TEST(TiffParseFaults, AreFiledAndCostOnlyWhatTheyBreak) {
        {"Unknown tiff endian"},
        {}},
       {"IFD0 with room for two of its three entries",
-       Cut(BuildTiff(false, {Short(256, 1), Short(257, 2), Short(258, 3)}), 8 + 2 + 12 * 2),
+       cut(BuildTiff(false, {Short(256, 1), Short(257, 2), Short(258, 3)}), 8 + 2 + 12 * 2),
        {"Accessing non valid memory a - 2e (0 - 22)"},
-       {"Faulty address at end of IFD", "Problems parse TIFF main directory"},
+       {kIfdEnd, kNoMain},
        {}},
       {"IFD0 beyond the block",
        {'M', 'M', 0, '*', 0, 0, 0, 8},
        {"Accessing non valid memory 8 - a (0 - 8)"},
-       {"Faulty address to beginning of IFD", "Problems parse TIFF main directory"},
+       {kNoIfd, kNoMain},
        {}},
-      {"EXIF directory (at 38) cut after the first of its two entries",
-       Cut(BuildTiff(false, {Short(274, 1)}, {Short(41986, 0), Short(41987, 1)}), 38 + 2 + 12),
-       {"Accessing non valid memory 28 - 40 (0 - 34)", "Problems parsing EXIF directory"},
-       {"Faulty address at end of IFD"},
+      {"EXIF directory (at 38) cut after the first of its two entries: IFD0 is kept",
+       cut(BuildTiff(false, {Short(274, 1)}, {Short(41986, 0), Short(41987, 1)}), 38 + 2 + 12),
+       {"Accessing non valid memory 28 - 40 (0 - 34)", kNoExif},
+       {kIfdEnd},
        {34665, 274}},
-      {"EXIF pointer near the top of the 32-bit range",
+      {"EXIF pointer near the top of the 32-bit range: IFD0 is kept",
        BuildTiff(false, {Short(274, 1), Raw(34665, 4, 1, 0xFFFFFFFFu)}),
-       {"Accessing non valid memory ffffffff - 100000001 (0 - 26)",
-        "Problems parsing EXIF directory"},
-       {"Faulty address to beginning of IFD"},
+       {"Accessing non valid memory ffffffff - 100000001 (0 - 26)", kNoExif},
+       {kNoIfd},
        {34665, 274}},
       {"faulty types, huge counts and offsets",
        BuildTiff(false, {Raw(271, 13, 1, 0), Raw(272, 0, 1, 0), Raw(270, 2, 10, 0xFFFFFFF8u),
@@ -163,7 +163,7 @@ TEST(TiffParseFaults, AreFiledAndCostOnlyWhatTheyBreak) {
     EXPECT_EQ(p->tags[1], nullptr);
   }
   Parser p(tiff_parse(nullptr, 100, kKeepAll));
-  EXPECT_EQ(Messages(p->errors, p->error_count), V{"Not enough space for TIFF endian header"});
+  EXPECT_EQ(Messages(p->errors, p->error_count), Strings{kNoHeader});
 
   // 600 entries sharing one 4000-byte text (7214 + 4000 bytes in all): a
   // directory keeps at most 8 x 11214 + 2^20 value bytes, 284 copies; the
@@ -179,7 +179,7 @@ TEST(TiffParseFaults, AreFiledAndCostOnlyWhatTheyBreak) {
   EXPECT_STREQ(p->warnings[5], "Could not allocate tag record");
 }
 
-TEST(TiffParseMessages, RingsWrapAndCountsGrow) {
+TEST(TiffParseFaults, RingsWrapAndCountsGrow) {
   std::vector<TiffEntry> faulty;
   for (uint16_t tag = 1; tag <= 12; ++tag) faulty.push_back(Raw(tag, 99, 1, 0));
   Parser p = Parse(BuildTiff(true, faulty));
@@ -202,13 +202,13 @@ TEST(TiffParseMessages, RingsWrapAndCountsGrow) {
   tiff_parse_set_warning(nullptr, "dropped");  // no record: nothing to do
 }
 
-TEST(TiffParseFilter, KeepsListedTagsAndStillFollowsTheExifPointer) {
+TEST(TiffParseFilter, KeepsListedTagsAndFollowsTheExifPointerItDrops) {
   const uint16_t ifd0_keep[] = {271, 0}, exif_keep[] = {37386, 0};
   const uint16_t *const filter[2] = {ifd0_keep, exif_keep};
   const auto tiff = BuildTiff(
       true, {Ascii(271, "NIKON"), Ascii(272, "E4600")},
       {Entry(33437, TIFF_TYPE_RATIONAL, {82, 10}), Entry(37386, TIFF_TYPE_RATIONAL, {171, 10})});
-  Parser p = Parse(tiff, filter);  // 34665 itself is filtered out
+  Parser p = Parse(tiff, filter);
   EXPECT_EQ(p->error_count, 0);
   EXPECT_THAT(Ids(p.get(), 0), ElementsAre(271));
   ASSERT_THAT(Ids(p.get(), 1), ElementsAre(37386));
@@ -219,13 +219,10 @@ TEST(TiffParseFilter, KeepsListedTagsAndStillFollowsTheExifPointer) {
   EXPECT_THAT(Ids(p.get(), 0), ElementsAre(34665, 272, 271));
   EXPECT_THAT(Ids(p.get(), 1), ElementsAre(37386, 33437));
 
-  // A faulty-typed pointer (as in the faults above) is never looked at when
-  // the filter leaves it out.
-  const auto faulty =
-      BuildTiff(false, {Short(274, 1), Raw(34665, 0, 1, 38)}, {Short(41987, 1)}, false);
-  const uint16_t orientation[] = {274, 0};
-  const uint16_t *const orientation_only[2] = {orientation, nullptr};
-  p = Parse(faulty, orientation_only);
+  // Left out by the filter, a faulty-typed pointer is not even looked at.
+  const uint16_t *const keep_no_ifd0_tag[2] = {ifd0_keep + 1, nullptr};
+  p = Parse(BuildTiff(false, {Short(274, 1), Raw(34665, 0, 1, 38)}, {Short(41987, 1)}, false),
+            keep_no_ifd0_tag);
   EXPECT_EQ(p->warning_count, 0);
   EXPECT_THAT(Ids(p.get(), 1), ElementsAre(41987));
 
@@ -241,36 +238,30 @@ TEST(TiffParseFilter, KeepsListedTagsAndStillFollowsTheExifPointer) {
   EXPECT_EQ(p->error_count, 0);
   EXPECT_THAT(Ids(p.get(), 0), ElementsAre(34665));
   EXPECT_THAT(Ids(p.get(), 1), ElementsAre(34665));
-}
 
-TEST(TiffParseDirectory, DirectCallsCheckTheirArguments) {
-  const auto tiff = BuildTiff(false, {Short(274, 1)});  // read again below
-  Parser p = Parse(tiff);
+  // Called directly: bad arguments fail; IFD0 read again as directory 1
+  // (with no filter array at all) goes in front of that list, newest first,
+  // without following the pointer again.
   EXPECT_EQ(tiff_parse_directory(p.get(), 8, 2, kKeepAll), 0);
   EXPECT_EQ(tiff_parse_directory(nullptr, 8, 0, kKeepAll), 0);
-  // Reading IFD0 again as directory 1 with no filter array at all.
+  p = Parse(tiff);
   EXPECT_EQ(tiff_parse_directory(p.get(), 8, 1, nullptr), 1);
-  EXPECT_THAT(Ids(p.get(), 1), ElementsAre(274));
+  EXPECT_THAT(Ids(p.get(), 1), ElementsAre(34665, 272, 271, 37386, 33437));
   tiff_parse_discard(nullptr);
 }
 
 TEST(TiffScan, SignaturesAndTheStateMachine) {
+  // Extra leading bytes of the same kind are taken, a wrong-kind byte resets
+  // the match, and the last three bytes are never read.
   using namespace std::string_literals;
-  const struct {
-    std::string bytes;
-    long hit;  // -1: none
-  } kCases[] = {
-      {"II*\0..."s, 0},    {"MM\0*..."s, 0},
-      {"abII*\0..."s, 2},  {"IIII*\0..."s, 2},  // extra leading bytes of the same kind
-      {"MMM\0*..."s, 1},   {"MII*\0..."s, -1},  // a wrong-kind byte resets to 0
-      {"IMM\0*..."s, -1},  {"II*II*\0..."s, -1},
-      {"I\0II*\0..."s, 2}, {"II*\0.."s, -1},  // the last three bytes are never read
-      {"II*"s, -1},        {""s, -1},
-  };
-  for (const auto &c : kCases) {
-    const auto *from = reinterpret_cast<const uint8_t *>(c.bytes.data());
-    const uint8_t *hit = tiff_parse_get_next_possible_tiff_start(from, from + c.bytes.size());
-    EXPECT_EQ(hit ? hit - from : -1, c.hit) << c.bytes;
+  const std::pair<std::string, long> kCases[] = {
+      {"II*\0..."s, 0},    {"MM\0*..."s, 0},   {"abII*\0..."s, 2}, {"IIII*\0..."s, 2},
+      {"MMM\0*..."s, 1},   {"MII*\0..."s, -1}, {"IMM\0*..."s, -1}, {"II*II*\0..."s, -1},
+      {"I\0II*\0..."s, 2}, {"II*\0.."s, -1},   {"II*"s, -1},       {""s, -1}};
+  for (const auto &[bytes, at] : kCases) {
+    const auto *from = reinterpret_cast<const uint8_t *>(bytes.data());
+    const uint8_t *hit = tiff_parse_get_next_possible_tiff_start(from, from + bytes.size());
+    EXPECT_EQ(hit ? hit - from : -1, at) << bytes;
   }
 }
 
@@ -315,90 +306,72 @@ class TiffValues : public ::testing::TestWithParam<bool> {
   Parser parser_;
 };
 
-TEST_P(TiffValues, IntegersAndDoubles) {
+TEST_P(TiffValues, ThroughEachAccessor) {
+  // Each case: tag, value index, the value as an int and as a double (kFail
+  // where the call fails and leaves the output alone), and the whole record
+  // as text. A SHORT is zero-extended, a LONG as an int keeps its 32 bits,
+  // the index counts values (a rational pair is one) from 0 to count - 1.
   constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-  constexpr double kFail = -12345;  // the call fails and leaves the output alone
-  const struct {
-    uint16_t id;
-    int32_t index;
-    double as_int;  // kFail, or the value
-    double as_double;
-  } kCases[] = {
-      {kByte, 0, 200, 200},
-      {kByte, 1, 7, 7},
-      {kShort, 2, 65535, 65535},  // zero-extended
-      {kShort, 3, kFail, kFail},  // index count fails, as does anything below 0
-      {kShort, -1, kFail, kFail},
-      {kShort, std::numeric_limits<int32_t>::min(), kFail, kFail},
-      {kLong, 0, -1, 4294967295.0},  // as an int, the 32 bits as they are
-      {kSByte, 0, -5, -5},
-      {kSShort, 0, -2, -2},
-      {kSLong, 0, -100000, -100000},
-      {kRational, 0, kFail, 50},
-      {kRational, 1, kFail, 2.8},  // the second pair
-      {kRational, 2, kFail, kFail},
-      {kRational00, 0, kFail, kNaN},
-      {kRational10, 0, kFail, std::numeric_limits<double>::infinity()},
-      {kSRational, 0, kFail, -1.0 / 3.0},
-      {kUnsignedThird, 0, kFail, 4294967295.0 / 3.0},
-      {kFloat, 0, kFail, 1.5},
-      {kDouble, 0, kFail, 0.1},
-      {kDouble, 1, kFail, -2.25},
-      {kDouble, 2, kFail, kFail},
-      {kAscii, 0, kFail, kFail},
-      {kUndefined, 0, kFail, kFail},
-  };
-  for (const auto &c : kCases) {
-    SCOPED_TRACE(testing::Message() << c.id << "[" << c.index << "]");
+  constexpr double kInf = std::numeric_limits<double>::infinity();
+  constexpr double kFail = -12345, kMax32 = 4294967295.0;
+  constexpr int32_t kMin = std::numeric_limits<int32_t>::min();
+  const std::tuple<uint16_t, int32_t, double, double, const char *> kCases[] = {
+      {kByte, 1, 7, 7, " 200 7"},
+      {kShort, 2, 65535, 65535, " 1 2 65535"},
+      {kShort, 3, kFail, kFail, " 1 2 65535"},
+      {kShort, -1, kFail, kFail, " 1 2 65535"},
+      {kShort, kMin, kFail, kFail, " 1 2 65535"},
+      {kLong, 0, -1, kMax32, " 4294967295"},
+      {kSByte, 0, -5, -5, " -5"},
+      {kSShort, 0, -2, -2, " -2"},
+      {kSLong, 0, -100000, -100000, " -100000"},
+      {kRational, 0, kFail, 50, " 50/1 28/10"},
+      {kRational, 1, kFail, 2.8, " 50/1 28/10"},
+      {kRational, 2, kFail, kFail, " 50/1 28/10"},
+      {kRational00, 0, kFail, kNaN, " 0/0"},
+      {kRational10, 0, kFail, kInf, " 1/0"},
+      {kSRational, 0, kFail, -1 / 3.0, " -1/3"},
+      {kUnsignedThird, 0, kFail, kMax32 / 3, " 4294967295/3"},
+      {kFloat, 0, kFail, 1.5, " 1.500000"},
+      {kDouble, 1, kFail, -2.25, " 0.100000 -2.250000"},
+      {kDouble, 0, kFail, 0.1, " 0.100000 -2.250000"},
+      {kAscii, 0, kFail, kFail, "Canon"},
+      {kAsciiNoNul, 0, kFail, kFail, "Canon"},
+      {kUndefined, 0, kFail, kFail, " 1 2 3 0"}};
+  for (const auto &[id, index, as_int, as_double, text] : kCases) {
+    SCOPED_TRACE(testing::Message() << id << "[" << index << "]");
     int32_t i = static_cast<int32_t>(kFail);
-    EXPECT_EQ(tiff_parse_get_int(tag(c.id), c.index, &i), c.as_int != kFail ? 1 : 0);
-    EXPECT_EQ(i, c.as_int);
+    EXPECT_EQ(tiff_parse_get_int(tag(id), index, &i), as_int != kFail ? 1 : 0);
+    EXPECT_EQ(i, as_int);
     double d = kFail;
-    EXPECT_EQ(tiff_parse_get_double(tag(c.id), c.index, &d), c.as_double != kFail ? 1 : 0);
-    if (std::isnan(c.as_double)) {
-      EXPECT_TRUE(std::isnan(d));
-    } else {
-      EXPECT_EQ(d, c.as_double);
-    }
+    EXPECT_EQ(tiff_parse_get_double(tag(id), index, &d), as_double != kFail ? 1 : 0);
+    EXPECT_TRUE(d == as_double || (std::isnan(d) && std::isnan(as_double))) << d;
+    char out[100];
+    tiff_parse_format(tag(id), out, sizeof out);
+    EXPECT_STREQ(out, text);
   }
-}
 
-TEST_P(TiffValues, StringsAndFormat) {
   EXPECT_STREQ(tiff_parse_get_string(tag(kAscii)), "Canon");
   EXPECT_EQ(tiff_parse_get_string(tag(kAsciiNoNul)), nullptr);
   EXPECT_EQ(tiff_parse_get_string(tag(kUndefined)), nullptr);  // ends in 0 but is not text
   EXPECT_EQ(tiff_parse_get_string(tag(kShort)), nullptr);
   EXPECT_EQ(tiff_parse_get_string(nullptr), nullptr);
+}
 
-  const struct {
-    uint16_t id;
-    int32_t out_size;
-    const char *text;
-  } kCases[] = {
-      {kShort, 100, " 1 2 65535"},
-      {kRational, 100, " 50/1 28/10"},
-      {kByte, 100, " 200 7"},
-      {kUndefined, 100, " 1 2 3 0"},
-      {kAscii, 100, "Canon"},
-      {kAsciiNoNul, 100, "Canon"},
-      {kLong, 100, " 4294967295"},
-      {kSByte, 100, " -5"},
-      {kSShort, 100, " -2"},
-      {kSLong, 100, " -100000"},
-      {kSRational, 100, " -1/3"},
-      {kFloat, 100, " 1.500000"},
-      {kDouble, 100, " 0.100000 -2.250000"},
-      {kShort, 16, " ..."},    // no room beyond the 16-character reserve: the mark alone,
-      {kShort, 3, " ."},       // cut to fit
-      {kShort, 17, " 1 ..."},  // the limit is checked between values
-      {kShortMany, 40, " 0 0 0 0 0 0 0 0 0 0 0 0 ..."},  // limit 24: twelve values reach it
-      {kShort, 26, " 1 2 65535"},                        // the last value needs no mark
-  };
-  for (const auto &c : kCases) {
-    std::string out(static_cast<size_t>(c.out_size) + 8, '#');
-    tiff_parse_format(tag(c.id), out.data(), c.out_size);
-    EXPECT_STREQ(out.c_str(), c.text) << c.id << " in " << c.out_size;
-    EXPECT_EQ(out.substr(static_cast<size_t>(c.out_size)), "########") << "wrote past out_size";
+TEST_P(TiffValues, FormatStopsWithinItsBuffer) {
+  // Below 17 bytes only the mark fits, cut to fit; the limit (out_size - 16)
+  // is checked between values, and the last value needs no mark.
+  const std::tuple<uint16_t, int32_t, const char *> kCases[] = {
+      {kShort, 16, " ..."},
+      {kShort, 3, " ."},
+      {kShort, 17, " 1 ..."},
+      {kShort, 26, " 1 2 65535"},
+      {kShortMany, 40, " 0 0 0 0 0 0 0 0 0 0 0 0 ..."}};
+  for (const auto &[id, out_size, text] : kCases) {
+    std::string out(static_cast<size_t>(out_size) + 8, '#');
+    tiff_parse_format(tag(id), out.data(), out_size);
+    EXPECT_STREQ(out.c_str(), text) << id << " in " << out_size;
+    EXPECT_EQ(out.substr(static_cast<size_t>(out_size)), "########") << "wrote past out_size";
   }
 }
 
@@ -407,59 +380,48 @@ INSTANTIATE_TEST_SUITE_P(ByteOrders, TiffValues, ::testing::Bool(), [](const aut
 });
 
 TEST(TiffValuesByHand, RecordsTheParserNeverKeeps) {
-  auto record = [](std::vector<uint64_t> &storage, uint16_t type, int32_t count, uint8_t byte) {
-    storage.assign((TIFF_TAG_ALLOC_SIZE(1) + 7) / 8, 0);
-    auto *rec = reinterpret_cast<tiff_tag *>(storage.data());
-    rec->type = type;
-    rec->count = count;
-    rec->size = count ? 1 : 0;
-    reinterpret_cast<uint8_t *>(rec)[offsetof(tiff_tag, data)] = byte;
-    return rec;
-  };
-  std::vector<uint64_t> storage;
+  std::vector<uint64_t> storage((TIFF_TAG_ALLOC_SIZE(1) + 7) / 8);
+  auto *rec = reinterpret_cast<tiff_tag *>(storage.data());
+  reinterpret_cast<uint8_t *>(rec)[offsetof(tiff_tag, data)] = 1;
   char out[32] = "untouched";
-  const tiff_tag *empty_text = record(storage, TIFF_TYPE_ASCII, 0, 0);
-  EXPECT_EQ(tiff_parse_get_string(empty_text), nullptr);
-  tiff_parse_format(empty_text, out, sizeof out);
+  *rec = {nullptr, 0, TIFF_TYPE_ASCII, 0, 0, 0, {}};  // empty text
+  EXPECT_EQ(tiff_parse_get_string(rec), nullptr);
+  tiff_parse_format(rec, out, sizeof out);
   EXPECT_STREQ(out, "untouched");
 
-  const tiff_tag *unknown = record(storage, 13, 1, 1);
-  tiff_parse_format(unknown, out, sizeof out);
-  EXPECT_STREQ(out, " unknown");
   double d = 0;
-  EXPECT_FALSE(tiff_parse_get_double(unknown, 0, &d));
+  *rec = {nullptr, 0, 13, 0, 1, 1, {1}};  // unknown type
+  EXPECT_FALSE(tiff_parse_get_double(rec, 0, &d));
+  tiff_parse_format(rec, out, sizeof out);
+  EXPECT_STREQ(out, " unknown");
 
   // A count larger than the stored bytes never reads past them.
-  const tiff_tag *overcounted = record(storage, TIFF_TYPE_BYTE, 1000, 1);
   int32_t v = 0;
-  EXPECT_FALSE(tiff_parse_get_int(overcounted, 1, &v));
-  tiff_parse_format(overcounted, out, sizeof out);
+  *rec = {nullptr, 0, TIFF_TYPE_BYTE, 0, 1000, 1, {1}};
+  EXPECT_FALSE(tiff_parse_get_int(rec, 1, &v));
+  tiff_parse_format(rec, out, sizeof out);
   EXPECT_EQ(std::string(out).substr(0, 2), " 1");
 }
 
 TEST(TiffTagNames, TellingRowsAndTableSizes) {
-  const struct {
-    int32_t dir;
-    uint16_t id;
-    const char *name;
-  } kCases[] = {
-      {0, 271, "Make"},
-      {0, 34665, "ExifIfdPointer"},
-      {0, 33432, "Copyright"},
-      {0, 342, "TransferRange"},
-      {0, 330, "SubIfds"},  // listed out of order, both found
-      {1, 37386, "FocalLength"},
-      {1, 1, "InteroperabilityIndex"},
-      {1, 42016, "ImageUniqueId"},
-      {0, 37386, ""},
-      {1, 271, ""},  // each table names only its own directory
-      {0, 0, ""},
-      {1, 0, ""},  // 0 ends the tables
-      {2, 271, ""},
-      {-1, 271, ""},
-  };
-  for (const auto &c : kCases) {
-    EXPECT_STREQ(tiff_parse_get_tag_name(c.dir, c.id), c.name) << c.dir << "/" << c.id;
+  // Each table names its own directory's tags only; 0 ends the tables, and
+  // 342 stands before 330 yet both are found.
+  const std::tuple<int32_t, uint16_t, const char *> kCases[] = {{0, 271, "Make"},
+                                                                {0, 34665, "ExifIfdPointer"},
+                                                                {0, 33432, "Copyright"},
+                                                                {0, 342, "TransferRange"},
+                                                                {0, 330, "SubIfds"},
+                                                                {1, 37386, "FocalLength"},
+                                                                {1, 1, "InteroperabilityIndex"},
+                                                                {1, 42016, "ImageUniqueId"},
+                                                                {0, 37386, ""},
+                                                                {1, 271, ""},
+                                                                {0, 0, ""},
+                                                                {1, 0, ""},
+                                                                {2, 271, ""},
+                                                                {-1, 271, ""}};
+  for (const auto &[dir, id, name] : kCases) {
+    EXPECT_STREQ(tiff_parse_get_tag_name(dir, id), name) << dir << "/" << id;
   }
   for (auto [dir, rows] : {std::pair{0, 38}, std::pair{1, 70}}) {
     int named = 0;
@@ -472,9 +434,12 @@ TEST(TiffTagNames, TellingRowsAndTableSizes) {
 
 // The header compiles as C11 (-Wpedantic) and the reader works for a C caller.
 TEST(TiffParseCApi, ParsesFromC) {
-  char make[16] = "";
-  EXPECT_EQ(exif_c_api_check(make, sizeof make), 1);
-  EXPECT_STREQ(make, "Canon");
+  for (bool big : {false, true}) {
+    const auto tiff = BuildTiff(big, {Short(274, 1), Ascii(271, "Canon")});
+    char make[16] = "";
+    EXPECT_STREQ(exif_c_api_make(tiff.data(), static_cast<int32_t>(tiff.size()), make, 16),
+                 "Canon");
+  }
 }
 
 }  // namespace
