@@ -4,7 +4,6 @@
 
 #include <csetjmp>
 #include <cstdio>
-#include <memory>
 #include <stdexcept>
 
 #include <jpeglib.h>
@@ -24,13 +23,13 @@ void TrapError(j_common_ptr info) {
   std::longjmp(trap->back, 1);
 }
 
-// 0 on success; otherwise the decoder's message is in trap.text.
-int Decode(std::FILE *file, ErrorTrap &trap, jpeg_decompress_struct &info, GreyImage &out) {
+// False when decoding failed; the decoder's message is then in trap.text.
+bool Decode(std::FILE *file, ErrorTrap &trap, jpeg_decompress_struct &info, GreyImage &out) {
   info.err = jpeg_std_error(&trap.mgr);
   trap.mgr.error_exit = TrapError;
   if (setjmp(trap.back) != 0) {
     jpeg_destroy_decompress(&info);
-    return 1;
+    return false;
   }
   jpeg_create_decompress(&info);
   jpeg_stdio_src(&info, file);
@@ -46,21 +45,20 @@ int Decode(std::FILE *file, ErrorTrap &trap, jpeg_decompress_struct &info, GreyI
   }
   jpeg_finish_decompress(&info);
   jpeg_destroy_decompress(&info);
-  return 0;
+  return true;
 }
 
 }  // namespace
 
 GreyImage ReadJpegGrey(const std::string &path) {
-  std::unique_ptr<std::FILE, int (*)(std::FILE *)> file(std::fopen(path.c_str(), "rb"),
-                                                        &std::fclose);
-  if (!file) throw std::runtime_error("cannot open " + path);
+  std::FILE *file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) throw std::runtime_error("cannot open " + path);
   ErrorTrap trap{};
   jpeg_decompress_struct info{};
   GreyImage image;
-  if (Decode(file.get(), trap, info, image) != 0) {
-    throw std::runtime_error(path + ": " + trap.text);
-  }
+  const bool decoded = Decode(file, trap, info, image);
+  std::fclose(file);
+  if (!decoded) throw std::runtime_error(path + ": " + trap.text);
   return image;
 }
 

@@ -13,33 +13,37 @@ namespace ortavel {
 namespace {
 
 using test::GreyImage;
-using test::GreyView;
-
-GreyImage Correct(const GreyImage &in, const lensdistort_model &model) {
-  GreyImage out{in.width, in.height, std::vector<uint8_t>(in.pixels.size())};
-  const interp_method *bicubic = interp_get_method(BICUBIC, 1);
-  const interp_source source{in.pixels.data(), 0.0, 0.0, in.width, in.height, in.width, 1, 1, 255};
-  const interp_target target{out.pixels.data(), 0.0, 0.0, in.width, in.height, in.width, 1, 1, 255};
-  EXPECT_EQ(bicubic->kernel(&source, &target, lensdistort_transform_point, &model), 0);
-  return out;
-}
 
 test::Straightness Measure(const GreyImage &img) {
-  const auto grid =
-      test::FindChessboardCorners(GreyView{img.pixels.data(), img.width, img.height, img.width, 1});
+  const auto grid = test::FindChessboardCorners(
+      test::GreyView{img.pixels.data(), img.width, img.height, img.width, 1});
   EXPECT_TRUE(grid.has_value());
   return grid ? test::MeasureStraightness(*grid) : test::Straightness{};
 }
 
-void ExpectStraighter(const std::string &file, const PinholeCalibration &calibration) {
-  SCOPED_TRACE(file);
+const PinholeCalibration kSmallGrey{640, 480, 536.46, 536.41, 342.37, 235.55, -0.278647, 0.067173};
+
+class CorrectionStraightens : public testing::TestWithParam<const char *> {};
+
+TEST_P(CorrectionStraightens, RowsAndColumnsOfCorners) {
+  const std::string file = GetParam();
+  const PinholeCalibration &calibration =
+      file == "0_left.jpg" ? kStereoRigLeftCalibration : kSmallGrey;
   const GreyImage photo =
       test::ReadJpegGrey(std::string(ORTAVEL_TESTDATA_DIR) + "/chessboard/" + file);
   ASSERT_EQ(photo.width, calibration.width);
   ASSERT_EQ(photo.height, calibration.height);
-  const test::Straightness before = Measure(photo);
-  const test::Straightness after = Measure(Correct(photo, LensFromPinholeCalibration(calibration)));
-  ASSERT_GT(before.rms, 0.0);
+
+  GreyImage corrected{photo.width, photo.height, std::vector<uint8_t>(photo.pixels.size())};
+  const lensdistort_model model = LensFromPinholeCalibration(calibration);
+  const interp_source source{photo.pixels.data(), 0.0, 0.0, photo.width, photo.height,
+                             photo.width,         1,   1,   255};
+  const interp_target target{
+      corrected.pixels.data(), 0.0, 0.0, photo.width, photo.height, photo.width, 1, 1, 255};
+  ASSERT_EQ(
+      interp_get_method(BICUBIC, 1)->kernel(&source, &target, lensdistort_transform_point, &model),
+      0);
+  const test::Straightness before = Measure(photo), after = Measure(corrected);
   ASSERT_GT(after.rms, 0.0);
   // Barrel correction enlarges the middle of the picture, which makes every
   // pixel distance larger: comparing pixels favours the uncorrected photo.
@@ -47,16 +51,9 @@ void ExpectStraighter(const std::string &file, const PinholeCalibration &calibra
   EXPECT_LE(3.0 * after.rms, before.rms) << "before " << before.rms << " after " << after.rms;
 }
 
-TEST(CorrectionStraightens, SmallGreyCamera) {
-  const PinholeCalibration left{640, 480, 536.46, 536.41, 342.37, 235.55, -0.278647, 0.067173};
-  for (const char *file : {"left01.jpg", "left02.jpg", "left03.jpg", "left04.jpg", "left05.jpg"}) {
-    ExpectStraighter(file, left);
-  }
-}
-
-TEST(CorrectionStraightens, StereoRigCamera) {
-  ExpectStraighter("0_left.jpg", kStereoRigLeftCalibration);
-}
+INSTANTIATE_TEST_SUITE_P(Photographs, CorrectionStraightens,
+                         testing::Values("left01.jpg", "left02.jpg", "left03.jpg", "left04.jpg",
+                                         "left05.jpg", "0_left.jpg"));
 
 }  // namespace
 }  // namespace ortavel

@@ -7,10 +7,16 @@
 #include <cmath>
 #include <map>
 #include <numbers>
+#include <numeric>
 #include <utility>
 
 namespace ortavel::test {
 namespace {
+
+constexpr int32_t kColumns = 9;       // inner corners along the long side
+constexpr int32_t kRows = 6;          // inner corners along the short side
+constexpr double kBlurSigma = 2.0;    // pixels; smoothing before the saddle test
+constexpr int32_t kRefineRadius = 5;  // pixels; window of the sub-pixel refinement
 
 struct Plane {
   int32_t width = 0;
@@ -20,51 +26,36 @@ struct Plane {
   double at(int32_t x, int32_t y) const { return v[static_cast<size_t>(y) * width + x]; }
 };
 
-Plane ToPlane(const GreyView &image) {
+// The first sample of each pixel, smoothed by a separable Gaussian with the
+// edges repeated outwards.
+Plane BlurredPlane(const GreyView &image, double sigma) {
   Plane p{image.width, image.height, {}};
-  p.v.resize(static_cast<size_t>(image.width) * image.height);
   for (int32_t y = 0; y < image.height; y++) {
     const uint8_t *row = image.data + static_cast<ptrdiff_t>(y) * image.row_stride;
     for (int32_t x = 0; x < image.width; x++) {
-      p.v[static_cast<size_t>(y) * image.width + x] =
-          row[static_cast<ptrdiff_t>(x) * image.pixel_stride];
+      p.v.push_back(row[static_cast<ptrdiff_t>(x) * image.pixel_stride]);
+    }
+  }
+  const int32_t radius = std::max(1, static_cast<int32_t>(std::ceil(3.0 * sigma)));
+  std::vector<double> taps;
+  for (int32_t i = -radius; i <= radius; i++)
+    taps.push_back(std::exp(-0.5 * i * i / (sigma * sigma)));
+  const double sum = std::accumulate(taps.begin(), taps.end(), 0.0);
+  for (int32_t pass = 0; pass < 2; pass++) {  // across, then down
+    const int32_t dx = 1 - pass, dy = pass;
+    const Plane in = p;
+    for (int32_t y = 0; y < p.height; y++) {
+      for (int32_t x = 0; x < p.width; x++) {
+        double acc = 0.0;
+        for (int32_t i = -radius; i <= radius; i++) {
+          acc += taps[i + radius] * in.at(std::clamp(x + i * dx, 0, p.width - 1),
+                                          std::clamp(y + i * dy, 0, p.height - 1));
+        }
+        p.v[static_cast<size_t>(y) * p.width + x] = acc / sum;
+      }
     }
   }
   return p;
-}
-
-// Separable Gaussian, edges repeated outwards.
-Plane Blur(const Plane &in, double sigma) {
-  const int32_t radius = std::max(1, static_cast<int32_t>(std::ceil(3.0 * sigma)));
-  std::vector<double> taps(2 * radius + 1);
-  double sum = 0.0;
-  for (int32_t i = -radius; i <= radius; i++) {
-    taps[i + radius] = std::exp(-0.5 * i * i / (sigma * sigma));
-    sum += taps[i + radius];
-  }
-  for (double &t : taps) t /= sum;
-
-  Plane across = in;
-  for (int32_t y = 0; y < in.height; y++) {
-    for (int32_t x = 0; x < in.width; x++) {
-      double acc = 0.0;
-      for (int32_t i = -radius; i <= radius; i++) {
-        acc += taps[i + radius] * in.at(std::clamp(x + i, 0, in.width - 1), y);
-      }
-      across.v[static_cast<size_t>(y) * in.width + x] = acc;
-    }
-  }
-  Plane out = in;
-  for (int32_t y = 0; y < in.height; y++) {
-    for (int32_t x = 0; x < in.width; x++) {
-      double acc = 0.0;
-      for (int32_t i = -radius; i <= radius; i++) {
-        acc += taps[i + radius] * across.at(x, std::clamp(y + i, 0, in.height - 1));
-      }
-      out.v[static_cast<size_t>(y) * in.width + x] = acc;
-    }
-  }
-  return out;
 }
 
 // Minus the Hessian determinant: large and positive where the brightness
@@ -234,14 +225,11 @@ std::vector<Candidate> FindSaddles(const Plane &smooth, int32_t refine_radius) {
             [](const Candidate &a, const Candidate &b) { return a.strength > b.strength; });
   std::vector<Candidate> unique;
   for (const Candidate &c : found) {
-    bool seen = false;
-    for (const Candidate &u : unique) {
-      if (std::hypot(c.p.x - u.p.x, c.p.y - u.p.y) < 2.0) {
-        seen = true;
-        break;
-      }
+    if (std::none_of(unique.begin(), unique.end(), [&](const Candidate &u) {
+          return std::hypot(c.p.x - u.p.x, c.p.y - u.p.y) < 2.0;
+        })) {
+      unique.push_back(c);
     }
-    if (!seen) unique.push_back(c);
   }
   return unique;
 }
@@ -261,6 +249,16 @@ struct Growth {
   void Place(Cell c, int32_t index) {
     cells[c] = index;
     used[index] = true;
+  }
+
+  // The lowest and highest column and row filled.
+  std::pair<Cell, Cell> Bounds() const {
+    Cell lo{0, 0}, hi{0, 0};
+    for (const auto &[c, index] : cells) {
+      lo = {std::min(lo.first, c.first), std::min(lo.second, c.second)};
+      hi = {std::max(hi.first, c.first), std::max(hi.second, c.second)};
+    }
+    return {lo, hi};
   }
 
   int32_t NearestUnused(Corner at, double within) const {
@@ -317,14 +315,8 @@ struct Growth {
           changed = true;
         }
       }
-      int32_t min_c = 0, max_c = 0, min_r = 0, max_r = 0;
-      for (const auto &entry : cells) {
-        min_c = std::min(min_c, entry.first.first);
-        max_c = std::max(max_c, entry.first.first);
-        min_r = std::min(min_r, entry.first.second);
-        max_r = std::max(max_r, entry.first.second);
-      }
-      if (max_c - min_c + 1 > longest || max_r - min_r + 1 > longest) return false;
+      const auto [lo, hi] = Bounds();
+      if (hi.first - lo.first + 1 > longest || hi.second - lo.second + 1 > longest) return false;
     }
     return true;
   }
@@ -379,14 +371,9 @@ bool PlaceCross(Growth &g, int32_t seed) {
 // Lays the cells out as rows of the long side, turned so that the first
 // column and row are the leftmost and topmost as the board is seen.
 std::optional<CornerGrid> Arrange(const Growth &g, int32_t columns, int32_t rows) {
-  int32_t min_c = 0, max_c = 0, min_r = 0, max_r = 0;
-  for (const auto &entry : g.cells) {
-    min_c = std::min(min_c, entry.first.first);
-    max_c = std::max(max_c, entry.first.first);
-    min_r = std::min(min_r, entry.first.second);
-    max_r = std::max(max_r, entry.first.second);
-  }
-  const int32_t nc = max_c - min_c + 1, nr = max_r - min_r + 1;
+  const auto [lo, hi] = g.Bounds();
+  const int32_t min_c = lo.first, min_r = lo.second;
+  const int32_t nc = hi.first - min_c + 1, nr = hi.second - min_r + 1;
   if (static_cast<int32_t>(g.cells.size()) != columns * rows) return std::nullopt;
   bool transpose;
   if (nc == columns && nr == rows) {
@@ -426,46 +413,47 @@ std::optional<CornerGrid> Arrange(const Growth &g, int32_t columns, int32_t rows
 
 }  // namespace
 
-std::optional<CornerGrid> FindChessboardCorners(const GreyView &image,
-                                                const ChessboardOptions &options) {
+std::optional<CornerGrid> FindChessboardCorners(const GreyView &image) {
   if (image.data == nullptr || image.width < 8 || image.height < 8) return std::nullopt;
-  const Plane smooth = Blur(ToPlane(image), options.blur_sigma);
-  const std::vector<Candidate> cands = FindSaddles(smooth, options.refine_radius);
-  const int32_t longest = std::max(options.columns, options.rows);
+  const Plane smooth = BlurredPlane(image, kBlurSigma);
+  const std::vector<Candidate> cands = FindSaddles(smooth, kRefineRadius);
+  const int32_t longest = std::max(kColumns, kRows);
 
   // Strongest seeds first; an inner corner of the board nearly always wins.
   for (size_t seed = 0; seed < cands.size(); seed++) {
     Growth g(cands);
     if (!PlaceCross(g, static_cast<int32_t>(seed))) continue;
     if (!g.Grow(longest)) continue;
-    if (auto grid = Arrange(g, options.columns, options.rows)) return grid;
+    if (auto grid = Arrange(g, kColumns, kRows)) return grid;
   }
   return std::nullopt;
 }
 
 Straightness MeasureStraightness(const CornerGrid &grid) {
   Straightness s;
-  double sum_sq = 0.0;
-  int64_t count = 0;
+  double sum_sq = 0.0, spacing = 0.0;
+  int64_t count = 0, gaps = 0;
   auto fit = [&](const std::vector<Corner> &line) {
     double mx = 0.0, my = 0.0;
     for (const Corner &p : line) {
-      mx += p.x;
-      my += p.y;
+      mx += p.x / line.size();
+      my += p.y / line.size();
     }
-    mx /= line.size();
-    my /= line.size();
     double sxx = 0.0, syy = 0.0, sxy = 0.0;
-    for (const Corner &p : line) {
+    for (size_t i = 0; i < line.size(); i++) {
+      const Corner &p = line[i];
       sxx += (p.x - mx) * (p.x - mx);
       syy += (p.y - my) * (p.y - my);
       sxy += (p.x - mx) * (p.y - my);
+      if (i > 0) {
+        spacing += std::hypot(p.x - line[i - 1].x, p.y - line[i - 1].y);
+        gaps++;
+      }
     }
     // Direction of largest spread; distances are taken along its normal.
     const double theta = 0.5 * std::atan2(2.0 * sxy, sxx - syy);
-    const double nx = -std::sin(theta), ny = std::cos(theta);
     for (const Corner &p : line) {
-      const double d = std::fabs((p.x - mx) * nx + (p.y - my) * ny);
+      const double d = std::fabs(-(p.x - mx) * std::sin(theta) + (p.y - my) * std::cos(theta));
       sum_sq += d * d;
       s.max = std::max(s.max, d);
       count++;
@@ -473,9 +461,7 @@ Straightness MeasureStraightness(const CornerGrid &grid) {
     s.lines++;
   };
   for (int32_t r = 0; r < grid.rows; r++) {
-    std::vector<Corner> line;
-    for (int32_t c = 0; c < grid.columns; c++) line.push_back(grid.at(r, c));
-    fit(line);
+    fit({grid.corners.begin() + r * grid.columns, grid.corners.begin() + (r + 1) * grid.columns});
   }
   for (int32_t c = 0; c < grid.columns; c++) {
     std::vector<Corner> line;
@@ -483,23 +469,6 @@ Straightness MeasureStraightness(const CornerGrid &grid) {
     fit(line);
   }
   s.rms = count > 0 ? std::sqrt(sum_sq / count) : 0.0;
-
-  double spacing = 0.0;
-  int64_t gaps = 0;
-  for (int32_t r = 0; r < grid.rows; r++) {
-    for (int32_t c = 0; c < grid.columns; c++) {
-      if (c + 1 < grid.columns) {
-        spacing += std::hypot(grid.at(r, c + 1).x - grid.at(r, c).x,
-                              grid.at(r, c + 1).y - grid.at(r, c).y);
-        gaps++;
-      }
-      if (r + 1 < grid.rows) {
-        spacing += std::hypot(grid.at(r + 1, c).x - grid.at(r, c).x,
-                              grid.at(r + 1, c).y - grid.at(r, c).y);
-        gaps++;
-      }
-    }
-  }
   s.mean_spacing = gaps > 0 ? spacing / gaps : 0.0;
   return s;
 }

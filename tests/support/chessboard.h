@@ -40,17 +40,9 @@ struct CornerGrid {
   const Corner &at(int32_t row, int32_t column) const { return corners[row * columns + column]; }
 };
 
-struct ChessboardOptions {
-  int32_t columns = 9;        // inner corners along the long side
-  int32_t rows = 6;           // inner corners along the short side
-  double blur_sigma = 2.0;    // pixels; smoothing before the saddle test
-  int32_t refine_radius = 5;  // pixels; window of the sub-pixel refinement
-};
-
 // The board's corners to a small fraction of a pixel, or nothing when no
 // complete columns x rows grid of saddle points is found.
-std::optional<CornerGrid> FindChessboardCorners(const GreyView &image,
-                                                const ChessboardOptions &options = {});
+std::optional<CornerGrid> FindChessboardCorners(const GreyView &image);
 
 // Distances of the corners from the best-fit (total least squares) line of
 // their row or column, over all rows and all columns.
@@ -59,9 +51,6 @@ struct Straightness {
   double max = 0.0;           // pixels, largest single distance
   double mean_spacing = 0.0;  // pixels, mean distance between neighbouring corners
   int32_t lines = 0;          // rows + columns measured
-
-  // rms in units of the board's squares, for pictures of different scale.
-  double relative_rms() const { return mean_spacing > 0.0 ? rms / mean_spacing : 0.0; }
 };
 
 Straightness MeasureStraightness(const CornerGrid &grid);
