@@ -85,76 +85,62 @@ TEST(TiffParseFaults, AreFiledAndCostOnlyWhatTheyBreak) {
     bytes.resize(size);
     return bytes;
   };
+  auto app1 = [](std::vector<uint8_t> payload) {  // SOI and an APP1 "Exif" segment
+    const auto length = static_cast<uint8_t>(payload.size() + 8);
+    return Concat({0xFF, 0xD8, 0xFF, 0xE1, 0, length, 'E', 'x', 'i', 'f', 0, 0}, payload);
+  };
+  auto mem = [](const char *span) { return "Accessing non valid memory " + std::string(span); };
+  auto skip = [](const char *tag) {
+    return "Faulty data address - Skipping tag " + std::string(tag);
+  };
   const char *const kNoHeader = "Not enough space for TIFF endian header";
+  const char *const kNoOffset = "Not enough space for TIFF IFD0 offset";
   const char *const kNoIfd = "Faulty address to beginning of IFD";
   const char *const kIfdEnd = "Faulty address at end of IFD";
   const char *const kNoMain = "Problems parse TIFF main directory";
   const char *const kNoExif = "Problems parsing EXIF directory";
+  const auto ifd0_cut = cut(BuildTiff(false, {Short(256, 1), Short(257, 2), Short(258, 3)}), 34);
+  const auto exif_cut =
+      cut(BuildTiff(false, {Short(274, 1)}, {Short(41986, 0), Short(41987, 1)}), 38 + 2 + 12);
+  const auto huge =
+      BuildTiff(false, {Raw(271, 13, 1, 0), Raw(272, 0, 1, 0), Raw(270, 2, 10, 0xFFFFFFF8u),
+                        Raw(273, 4, 0x40000000u, 8), Raw(279, 5, 0x20000000u, 8),
+                        Raw(305, 1, 0x80000000u, 8), Short(274, 8)});
   const struct {
-    const char *what;
     std::vector<uint8_t> bytes;
     Strings warnings, errors;
     std::vector<uint16_t> ifd0;  // ids kept, in list order
   } kCases[] = {
-      {"3 bytes", {'I', 'I', '*'}, {}, {kNoHeader}, {}},
-      {"no signature",
-       std::vector<uint8_t>(16, 'A'),
-       {},
-       {"Could not find start of TIFF file"},
-       {}},
-      {"no IFD0 offset",
-       {'I', 'I', '*', 0, 8, 0},
-       {"Accessing non valid memory 4 - 8 (0 - 6)"},
-       {"Not enough space for TIFF IFD0 offset"},
-       {}},
-      {"APP1 payload of 2 bytes at 0xc",
-       {0xFF, 0xD8, 0xFF, 0xE1, 0, 10, 'E', 'x', 'i', 'f', 0, 0, 'I', 'I'},
-       {"Accessing non valid memory c - 10 (c - e)"},
-       {kNoHeader},
-       {}},
-      {"APP1 payload taken without looking at it",
-       {0xFF, 0xD8, 0xFF, 0xE1, 0, 16, 'E', 'x', 'i', 'f', 0, 0, 'I', 'M', '*', 0, 8, 0, 0, 0},
-       {},
-       {"Unknown tiff endian"},
-       {}},
-      {"IFD0 with room for two of its three entries",
-       cut(BuildTiff(false, {Short(256, 1), Short(257, 2), Short(258, 3)}), 8 + 2 + 12 * 2),
-       {"Accessing non valid memory a - 2e (0 - 22)"},
-       {kIfdEnd, kNoMain},
-       {}},
-      {"IFD0 beyond the block",
-       {'M', 'M', 0, '*', 0, 0, 0, 8},
-       {"Accessing non valid memory 8 - a (0 - 8)"},
-       {kNoIfd, kNoMain},
-       {}},
-      {"EXIF directory (at 38) cut after the first of its two entries: IFD0 is kept",
-       cut(BuildTiff(false, {Short(274, 1)}, {Short(41986, 0), Short(41987, 1)}), 38 + 2 + 12),
-       {"Accessing non valid memory 28 - 40 (0 - 34)", kNoExif},
-       {kIfdEnd},
-       {34665, 274}},
-      {"EXIF pointer near the top of the 32-bit range: IFD0 is kept",
-       BuildTiff(false, {Short(274, 1), Raw(34665, 4, 1, 0xFFFFFFFFu)}),
-       {"Accessing non valid memory ffffffff - 100000001 (0 - 26)", kNoExif},
+      {{'I', 'I', '*'}, {}, {kNoHeader}, {}},
+      {std::vector<uint8_t>(16, 'A'), {}, {"Could not find start of TIFF file"}, {}},
+      {{'I', 'I', '*', 0, 8, 0}, {mem("4 - 8 (0 - 6)")}, {kNoOffset}, {}},
+      // An APP1 payload of 2 bytes at 0xc; an APP1 payload taken unseen.
+      {app1({'I', 'I'}), {mem("c - 10 (c - e)")}, {kNoHeader}, {}},
+      {app1({'I', 'M', '*', 0, 8, 0, 0, 0}), {}, {"Unknown tiff endian"}, {}},
+      // IFD0 with room for two of its three entries; IFD0 beyond the block.
+      {ifd0_cut, {mem("a - 2e (0 - 22)")}, {kIfdEnd, kNoMain}, {}},
+      {{'M', 'M', 0, '*', 0, 0, 0, 8}, {mem("8 - a (0 - 8)")}, {kNoIfd, kNoMain}, {}},
+      // The EXIF directory (at 38) cut after the first of its two entries, or
+      // pointed at near the top of the 32-bit range: IFD0 is kept.
+      {exif_cut, {mem("28 - 40 (0 - 34)"), kNoExif}, {kIfdEnd}, {34665, 274}},
+      {BuildTiff(false, {Short(274, 1), Raw(34665, 4, 1, 0xFFFFFFFFu)}),
+       {mem("ffffffff - 100000001 (0 - 26)"), kNoExif},
        {kNoIfd},
        {34665, 274}},
-      {"faulty types, huge counts and offsets",
-       BuildTiff(false, {Raw(271, 13, 1, 0), Raw(272, 0, 1, 0), Raw(270, 2, 10, 0xFFFFFFF8u),
-                         Raw(273, 4, 0x40000000u, 8), Raw(279, 5, 0x20000000u, 8),
-                         Raw(305, 1, 0x80000000u, 8), Short(274, 8)}),
+      // Faulty types, values past the end, sizes of 2^32, 2^32 and 2^31.
+      {huge,
        {"Skipping faulty tag <10f>", "Skipping faulty tag <110>",
-        "Accessing non valid memory fffffff8 - 100000002 (0 - 62)",
-        "Faulty data address - Skipping tag 10e", "Faulty data address - Skipping tag 111",
-        "Faulty data address - Skipping tag 117", "Faulty data address - Skipping tag 131"},
+        mem("fffffff8 - 100000002 (0 - 62)"), skip("10e"), skip("111"), skip("117"), skip("131")},
        {},
        {274}},
-      {"faulty-typed EXIF pointer: skipped, and the EXIF directory with it",
-       BuildTiff(false, {Short(274, 1), Raw(34665, 0, 1, 38)}, {Short(41987, 1)}, false),
+      // A faulty-typed EXIF pointer is skipped, and the EXIF directory with it.
+      {BuildTiff(false, {Short(274, 1), Raw(34665, 0, 1, 38)}, {Short(41987, 1)}, false),
        {"Skipping faulty tag <8769>"},
        {},
        {274}},
   };
   for (const auto &c : kCases) {
-    SCOPED_TRACE(c.what);
+    SCOPED_TRACE(&c - kCases);
     Parser p = Parse(c.bytes);
     ASSERT_TRUE(p);
     EXPECT_EQ(Messages(p->warnings, p->warning_count), c.warnings);
