@@ -142,12 +142,4 @@ std::vector<std::string> AlertTexts(const hostemu::Host &host) {
   return texts;
 }
 
-std::vector<hostemu::LogEntry> TileRequests(const hostemu::Host &host) {
-  std::vector<hostemu::LogEntry> requests;
-  for (const auto &e : host.log().ofKind(hostemu::LogKind::Tile)) {
-    if (e.field("op") == "request") requests.push_back(e);
-  }
-  return requests;
-}
-
 }  // namespace runtest

@@ -59,7 +59,4 @@ int RefusedThreads();
 // Alert texts shown during the host's invocations.
 std::vector<std::string> AlertTexts(const hostemu::Host &host);
 
-// Tile requests (advanceState calls) logged by the host.
-std::vector<hostemu::LogEntry> TileRequests(const hostemu::Host &host);
-
 }  // namespace runtest

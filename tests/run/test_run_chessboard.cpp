@@ -43,13 +43,8 @@ TEST(ChessboardThroughThePlugin, CornerRowsComeOutStraighter) {
     doc.imageMode = plugInModeGrayScale;
     doc.planes.push_back(hostemu::Plane{photo.pixels, true});
     const lensdistort_model lens = ortavel::LensFromPinholeCalibration(calibration);
-    runtest::Settings s;
-    s.centerX = lens.centerX;
-    s.centerY = lens.centerY;
-    s.k1 = lens.k1;
-    s.k2 = lens.k2;
-    s.radiusLimit = lens.radiusLimit;
-    s.scale = lens.scale;
+    const runtest::Settings s{lens.k1,      lens.k2,          lens.centerX,
+                              lens.centerY, lens.radiusLimit, lens.scale};
     hostemu::HostOptions options;
     options.outTileWidth = options.outTileHeight = 128;
     options.inTileWidth = options.inTileHeight = 64;

@@ -191,7 +191,7 @@ TEST(FullRunEnds, BadParameters) {
     host.filterRecord()->depth = depth;  // 1, 3 and 8 bytes: no kernel for any
     EXPECT_EQ(host.callSelector(hostemu::kSelectorStart), -30100) << depth;
   }
-  EXPECT_EQ(runtest::TileRequests(host).size(), 0u);
+  EXPECT_EQ(host.log().count(hostemu::LogKind::Tile), 0u);  // no tile asked for
 }
 
 // Replaces the host's advanceState for the rest of a run: the host does its
