@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "emulator/host_impl.h"
+#include "emulator/suites/document_info.h"
 
 namespace hostemu {
 
@@ -43,28 +44,6 @@ const char *selectorName(std::int16_t selector) {
       return "finish";
     default:
       return "unknown";
-  }
-}
-
-// Channels that make up the colour of each image mode (the rest are alpha).
-int compositePlanes(std::int16_t mode, int planes) {
-  switch (mode) {
-    case plugInModeRGBColor:
-    case plugInModeHSLColor:
-    case plugInModeHSBColor:
-    case plugInModeLabColor:
-    case plugInModeRGB48:
-    case plugInModeLab48:
-    case plugInModeRGB96:
-      return std::min(3, planes);
-    case plugInModeCMYKColor:
-    case plugInModeCMYK64:
-      return std::min(4, planes);
-    case plugInModeMultichannel:
-    case plugInModeDeepMultichannel:
-      return planes;
-    default:
-      return std::min(1, planes);
   }
 }
 
@@ -175,7 +154,7 @@ void Host::Impl::fillRecord() {
 
   const Document &doc = document;
   const int planes = static_cast<int>(doc.planes.size());
-  const int composite = compositePlanes(doc.imageMode, planes);
+  const int composite = compositeChannelCount(doc.imageMode, planes);
   const int transparency = planes > composite ? 1 : 0;
 
   record.serialNumber = 0;

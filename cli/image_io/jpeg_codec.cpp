@@ -14,9 +14,11 @@
 #include <jpeglib.h>
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "exit_codes.h"
+#include "image_io/c_file.h"
 #include "image_io/codec.h"
 #include "image_io/exif_block.h"
 
@@ -40,11 +42,6 @@ void emitMessage(j_common_ptr cinfo, int level) {
   if (cinfo->err->msg_code == JWRN_EXTRANEOUS_DATA) return;  // harmless junk between markers
   errorExit(cinfo);
 }
-
-struct FileCloser {
-  void operator()(std::FILE *f) const { std::fclose(f); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
 
 struct Decompressor {
   jpeg_decompress_struct cinfo{};
@@ -74,8 +71,7 @@ const std::uint8_t kExifPrefix[6] = {'E', 'x', 'i', 'f', 0, 0};
 }  // namespace
 
 Image readJpeg(const std::filesystem::path &path) {
-  File f(std::fopen(path.c_str(), "rb"));
-  if (!f) throw inputError(path.string() + ": cannot open: " + std::strerror(errno));
+  CFile f = openForReading(path);
   Image img;
   img.format = FileFormat::kJpeg;
   img.fileBits = 8;
@@ -143,8 +139,7 @@ Image readJpeg(const std::filesystem::path &path) {
 }
 
 void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteOptions &opt) {
-  File f(std::fopen(path.c_str(), "wb"));
-  if (!f) throw failure(path.string() + ": cannot create: " + std::strerror(errno));
+  CFile f = createForWriting(path);
   Compressor c;
   try {
     jpeg_stdio_dest(&c.cinfo, f.get());
@@ -184,12 +179,7 @@ void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteO
   } catch (const JpegFault &e) {
     throw failure(path.string() + ": cannot write JPEG: " + e.text);
   }
-  if (std::fflush(f.get()) != 0 || std::ferror(f.get())) {
-    throw failure(path.string() + ": cannot write: " + std::strerror(errno));
-  }
-  std::FILE *raw = f.release();
-  if (std::fclose(raw) != 0)
-    throw failure(path.string() + ": cannot write: " + std::strerror(errno));
+  closeWritten(std::move(f), path);
 }
 
 }  // namespace ortavel::cli

@@ -9,9 +9,11 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "exit_codes.h"
+#include "image_io/c_file.h"
 #include "image_io/codec.h"
 
 namespace ortavel::cli {
@@ -26,11 +28,6 @@ struct PngFault {
 }
 void pngWarning(png_structp, png_const_charp) {}
 
-struct FileCloser {
-  void operator()(std::FILE *f) const { std::fclose(f); }
-};
-using File = std::unique_ptr<std::FILE, FileCloser>;
-
 constexpr double kMetresPerInch = 0.0254;
 
 bool littleEndianMachine() {
@@ -41,8 +38,7 @@ bool littleEndianMachine() {
 }  // namespace
 
 Image readPng(const std::filesystem::path &path) {
-  File f(std::fopen(path.c_str(), "rb"));
-  if (!f) throw inputError(path.string() + ": cannot open: " + std::strerror(errno));
+  CFile f = openForReading(path);
   png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
   if (!png) throw std::bad_alloc();
   png_infop info = png_create_info_struct(png);
@@ -131,8 +127,7 @@ void writePng(const Image &img, const std::filesystem::path &path) {
     throw usageError(path.string() +
                      ": PNG holds one alpha plane at most; write a TIFF file instead");
   }
-  File f(std::fopen(path.c_str(), "wb"));
-  if (!f) throw failure(path.string() + ": cannot create: " + std::strerror(errno));
+  CFile f = createForWriting(path);
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
   if (!png) throw std::bad_alloc();
   png_infop info = png_create_info_struct(png);
@@ -181,12 +176,7 @@ void writePng(const Image &img, const std::filesystem::path &path) {
   } catch (const PngFault &e) {
     throw failure(path.string() + ": cannot write PNG: " + e.text);
   }
-  if (std::fflush(f.get()) != 0 || std::ferror(f.get())) {
-    throw failure(path.string() + ": cannot write: " + std::strerror(errno));
-  }
-  std::FILE *raw = f.release();
-  if (std::fclose(raw) != 0)
-    throw failure(path.string() + ": cannot write: " + std::strerror(errno));
+  closeWritten(std::move(f), path);
 }
 
 }  // namespace ortavel::cli
