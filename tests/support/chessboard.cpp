@@ -374,13 +374,9 @@ std::optional<CornerGrid> Arrange(const Growth &g, int32_t columns, int32_t rows
   const auto [lo, hi] = g.Bounds();
   const int32_t min_c = lo.first, min_r = lo.second;
   const int32_t nc = hi.first - min_c + 1, nr = hi.second - min_r + 1;
-  if (static_cast<int32_t>(g.cells.size()) != columns * rows) return std::nullopt;
-  bool transpose;
-  if (nc == columns && nr == rows) {
-    transpose = false;
-  } else if (nc == rows && nr == columns) {
-    transpose = true;
-  } else {
+  const bool transpose = nc == rows && nr == columns;
+  if (static_cast<int32_t>(g.cells.size()) != columns * rows ||
+      (!transpose && (nc != columns || nr != rows))) {
     return std::nullopt;
   }
   auto corner = [&](int32_t row, int32_t column) {
@@ -402,11 +398,8 @@ std::optional<CornerGrid> Arrange(const Growth &g, int32_t columns, int32_t rows
     }
   }
   if (backwards(grid.at(0, 0), grid.at(rows - 1, 0))) {
-    std::vector<Corner> flipped;
-    for (int32_t r = rows - 1; r >= 0; r--) {
-      for (int32_t c = 0; c < columns; c++) flipped.push_back(grid.at(r, c));
-    }
-    grid.corners = std::move(flipped);
+    const auto row = [&](int32_t r) { return grid.corners.begin() + r * columns; };
+    for (int32_t r = 0; r < rows / 2; r++) std::swap_ranges(row(r), row(r + 1), row(rows - 1 - r));
   }
   return grid;
 }
