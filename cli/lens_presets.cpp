@@ -7,7 +7,7 @@ namespace ortavel::cli {
 const std::vector<LensPreset> &lensPresets() {
   // The bundled demo photograph's camera, from its chessboard calibration.
   static const std::vector<LensPreset> presets = {
-      {"demo", "the camera of the bundled demo photograph (testdata/demo/0_left.jpg)",
+      {"demo", "the camera of the bundled demo photograph (testdata/chessboard/0_left.jpg)",
        kStereoRigLeftLens.k1, kStereoRigLeftLens.k2, kStereoRigLeftLens.centerX,
        kStereoRigLeftLens.centerY},
   };

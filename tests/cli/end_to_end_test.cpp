@@ -25,7 +25,7 @@ using clitest::runCli;
 namespace {
 
 const fs::path kData = fs::path(ORTAVEL_TESTDATA_DIR);
-const fs::path kDemo = kData / "demo/0_left.jpg";
+const fs::path kDemo = kData / "chessboard/0_left.jpg";
 
 class EndToEnd : public ::testing::Test {
  protected:
@@ -113,7 +113,7 @@ TEST_F(EndToEnd, DefaultSettingsLeaveEveryFormatAndDepthUnchanged) {
 TEST_F(EndToEnd, RealPhotographsAreCorrectedAndKeepTheirCamera) {
   // A real camera JPEG: the correction changes pixels, keeps the size, and
   // carries the EXIF block, which the plug-in then reads back from the output.
-  const fs::path nikon = kData / "cli/npm-exif-js_DSCN0614_small.jpg";
+  const fs::path nikon = kData / "exif/exif-jpeg/npm-exif-js_DSCN0614_small.jpg";
   auto r = run({"correct", nikon.string(), at("n.jpg").string(), "--k1", "-0.2", "--k2", "0.05"});
   ASSERT_EQ(r.exitCode, 0) << r.err;
   const Image in = readImage(nikon), out = readImage(at("n.jpg"));
@@ -143,11 +143,13 @@ TEST_F(EndToEnd, RealPhotographsAreCorrectedAndKeepTheirCamera) {
   r = run({"correct", kDemo.string(), at("demo.tif").string(), "--lens", "demo", "-q"});
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(readImage(at("demo.tif")).doc.width, 1024);
-  r = run({"correct", (kData / "cli/left01.jpg").string(), at("l.png").string(), "--k1", "-0.1"});
+  r = run({"correct", (kData / "chessboard/left01.jpg").string(), at("l.png").string(), "--k1",
+           "-0.1"});
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(readImage(at("l.png")).colour, ColourModel::kGrey);
   // A real TIFF with an alpha sample keeps it.
-  r = run({"correct", (kData / "cli/npm-jpeg-exif_Arbitro.tiff").string(), at("a.tif").string()});
+  r = run({"correct", (kData / "exif/exif-tiff/npm-jpeg-exif_Arbitro.tiff").string(),
+           at("a.tif").string()});
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_EQ(readImage(at("a.tif")).alphaPlanes(), 1);
 }
@@ -169,8 +171,8 @@ TEST_F(EndToEnd, MarginsEnlargeTheCanvasAndMoveThePicture) {
 }
 
 TEST_F(EndToEnd, InfoPreviewAndAbout) {
-  auto r = run({"info", (kData / "cli/npm-exif-js_dsc_09827.jpg").string(),
-                (kData / "cli/left01.jpg").string()});
+  auto r = run({"info", (kData / "exif/exif-jpeg/npm-exif-js_dsc_09827.jpg").string(),
+                (kData / "chessboard/left01.jpg").string()});
   ASSERT_EQ(r.exitCode, 0) << r.err;
   EXPECT_NE(r.out.find("camera make:  NIKON CORPORATION\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("focal length: 190 mm\n"), std::string::npos) << r.out;
@@ -241,7 +243,12 @@ TEST_F(EndToEnd, BadInputIsRefusedInOneLineAndNothingIsWritten) {
       {{"correct", at("adir").string(), out}, 3, "directory"},
       {{"correct", at("notes.jpg").string(), out}, 3, "not an image"},
       {{"correct", at("cut.jpg").string(), out}, 3, "JPEG"},
-      {{"correct", (kData / "cli/exif-only_canon.jpg").string(), out}, 3, "JPEG"},
+      {{"correct",
+        (kData / "exif/exif-only/deb-goexif_2011-10-28-17-50-18-sep-2011-10-28-17-50-18a.jpg")
+            .string(),
+        out},
+       3,
+       "JPEG"},
       {{"correct", at("float.tif").string(), out}, 3, "floating-point"},
       {{"correct", ok, out, "--k1", "nan"}, 2, "--k1"},
       {{"correct", ok, out, "--scale", "0"}, 2, "scale"},

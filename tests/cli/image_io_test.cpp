@@ -115,7 +115,7 @@ TEST(ExifBlock, CameraTagsRoundTripAndRealBlocksRead) {
   EXPECT_DOUBLE_EQ(*out.focalLengthMm, 35.5);
 
   // The camera's own block, as the file's README (exiftool) reports it.
-  const Image nikon = readImage(kData / "cli/npm-exif-js_DSCN0614_small.jpg");
+  const Image nikon = readImage(kData / "exif/exif-jpeg/npm-exif-js_DSCN0614_small.jpg");
   const CameraTags real = readCameraTags(nikon.doc.exif);
   EXPECT_EQ(real.make, "NIKON");
   EXPECT_EQ(real.model, "E4600");
@@ -231,26 +231,26 @@ TEST(ImageRoundTrip, ExifIccAndResolutionTravel) {
 }
 
 TEST(ImageRead, RealCameraFiles) {
-  const Image demo = readImage(kData / "demo/0_left.jpg");
+  const Image demo = readImage(kData / "chessboard/0_left.jpg");
   EXPECT_EQ(demo.doc.width, 1024);
   EXPECT_EQ(demo.doc.height, 768);
   EXPECT_EQ(demo.colour, ColourModel::kRgb);
   EXPECT_EQ(demo.doc.imageMode, 3);
 
-  const Image grey = readImage(kData / "cli/left01.jpg");
+  const Image grey = readImage(kData / "chessboard/left01.jpg");
   EXPECT_EQ(grey.doc.width, 640);
   EXPECT_EQ(grey.doc.height, 480);
   EXPECT_EQ(grey.colour, ColourModel::kGrey);
   EXPECT_EQ(grey.doc.imageMode, 1);
 
-  const Image tiff = readImage(kData / "cli/npm-jpeg-exif_Arbitro.tiff");
+  const Image tiff = readImage(kData / "exif/exif-tiff/npm-jpeg-exif_Arbitro.tiff");
   EXPECT_EQ(tiff.doc.width, 174);
   EXPECT_EQ(tiff.doc.height, 38);
   EXPECT_EQ(tiff.colour, ColourModel::kRgb);
   EXPECT_EQ(tiff.alphaPlanes(), 1);
   EXPECT_TRUE(tiff.doc.exif.empty());  // no camera tags in it
 
-  const Image big = readImage(kData / "cli/npm-exif-js_dsc_09827.jpg");
+  const Image big = readImage(kData / "exif/exif-jpeg/npm-exif-js_dsc_09827.jpg");
   const CameraTags d100 = readCameraTags(big.doc.exif);
   EXPECT_EQ(d100.model, "NIKON D100 ");  // the camera pads it; exiftool trims the space
   EXPECT_NEAR(d100.focalLengthMm.value_or(0), 190.0, 1e-9);
@@ -268,12 +268,15 @@ TEST(ImageRead, BadFilesAreRefusedAsBadInput) {
   EXPECT_EQ(readFailure(dir / "empty.png"), ExitCode::kBadInput);
 
   // A real JPEG cut in half; and the same for PNG and TIFF.
-  std::ifstream src(kData / "demo/0_left.jpg", std::ios::binary);
+  std::ifstream src(kData / "chessboard/0_left.jpg", std::ios::binary);
   std::vector<char> bytes((std::istreambuf_iterator<char>(src)), {});
   std::ofstream(dir / "half.jpg", std::ios::binary).write(bytes.data(), bytes.size() / 2);
   EXPECT_EQ(readFailure(dir / "half.jpg", &msg), ExitCode::kBadInput);
   EXPECT_NE(msg.find("half.jpg"), std::string::npos);
-  EXPECT_EQ(readFailure(kData / "cli/exif-only_canon.jpg"), ExitCode::kBadInput);
+  EXPECT_EQ(
+      readFailure(kData /
+                  "exif/exif-only/deb-goexif_2011-10-28-17-50-18-sep-2011-10-28-17-50-18a.jpg"),
+      ExitCode::kBadInput);
 
   for (const char *name : {"p.png", "t.tif"}) {
     const Image img = pattern(ColourModel::kRgb, 8, 0, 200, 200);
