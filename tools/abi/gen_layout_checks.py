@@ -53,7 +53,7 @@ def constant_checks(constants):
         number = int(str(value).split()[0], 0)
         decimal = re.search(r"\((-?\d+)\)", str(value))
         if decimal and int(decimal.group(1)) & 0xFFFFFFFF != number:
-            # The sheet gives "0xFFFFFF6C (-108)" for the out-of-memory code;
+            # A sheet once gave "0xFFFFFF6C (-108)" for the out-of-memory code;
             # the hex is a slip (-108 is 0xFFFFFF94), the decimal is the value.
             sys.stderr.write("note: %s: %s disagrees with its decimal; using %s\n"
                              % (name, str(value).split()[0], decimal.group(1)))
