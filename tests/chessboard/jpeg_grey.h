@@ -15,7 +15,7 @@ struct GreyImage {
 };
 
 // Colour files are converted to luma by the decoder. Throws std::runtime_error
-// naming the file when it cannot be opened or decoded.
+// naming the file when it cannot be opened; a corrupt file ends the program.
 GreyImage ReadJpegGrey(const std::string &path);
 
 }  // namespace ortavel::test
