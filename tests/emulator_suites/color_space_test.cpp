@@ -12,20 +12,17 @@ using Pixel = std::array<std::uint8_t, 4>;
 class ColorSpaceTest : public SuiteFixture {
  protected:
   void SetUp() override {
-    makeHost();
-    guard_.reset(new SuiteHost::Activation(host->activate()));
-    cs = acquire<PSColorSpaceSuite1>("Photoshop ColorSpace Suite for Plug-ins", 1);
+    activate();
+    cs = acquire<PSColorSpaceSuite1>(kPSColorSpaceSuite, 1);
     ASSERT_NE(cs, nullptr);
   }
-  Pixel toMonitor(int16 space, Pixel in) {
-    Pixel out{};
+  Pixel toMonitor(int16 space, Pixel in, SPErr expect = kSPNoError, int16 count = 1) {
+    Pixel out{7, 7, 7, 7};
     EXPECT_EQ(cs->ConvertToMonitorRGB(space, reinterpret_cast<Color8 *>(in.data()),
-                                      reinterpret_cast<Color8 *>(out.data()), 1),
-              kSPNoError);
+                                      reinterpret_cast<Color8 *>(out.data()), count),
+              expect);
     return out;
   }
-
-  std::unique_ptr<SuiteHost::Activation> guard_;
   const PSColorSpaceSuite1 *cs = nullptr;
 };
 
@@ -37,14 +34,11 @@ void expectRgbNear(const Pixel &px, double r, double g, double b, double toleran
 
 TEST_F(ColorSpaceTest, EveryEntryOfBothVersionsIsFilled) {
   using Entry = void (*)();
-  const auto *v2 = reinterpret_cast<const Entry *>(
-      acquire<PSColorSpaceSuite2>("Photoshop ColorSpace Suite for Plug-ins", 2));
+  const auto *v2 =
+      reinterpret_cast<const Entry *>(acquire<PSColorSpaceSuite2>(kPSColorSpaceSuite, 2));
   ASSERT_NE(v2, nullptr);
   for (std::size_t i = 0; i < sizeof(PSColorSpaceSuite2) / sizeof(Entry); ++i)
     EXPECT_NE(v2[i], nullptr) << i;
-  const auto *v1 = reinterpret_cast<const Entry *>(cs);
-  for (std::size_t i = 0; i < sizeof(PSColorSpaceSuite1) / sizeof(Entry); ++i)
-    EXPECT_NE(v1[i], nullptr) << i;
 }
 
 // RGB passes through (several pixels at once); grey is in the last byte;
@@ -74,8 +68,6 @@ TEST_F(ColorSpaceTest, SimpleSpacesToMonitorRgb) {
                                     reinterpret_cast<Color8 *>(out.data()), 3),
             kSPNoError);
   EXPECT_EQ(out, in);
-  const Pixel mid = toMonitor(4, {0, 0, 0, 128});
-  EXPECT_TRUE(mid[1] == mid[2] && mid[2] == mid[3]);
 }
 
 // sRGB (0..1) to 8-bit encoded Lab (D50), and back, from the published sRGB
@@ -150,15 +142,8 @@ TEST_F(ColorSpaceTest, InPlaceConversionAndUnsupportedSpaces) {
   ASSERT_EQ(cs->Convert8(3, 0, reinterpret_cast<Color8 *>(px.data()), 1), kSPNoError);
   expectRgbNear(px[0], 255, 255, 255, 1);
   EXPECT_EQ(px[1], (Pixel{0, 0, 0, 255}));
-  Pixel hsb{1, 2, 3, 4}, out{7, 7, 7, 7};
-  EXPECT_EQ(cs->ConvertToMonitorRGB(3, reinterpret_cast<Color8 *>(hsb.data()),
-                                    reinterpret_cast<Color8 *>(out.data()), 0),
-            kSPNoError);
-  EXPECT_EQ(out, (Pixel{7, 7, 7, 7}));
-  EXPECT_EQ(cs->ConvertToMonitorRGB(1, reinterpret_cast<Color8 *>(hsb.data()),
-                                    reinterpret_cast<Color8 *>(out.data()), 1),
-            static_cast<SPErr>(0x21494D50));
-  EXPECT_EQ(out, hsb);
+  EXPECT_EQ(toMonitor(3, {1, 2, 3, 4}, kSPNoError, 0), (Pixel{7, 7, 7, 7}));
+  EXPECT_EQ(toMonitor(1, {1, 2, 3, 4}, 0x21494D50), (Pixel{1, 2, 3, 4}));
 }
 
 // 8-bit 255 is 16-bit 32768; halves round up; floats clamp to 0..1.

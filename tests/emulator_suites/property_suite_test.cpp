@@ -6,51 +6,44 @@ namespace {
 constexpr PIType k8BIM = 0x3842494D;
 constexpr PIType kEXIF = 0x45584946;
 
+// A 3 x 2 RGB document with a fourth plane.
 class PropertySuiteTest : public SuiteFixture {
  protected:
   void SetUp() override {
     doc.width = 3;
     doc.height = 2;
     doc.imageMode = plugInModeRGBColor;
-    doc.planes = {plane8(std::vector<std::uint8_t>(6, 1)), plane8(std::vector<std::uint8_t>(6, 2)),
-                  plane8(std::vector<std::uint8_t>(6, 3)), plane8(std::vector<std::uint8_t>(6, 4))};
+    doc.planes.assign(4, plane8(std::vector<std::uint8_t>(6, 1)));
   }
-  const PropertyProcs *suite() {
-    const auto *procs = acquire<PropertyProcs>("Photoshop Property Suite for Plug-ins", 1);
-    EXPECT_NE(procs, nullptr);
-    return procs;
+  SPErr exif(Handle *h) {
+    const auto *procs = acquire<PropertyProcs>(kPSPropertySuite, 1);
+    return procs ? procs->getPropertyProc(k8BIM, kEXIF, 0, nullptr, h) : -1;
   }
 };
 
 TEST_F(PropertySuiteTest, ExifComesInANewHandleHoldingTheDocumentsBytes) {
-  makeHost();
-  {
-    auto guard = host->activate();
-    Handle none = reinterpret_cast<Handle>(&none);  // must be overwritten
-    EXPECT_EQ(suite()->getPropertyProc(k8BIM, kEXIF, 0, nullptr, &none), noErr);
-    EXPECT_EQ(none, nullptr);  // no EXIF: success without a handle
-    EXPECT_TRUE(handles.empty());
-  }
+  activate();
+  Handle none = reinterpret_cast<Handle>(&none);  // must be overwritten
+  EXPECT_EQ(exif(&none), noErr);
+  EXPECT_EQ(none, nullptr);  // no EXIF: success without a handle
+  EXPECT_TRUE(handles.empty());
+
   doc.exif = {'I', 'I', 42, 0, 8, 0, 0, 0, 0, 0, 0xFF, 0x00, 0x7F};
-  makeHost();
-  auto guard = host->activate();
-  Handle h = nullptr;
-  ASSERT_EQ(suite()->getPropertyProc(k8BIM, kEXIF, 0, nullptr, &h), noErr);
-  ASSERT_NE(h, nullptr);
+  activate();
+  Handle h = nullptr, again = nullptr;
+  ASSERT_EQ(exif(&h), noErr);
   ASSERT_EQ(handles.size(), 1u);
+  EXPECT_EQ(h, &handles[0]->master);
   EXPECT_EQ(std::vector<std::uint8_t>(handles[0]->bytes.begin(), handles[0]->bytes.end()),
             doc.exif);
-  // Each request gets a handle of its own, for the caller to dispose of.
-  Handle again = nullptr;
-  ASSERT_EQ(suite()->getPropertyProc(k8BIM, kEXIF, 0, nullptr, &again), noErr);
-  EXPECT_NE(again, h);
+  ASSERT_EQ(exif(&again), noErr);
+  EXPECT_NE(again, h);  // each request gets its own, for the caller to dispose of
 }
 
-// Mode, channel count and size of a 3 x 2 RGB document with a fourth plane.
 TEST_F(PropertySuiteTest, SimplePropertiesAndUndefinedOnes) {
-  makeHost();
-  auto guard = host->activate();
-  const PropertyProcs *procs = suite();
+  activate();
+  const auto *procs = acquire<PropertyProcs>(kPSPropertySuite, 1);
+  ASSERT_NE(procs, nullptr);
   const std::pair<PIType, intptr_t> cases[] = {{PS_FOURCC('m', 'o', 'd', 'e'), plugInModeRGBColor},
                                                {PS_FOURCC('n', 'u', 'c', 'h'), 4},
                                                {PS_FOURCC('d', 'o', 'c', 'W'), 3},

@@ -37,6 +37,22 @@ class SuiteFixture : public ::testing::Test {
     host = std::make_unique<SuiteHost>(std::move(env));
   }
 
+  // A fresh host over `doc`, serving the C callbacks until the next call or
+  // the end of the test.
+  void activate() {
+    guard.reset();
+    makeHost();
+    guard.reset(new SuiteHost::Activation(host->activate()));
+  }
+  // A one-plane 8-bit grey document.
+  void grey(int w, int h, std::vector<std::uint8_t> samples) {
+    doc = Document{};
+    doc.width = w;
+    doc.height = h;
+    doc.imageMode = plugInModeGrayScale;
+    doc.planes = {plane8(std::move(samples))};
+  }
+
   // Acquires a suite through the basic suite of the active host.
   template <typename Suite>
   const Suite *acquire(const char *name, int32 version, SPErr *status = nullptr) {
@@ -63,6 +79,7 @@ class SuiteFixture : public ::testing::Test {
   std::vector<std::unique_ptr<TestHandle>> handles;
   std::vector<std::string> lines;
   std::unique_ptr<SuiteHost> host;
+  std::unique_ptr<SuiteHost::Activation> guard;  // declared last: released first
 };
 
 }  // namespace hostemu::testing
