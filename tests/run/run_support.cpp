@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "emulator/fourcc.h"
 #include "resample/interp.h"
@@ -128,12 +129,9 @@ hostemu::Document ReferenceCorrection(const hostemu::Document &doc, std::uint32_
   return result;
 }
 
-void RefuseThreads(bool refuse) {
+int RefuseThreads(bool refuse) {
   gRefuse = refuse;
-  gRefused = 0;
-}
-int RefusedThreads() {
-  return gRefused;
+  return std::exchange(gRefused, 0);
 }
 
 std::vector<std::string> AlertTexts(const hostemu::Host &host) {

@@ -52,9 +52,9 @@ lensdistort_model ModelFor(const Settings &s, int imageWidth, int imageHeight);
 hostemu::Document ReferenceCorrection(const hostemu::Document &doc, std::uint32_t methodId,
                                       const lensdistort_model &model);
 
-// While set, every pthread_create in this process fails with EAGAIN.
-void RefuseThreads(bool refuse);
-int RefusedThreads();
+// While set, every pthread_create in this process fails with EAGAIN. Returns
+// how many were refused since the previous call.
+int RefuseThreads(bool refuse);
 
 // Alert texts shown during the host's invocations.
 std::vector<std::string> AlertTexts(const hostemu::Host &host);

@@ -26,10 +26,8 @@ constexpr const char *kAutomation = "This plugin shall be executed from the FILE
 
 hostemu::HostOptions Tiles(int outW, int outH, int inW, int inH) {
   hostemu::HostOptions o;
-  o.outTileWidth = static_cast<std::int16_t>(outW);
-  o.outTileHeight = static_cast<std::int16_t>(outH);
-  o.inTileWidth = static_cast<std::int16_t>(inW);
-  o.inTileHeight = static_cast<std::int16_t>(inH);
+  std::tie(o.outTileWidth, o.outTileHeight, o.inTileWidth, o.inTileHeight) =
+      std::tuple<std::int16_t, std::int16_t, std::int16_t, std::int16_t>(outW, outH, inW, inH);
   return o;
 }
 
@@ -70,18 +68,14 @@ TEST(FullRun, DefaultsLeaveThePictureUnchangedAtEveryDepth) {
     EXPECT_EQ(Differences(host.workingDocument(), input), 0);
     EXPECT_EQ(runtest::AlertTexts(host), std::vector<std::string>{kAutomation});
     // 3 x 3 output tiles of 16, each reported once.
-    const auto progress = host.log().ofKind(hostemu::LogKind::Progress);
-    ASSERT_EQ(progress.size(), 9u);
-    EXPECT_EQ(progress.back().field("done"), "9");
+    EXPECT_EQ(host.log().ofKind(hostemu::LogKind::Progress).back().field("done"), "9");
   }
 }
 
 TEST(FullRun, EqualsOneKernelCallOverTheWholeImage) {
   hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
   Settings s;
-  s.k1 = 0.09;
-  s.k2 = 0.02;
-  s.scale = 1.05;
+  std::tie(s.k1, s.k2, s.scale) = std::tuple(0.09, 0.02, 1.05);
   const hostemu::Document doc0 = runtest::MakeDocument(97, 73, 8, 3, Busy8);
   const std::pair<std::uint32_t, std::uint32_t> methods[] = {{fourCC("biCu"), BICUBIC},
                                                              {fourCC("la06"), LANCZOS6}};
@@ -101,8 +95,7 @@ TEST(FullRun, EqualsOneKernelCallOverTheWholeImage) {
         hostemu::Host host(plugin, doc, t);
         runtest::RefuseThreads(!pool);
         const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(s));
-        const int refused = runtest::RefusedThreads();
-        runtest::RefuseThreads(false);
+        const int refused = runtest::RefuseThreads(false);
         EXPECT_EQ(r.result, 0);
         EXPECT_EQ(Differences(host.workingDocument(), expected), 0);
         // Without threads the pool is refused at its first thread and the
@@ -121,8 +114,7 @@ TEST(FullRun, EqualsOneKernelCallOverTheWholeImage) {
 // black, unlike one whole-image call.
 TEST(FullRun, DiffersWhereTheMappedPerimeterDoesNotBoundTheTile) {
   Settings s;
-  s.k1 = -1.0;
-  s.method = fourCC("biLi");
+  std::tie(s.k1, s.method) = std::tuple(-1.0, fourCC("biLi"));
   hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
   hostemu::Document doc = runtest::MakeDocument(201, 201, 8, 1, Busy8);
   const hostemu::Document expected =
@@ -141,24 +133,20 @@ TEST(FullRun, DiffersWhereTheMappedPerimeterDoesNotBoundTheTile) {
 
 TEST(FullRun, TilesMappedWhollyOutsideAreZeroInEveryPlane) {
   hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  Settings s;
-  s.centerX = 5.0;  // the optical centre far to the left: everything maps off the image
-  s.k1 = 1.0;
+  Settings s;  // the optical centre far to the left: everything maps off the image
+  std::tie(s.centerX, s.k1) = std::tuple(5.0, 1.0);
   hostemu::Document doc = runtest::MakeDocument(30, 20, 16, 4, [](int, int, int) { return 999u; });
   hostemu::Host host(plugin, doc, Tiles(16, 16, 16, 16));
   ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
   for (const hostemu::Plane &plane : host.workingDocument().planes) {
-    for (std::uint8_t b : plane.samples) ASSERT_EQ(b, 0);
+    EXPECT_EQ(plane.samples, std::vector<std::uint8_t>(plane.samples.size(), 0));
   }
 }
 
 TEST(FullRun, MarginsMoveThePictureByLeftAndTop) {
   hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
   Settings s;
-  s.left = 3;
-  s.top = 2;
-  s.right = 4;
-  s.bottom = 5;
+  std::tie(s.left, s.top, s.right, s.bottom) = std::tuple(3, 2, 4, 5);
   hostemu::Document doc = runtest::MakeDocument(40, 30, 8, 3, Busy8);
   const hostemu::Document input = doc;
   hostemu::Host host(plugin, doc, Tiles(8, 8, 8, 8));
@@ -182,13 +170,11 @@ TEST(FullRunEnds, BadParameters) {
   for (const auto &t : {Tiles(0, 16, 16, 16), Tiles(16, 0, 16, 16)}) {  // no output tile size
     hostemu::Host host(plugin, doc, t);
     const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(Settings{}));
-    EXPECT_EQ(r.result, -30100);
-    EXPECT_EQ(r.failedSelector, 3);
-    EXPECT_EQ(r.tiles, 0);
+    EXPECT_EQ(std::tuple(r.result, r.failedSelector, r.tiles), std::tuple(-30100, 3, 0));
   }
   hostemu::Host host(plugin, doc);
-  for (const std::int32_t depth : {1, 24, 64}) {
-    host.filterRecord()->depth = depth;  // 1, 3 and 8 bytes: no kernel for any
+  for (const std::int32_t depth : {1, 24, 64}) {  // 1, 3 and 8 bytes: no kernel for any
+    host.filterRecord()->depth = depth;
     EXPECT_EQ(host.callSelector(hostemu::kSelectorStart), -30100) << depth;
   }
   EXPECT_EQ(host.log().count(hostemu::LogKind::Tile), 0u);  // no tile asked for
@@ -222,8 +208,7 @@ TEST(FullRunEnds, AdvanceStateFailingPartWayKeepsTheTilesWritten) {
   hostemu::Host host(plugin, doc, options);
   hostp = &host;
   const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(s));
-  EXPECT_EQ(r.result, ioErr);
-  EXPECT_EQ(r.failedSelector, 3);
+  EXPECT_EQ(std::tuple(r.result, r.failedSelector), std::tuple(ioErr, 3));
   EXPECT_EQ(host.log().count(hostemu::LogKind::Progress), 2u);
   // Tiles 0 and 1 are corrected, tile 2 is as it was.
   EXPECT_EQ(Differences(host.workingDocument(), expected, 0, 32), 0);
@@ -241,8 +226,7 @@ TEST(FullRunEnds, AbortAfterTheFirstTileRequestsNothingMore) {
   options.abortAfterTiles = 1;
   hostemu::Host host(plugin, doc, options);
   const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(Settings{}));
-  EXPECT_EQ(r.result, -128);
-  EXPECT_EQ(r.tiles, 1);
+  EXPECT_EQ(std::tuple(r.result, r.tiles), std::tuple(-128, 1));
   const auto progress = host.log().ofKind(hostemu::LogKind::Progress);
   ASSERT_EQ(progress.size(), 1u);
   EXPECT_EQ(progress[0].field("total"), "9");

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -62,31 +63,24 @@ std::vector<std::uint8_t> Tiff(std::vector<Entry> ifd0, const std::vector<Entry>
   return b;
 }
 
-// What the automation step gets back; buffers pre-filled so that an
-// untouched one shows.
-struct Answer {
-  std::int16_t result = 0;
-  int tiles = 0;
-  std::string make, model;
-  double focal = 0.0;
-  std::vector<std::string> alerts;
-};
+// What the automation step gets back: the alerts, then the make, model and
+// focal-length buffers, pre-filled so that an untouched one shows. The
+// document is corrected whatever the block held.
+using Answer = std::tuple<std::vector<std::string>, std::string, std::string, double>;
 
 Answer Ask(const std::vector<std::uint8_t> &exif) {
   hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  hostemu::Document doc =
-      runtest::MakeDocument(16, 12, 8, 3, [](int p, int x, int y) { return p + x + y; });
+  hostemu::Document doc = runtest::MakeDocument(16, 12, 8, 3, [](int, int, int) { return 9u; });
   doc.exif = exif;
-  char make[256] = "untouched make";
-  char model[256] = "untouched model";
+  char make[256] = "untouched make", model[256] = "untouched model";
   double focal = -1.0;
   runtest::Settings s;
-  s.exifMake = make;
-  s.exifModel = model;
-  s.exifFocalLength = &focal;
+  std::tie(s.exifMake, s.exifModel, s.exifFocalLength) = std::tuple(make, model, &focal);
   hostemu::Host host(plugin, doc);
   const hostemu::RunResult r = host.runFilter(runtest::MakeDescriptor(s));
-  return {r.result, r.tiles, make, model, focal, runtest::AlertTexts(host)};
+  EXPECT_EQ(r.result, 0);
+  EXPECT_GT(r.tiles, 0);
+  return {runtest::AlertTexts(host), make, model, focal};
 }
 
 TEST(ExifRequest, FillsTheBuffersOrSaysWhyNot) {
@@ -126,13 +120,7 @@ TEST(ExifRequest, FillsTheBuffersOrSaysWhyNot) {
   };
   for (const Case &c : cases) {
     SCOPED_TRACE(c.what);
-    const Answer a = Ask(c.exif);
-    EXPECT_EQ(a.result, 0);
-    EXPECT_GT(a.tiles, 0);  // the document is corrected whatever the block held
-    EXPECT_EQ(a.alerts, c.alerts);
-    EXPECT_EQ(a.make, c.make);
-    EXPECT_EQ(a.model, c.model);
-    EXPECT_EQ(a.focal, c.focal);
+    EXPECT_EQ(Ask(c.exif), Answer(c.alerts, c.make, c.model, c.focal));
   }
 }
 
@@ -155,12 +143,10 @@ TEST(ExifRequest, RealCameraBlocks) {
     const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(in),
                                           std::istreambuf_iterator<char>()};
     ASSERT_GT(bytes.size(), 100u);
-    const Answer a = Ask(bytes);
-    EXPECT_EQ(a.result, 0);
-    EXPECT_TRUE(a.alerts.empty());
-    EXPECT_EQ(a.make, c.make);
-    EXPECT_EQ(a.model, c.model);
-    EXPECT_DOUBLE_EQ(a.focal, c.focal);
+    const auto [alerts, make, model, focal] = Ask(bytes);
+    EXPECT_EQ(std::tuple(alerts, make, model),
+              std::tuple(std::vector<std::string>{}, c.make, c.model));
+    EXPECT_DOUBLE_EQ(focal, c.focal);
   }
 }
 

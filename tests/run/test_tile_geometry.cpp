@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -66,9 +67,10 @@ TEST(TileGeometry, SourceBlockWidensAlignsClampsAndNeedsTwoByTwo) {
         << c.bounds.min_x << "," << c.bounds.min_y << " h " << c.halfWidth;
     EXPECT_EQ(SourceBlockUsable(r), c.usable) << c.bounds.min_x;
   }
-  EXPECT_TRUE(SourceBlockUsable(TileRect{0, 0, 2, 2}));
-  EXPECT_FALSE(SourceBlockUsable(TileRect{0, 0, 2, 1}));
-  EXPECT_FALSE(SourceBlockUsable(TileRect{0, 0, 1, 2}));
+  // Two by two pixels at the least.
+  EXPECT_EQ(std::tuple(SourceBlockUsable({0, 0, 2, 2}), SourceBlockUsable({0, 0, 2, 1}),
+                       SourceBlockUsable({0, 0, 1, 2})),
+            std::tuple(true, false, false));
 }
 
 }  // namespace
