@@ -100,32 +100,28 @@ lensdistort_model ModelFor(const Settings &s, int imageWidth, int imageHeight) {
 
 hostemu::Document ReferenceCorrection(const hostemu::Document &doc, std::uint32_t methodId,
                                       const lensdistort_model &model) {
-  const int bps = doc.bytesPerSample();
-  const int planes = static_cast<int>(doc.planes.size());
-  const int pixelStride = planes * bps;
-  const int rowStride = doc.width * pixelStride;
-  std::vector<std::uint8_t> in(static_cast<size_t>(rowStride) * doc.height);
-  std::vector<std::uint8_t> out(in.size());
-  hostemu::Document result = doc;
-  // Copies between the planes and the interleaved block, either way.
-  auto interleave = [&](hostemu::Document &d, std::vector<std::uint8_t> &block, bool toBlock) {
-    for (size_t i = 0; i < static_cast<size_t>(doc.width) * doc.height; i++) {
-      for (int p = 0; p < planes; p++) {
-        std::uint8_t *plane = &d.planes[p].samples[i * bps];
-        std::uint8_t *mixed = &block[i * pixelStride + p * bps];
-        std::memcpy(toBlock ? mixed : plane, toBlock ? plane : mixed, bps);
-      }
+  const int bps = doc.bytesPerSample(), planes = static_cast<int>(doc.planes.size());
+  const int pixelStride = planes * bps, rowStride = doc.width * pixelStride;
+  const size_t pixels = static_cast<size_t>(doc.width) * doc.height;
+  std::vector<std::uint8_t> in(pixels * pixelStride), out(in.size());
+  for (size_t i = 0; i < pixels; i++) {
+    for (int p = 0; p < planes; p++) {
+      std::memcpy(&in[i * pixelStride + p * bps], &doc.planes[p].samples[i * bps], bps);
     }
-  };
-  interleave(result, in, true);
+  }
   const int maxValue = doc.depth == 16 ? 32768 : 255;
-  interp_source source{in.data(), 0.0,         0.0,    doc.width, doc.height,
-                       rowStride, pixelStride, planes, maxValue};
-  interp_target target{out.data(), 0.0,         0.0,    doc.width, doc.height,
-                       rowStride,  pixelStride, planes, maxValue};
-  const interp_method *method = interp_get_method(methodId, static_cast<std::uint32_t>(bps));
-  method->kernel(&source, &target, lensdistort_transform_point, &model);
-  interleave(result, out, false);
+  const interp_source source{in.data(), 0.0,         0.0,    doc.width, doc.height,
+                             rowStride, pixelStride, planes, maxValue};
+  const interp_target target{out.data(), 0.0,         0.0,    doc.width, doc.height,
+                             rowStride,  pixelStride, planes, maxValue};
+  interp_get_method(methodId, static_cast<std::uint32_t>(bps))
+      ->kernel(&source, &target, lensdistort_transform_point, &model);
+  hostemu::Document result = doc;
+  for (size_t i = 0; i < pixels; i++) {
+    for (int p = 0; p < planes; p++) {
+      std::memcpy(&result.planes[p].samples[i * bps], &out[i * pixelStride + p * bps], bps);
+    }
+  }
   return result;
 }
 
