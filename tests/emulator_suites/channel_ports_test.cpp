@@ -36,7 +36,7 @@ class ChannelPortsTest : public SuiteFixture {
   const PSChannelPortsSuite1 *ports = nullptr;
 };
 
-TEST_F(ChannelPortsTest, DocumentInfoListsCompositeAndAlphaChannels) {
+TEST_F(ChannelPortsTest, DocumentInfoAndPortQueries) {
   doc.width = 5;
   doc.height = 4;
   doc.imageMode = plugInModeRGBColor;
@@ -44,17 +44,23 @@ TEST_F(ChannelPortsTest, DocumentInfoListsCompositeAndAlphaChannels) {
   for (int i = 0; i < 4; ++i) doc.planes.push_back(plane8(std::vector<std::uint8_t>(20), i != 1));
   open();
   const ReadImageDocumentDesc *info = host->documentInfo();
-  EXPECT_EQ(info->depth, 8);
-  EXPECT_EQ(info->bounds.bottom, 4);
-  EXPECT_EQ(info->bounds.right, 5);
+  EXPECT_EQ((std::vector<int32>{info->depth, info->bounds.bottom, info->bounds.right,
+                                info->alphaChannelCount}),
+            (std::vector<int32>{8, 4, 5, 1}));
   EXPECT_EQ(info->hResolution, 300 * 65536);
-  EXPECT_EQ(info->alphaChannelCount, 1);
   const auto composite = listOf(info->targetCompositeChannels);
   ASSERT_EQ(composite.size(), 3u);
   for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(composite[i]->target, i != 1 ? 1 : 0);
   const auto alpha = listOf(info->alphaChannels);
   ASSERT_EQ(alpha.size(), 1u);
   EXPECT_NE(alpha[0]->port, composite[2]->port);
+  int32 levels = 0, depth = 0;
+  VRect bounds{};
+  EXPECT_EQ(ports->CountLevels(port(0), &levels), kSPNoError);
+  EXPECT_EQ(ports->GetDepth(port(0), 0, &depth), kSPNoError);
+  EXPECT_EQ(ports->GetDataBounds(port(0), 0, &bounds), kSPNoError);
+  EXPECT_EQ((std::vector<int32>{levels, depth, bounds.bottom, bounds.right}),
+            (std::vector<int32>{1, 8, 4, 5}));
 }
 
 TEST_F(ChannelPortsTest, ChannelTypesFollowTheMode) {
@@ -182,21 +188,6 @@ TEST_F(ChannelPortsTest, ClipsTheReadRectAndRefusesWhatItCannotRead) {
   host->failEntry("CanRead", errPlugInHostInsufficient);
   EXPECT_EQ(ports->CanRead(port(0), &can), -30900);
   EXPECT_EQ(ports->New(nullptr, nullptr, 8, 0), static_cast<SPErr>(0x21494D50));
-}
-
-TEST_F(ChannelPortsTest, PortQueriesReportLevelsDepthAndBounds) {
-  grey(6, 3, {});
-  doc.imageMode = plugInModeGray16;
-  doc.depth = 16;
-  doc.planes = {planeOf<std::uint16_t>(std::vector<std::uint16_t>(18))};
-  open();
-  int32 levels = 0, depth = 0;
-  VRect bounds{};
-  EXPECT_EQ(ports->CountLevels(port(0), &levels), kSPNoError);
-  EXPECT_EQ(ports->GetDepth(port(0), 0, &depth), kSPNoError);
-  EXPECT_EQ(ports->GetDataBounds(port(0), 0, &bounds), kSPNoError);
-  EXPECT_EQ((std::vector<int32>{levels, depth, bounds.bottom, bounds.right}),
-            (std::vector<int32>{1, 16, 3, 6}));
 }
 
 TEST_F(ChannelPortsTest, OlderDirectCallbacksReadThroughTheSamePorts) {
