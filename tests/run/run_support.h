@@ -27,19 +27,12 @@ std::uint32_t Sample(const hostemu::Document &doc, int p, int x, int y);
 // The settings an automation step passes; unset fields stay out of the
 // descriptor.
 struct Settings {
-  double k1 = 0.0;
-  double k2 = 0.0;
-  double centerX = 0.0;
-  double centerY = 0.0;
-  double radiusLimit = 0.0;
-  double scale = 1.0;
+  double k1 = 0.0, k2 = 0.0, centerX = 0.0, centerY = 0.0, radiusLimit = 0.0, scale = 1.0;
   std::uint32_t method = 0;  // "intM" enumeration value; 0 = not given
   std::int32_t top = 0, bottom = 0, left = 0, right = 0;
-  void *exifMake = nullptr;
-  void *exifModel = nullptr;
-  void *exifFocalLength = nullptr;
-  void *previewCorrected = nullptr;
-  void *previewUncorrected = nullptr;
+  // Addresses of the caller's buffers, passed as text.
+  void *exifMake = nullptr, *exifModel = nullptr, *exifFocalLength = nullptr;
+  void *previewCorrected = nullptr, *previewUncorrected = nullptr;
 };
 
 hostemu::Descriptor MakeDescriptor(const Settings &s);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "../../cli/calibration.h"
@@ -36,18 +37,15 @@ TEST(ChessboardThroughThePlugin, CornerRowsComeOutStraighter) {
     const chess::GreyImage photo =
         chess::ReadJpegGrey(std::string(ORTAVEL_TESTDATA_DIR) + "/run/" + file);
     ASSERT_EQ(photo.width, calibration.width);
-    hostemu::Document doc;
-    doc.width = photo.width;
-    doc.height = photo.height;
-    doc.depth = 8;
-    doc.imageMode = plugInModeGrayScale;
-    doc.planes.push_back(hostemu::Plane{photo.pixels, true});
+    hostemu::Document doc = runtest::MakeDocument(
+        photo.width, photo.height, 8, 1,
+        [&](int, int x, int y) { return photo.pixels[y * photo.width + x]; }, plugInModeGrayScale);
     const lensdistort_model lens = ortavel::LensFromPinholeCalibration(calibration);
     const runtest::Settings s{lens.k1,      lens.k2,          lens.centerX,
                               lens.centerY, lens.radiusLimit, lens.scale};
     hostemu::HostOptions options;
-    options.outTileWidth = options.outTileHeight = 128;
-    options.inTileWidth = options.inTileHeight = 64;
+    std::tie(options.outTileWidth, options.outTileHeight, options.inTileWidth,
+             options.inTileHeight) = std::tuple(128, 128, 64, 64);
     const chess::Straightness before = Measure(doc);
     hostemu::Host host(plugin, doc, options);
     ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);

@@ -19,8 +19,7 @@
 namespace {
 
 struct Entry {
-  std::uint16_t tag;
-  std::uint16_t type;
+  std::uint16_t tag, type;
   std::uint32_t count;
   std::vector<std::uint8_t> value;  // little-endian bytes
 };
@@ -38,15 +37,13 @@ std::vector<std::uint8_t> Tiff(std::vector<Entry> ifd0, const std::vector<Entry>
   auto put = [&b](size_t at, size_t v, int bytes) {
     for (int i = 0; i < bytes; i++) b[at + i] = (v >> (8 * i)) & 0xFF;
   };
-  put(0, 0x4949, 2);  // "II"
-  put(2, 42, 2);
+  put(0, 0x002A4949, 4);  // "II", 42
   put(4, 8, 4);
   size_t at = 8;
   for (const std::vector<Entry> *directory : {&std::as_const(ifd0), &exif}) {
     put(at, directory->size(), 2);
     for (const Entry &e : *directory) {
-      put(at + 2, e.tag, 2);
-      put(at + 4, e.type, 2);
+      put(at + 2, e.tag | e.type << 16, 4);
       put(at + 6, e.count, 4);
       if (e.tag == 34665) {
         put(at + 10, exifAt, 4);
