@@ -17,7 +17,7 @@ using hostemu::HostOptions;
 using probe::record;
 
 struct Got {
-  std::vector<std::uint32_t> keys, types;
+  std::vector<std::string> keys;  // "key/type"
   std::vector<long> statuses;
   std::vector<double> numbers;
   std::vector<std::uint32_t> expectedAfter;
@@ -46,8 +46,7 @@ void reader(int16 selector, void *block, intptr_t *, int16 *) {
   DescriptorTypeID type;
   int32 flags;
   while (rp->getKeyProc(r, &key, &type, &flags)) {
-    got.keys.push_back(key);
-    got.types.push_back(type);
+    got.keys.push_back(hostemu::fourCCText(key) + "/" + hostemu::fourCCText(type));
     double d = -1.0;
     if (key == fourCC("paK1") || key == fourCC("paXC") || key == fourCC("paK2")) {
       got.statuses.push_back(rp->getFloatProc(r, &d));
@@ -90,10 +89,8 @@ TEST(DescriptorProcs, KeysComeInWrittenOrderWithDuplicatesAndClearTheExpectedArr
   const auto r = host.runFilter(in);
   ASSERT_TRUE(got.opened);
   EXPECT_EQ(got.playInfo, 2);  // a descriptor went in: a silent replay
-  EXPECT_EQ(got.keys, (std::vector<std::uint32_t>{fourCC("paK1"), fourCC("intM"), fourCC("paK1"),
-                                                  fourCC("exMa"), fourCC("txt ")}));
-  EXPECT_EQ(got.types, (std::vector<std::uint32_t>{fourCC("doub"), fourCC("enum"), fourCC("doub"),
-                                                   fourCC("TEXT"), fourCC("TEXT")}));
+  EXPECT_EQ(got.keys, (std::vector<std::string>{"paK1/doub", "intM/enum", "paK1/doub", "exMa/TEXT",
+                                                "txt /TEXT"}));
   // The early get before any key is refused, and errors stick to the close.
   EXPECT_EQ(got.statuses, (std::vector<long>{-50, 0, 0, 0, 0, 0}));
   EXPECT_EQ(got.numbers, (std::vector<double>{0.25, fourCC("la08"), -1.5, -1.0, 12.0}));
