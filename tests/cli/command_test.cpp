@@ -8,6 +8,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <stdexcept>
 #include <tuple>
 
@@ -71,31 +72,30 @@ TEST(CommandLine, OptionsOverrideTheSettingsFileWhateverTheOrder) {
 }
 
 TEST(CommandLine, MistakesAreUsageErrors) {
-  const std::vector<std::vector<std::string>> bad = {
-      {},
-      {"fix", "a", "b"},
-      {"correct", "a"},
-      {"correct", "a", "b", "c"},
-      {"correct", "a", "b", "--k1"},
-      {"correct", "a", "b", "--k1", "inf"},
-      {"correct", "a", "b", "--k2", "1e999"},
-      {"correct", "a", "b", "--scale", "-1"},
-      {"correct", "a", "b", "--radius-limit", "-0.5"},
-      {"correct", "a", "b", "--margins", "1,2,3"},
-      {"correct", "a", "b", "--orientation", "8"},
-      {"correct", "a", "b", "--quality", "0"},
-      {"correct", "a", "b", "--size", "10x10"},
-      {"correct", "a", "b", "--lens", "unknown"},
-      {"correct", "a", "b", "--settings", "/nonexistent/settings"},
-      {"info"},
-      {"info", "a", "--force"},
-      {"preview", "a"},
-      {"preview", "a", "-o", "d", "--size", "0x5"},
-      {"about", "x"},
-  };
-  for (const auto &args : bad) {
-    std::string line;
-    for (const auto &a : args) line += a + " ";
+  // Each case is the arguments, separated by spaces.
+  for (const char *line : {"",
+                           "fix a b",
+                           "correct a",
+                           "correct a b c",
+                           "correct a b --k1",
+                           "correct a b --k1 inf",
+                           "correct a b --k2 1e999",
+                           "correct a b --scale -1",
+                           "correct a b --radius-limit -0.5",
+                           "correct a b --margins 1,2,3",
+                           "correct a b --orientation 8",
+                           "correct a b --quality 0",
+                           "correct a b --size 10x10",
+                           "correct a b --lens unknown",
+                           "correct a b --settings /nonexistent/settings",
+                           "info",
+                           "info a --force",
+                           "preview a",
+                           "preview a -o d --size 0x5",
+                           "about x"}) {
+    std::vector<std::string> args;
+    std::istringstream words(line);
+    for (std::string w; words >> w;) args.push_back(w);
     EXPECT_EQ(usageOf(args), ExitCode::kUsage) << line;
   }
   EXPECT_TRUE(parseCommandLine({"correct", "--help"}).help);

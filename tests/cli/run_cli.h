@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -27,11 +28,7 @@ struct CliResult {
   std::string out;
   std::string err;
   // Number of lines on standard error.
-  int errLines() const {
-    int n = 0;
-    for (char c : err) n += c == '\n';
-    return n;
-  }
+  long errLines() const { return std::count(err.begin(), err.end(), '\n'); }
 };
 
 struct RunOptions {

@@ -228,7 +228,8 @@ class Script : public Frame {
 };
 
 TEST_F(Script, ValuesClampsEnumerationsAndDuplicates) {
-  FilterParameters p = Read({{K("zzzz"), 9.0},  // unknown keys are skipped
+  // Unknown keys are skipped.
+  FilterParameters p = Read({{K("zzzz"), 9.0},
                              {K("paK1"), 0.25},
                              {K("paK2"), -0.5},
                              {K("paXC"), 0.125},
@@ -252,28 +253,25 @@ TEST_F(Script, ValuesClampsEnumerationsAndDuplicates) {
             {K("paFR"), std::nan("")},
             {K("paK1"), 1.0},
             {K("paK1"), 2.0}});
-  EXPECT_EQ(p.scale, 0.0);
-  EXPECT_FALSE(std::signbit(p.scale));
-  EXPECT_EQ(p.interpolation, 1);
-  EXPECT_EQ(p.orientation, 0);
+  EXPECT_EQ(std::tuple(p.scale, std::signbit(p.scale), p.interpolation, p.orientation, p.k1),
+            std::tuple(0.0, false, 1, 0, 2.0));
   EXPECT_TRUE(std::isnan(p.radiusLimit));
-  EXPECT_EQ(p.k1, 2.0);
 }
 
 TEST_F(Script, AddressesAsText) {
   double focal = 0;
   char make[64];
-  char makeText[32], focalText[32];
-  std::snprintf(makeText, sizeof makeText, "%p", static_cast<void *>(make));
-  std::snprintf(focalText, sizeof focalText, "%p", static_cast<void *>(&focal));
-  const FilterParameters p = Read({{K("exMa"), std::string(makeText)},
-                                   {K("exFo"), std::string(focalText)},
+  const auto address = [](const void *at) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%p", at);
+    return std::string(text);
+  };
+  const FilterParameters p = Read({{K("exMa"), address(make)},
+                                   {K("exFo"), address(&focal)},
                                    {K("exMo"), std::string("")},
                                    {K("prCo"), std::string("zz")}});
-  EXPECT_EQ(p.exifMake, make);
-  EXPECT_EQ(p.exifFocalLength, &focal);
-  EXPECT_EQ(p.exifModel, nullptr);
-  EXPECT_EQ(p.previewCorrected, nullptr);
+  EXPECT_EQ(std::tuple(p.exifMake, p.exifFocalLength, p.exifModel, p.previewCorrected),
+            std::tuple(make, &focal, nullptr, nullptr));
 }
 
 TEST_F(Script, AReaderOrWriterThatWillNotOpenIsAMissingParameter) {
