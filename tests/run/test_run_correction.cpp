@@ -31,6 +31,12 @@ hostemu::HostOptions Tiles(int outW, int outH, int inW, int inH) {
   return o;
 }
 
+class FullRun : public testing::Test {
+ protected:
+  hostemu::Plugin plugin{ORTAVEL_PLUGIN_PATH};
+};
+using FullRunEnds = FullRun;
+
 // A busy 8-bit picture: no two neighbours alike, every plane different.
 std::uint32_t Busy8(int p, int x, int y) {
   return (x * 37 + y * 11 + p * 85 + x * y) % 251 + 3;
@@ -50,8 +56,7 @@ int Differences(const hostemu::Document &a, const hostemu::Document &b, int x0 =
   return n;
 }
 
-TEST(FullRun, DefaultsLeaveThePictureUnchangedAtEveryDepth) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+TEST_F(FullRun, DefaultsLeaveThePictureUnchangedAtEveryDepth) {
   // 16-bit samples run up to the host's 32768; 32-bit ones stay within the
   // 0..255 that their kernels clamp to.
   const std::pair<int, runtest::PixelFn> cases[] = {
@@ -71,10 +76,8 @@ TEST(FullRun, DefaultsLeaveThePictureUnchangedAtEveryDepth) {
   }
 }
 
-TEST(FullRun, EqualsOneKernelCallOverTheWholeImage) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  Settings s;
-  std::tie(s.k1, s.k2, s.scale) = std::tuple(0.09, 0.02, 1.05);
+TEST_F(FullRun, EqualsOneKernelCallOverTheWholeImage) {
+  Settings s{.k1 = 0.09, .k2 = 0.02, .scale = 1.05};
   const hostemu::Document doc0 = runtest::MakeDocument(97, 73, 8, 3, Busy8);
   const std::pair<std::uint32_t, std::uint32_t> methods[] = {{fourCC("biCu"), BICUBIC},
                                                              {fourCC("la06"), LANCZOS6}};
@@ -109,10 +112,8 @@ TEST(FullRun, EqualsOneKernelCallOverTheWholeImage) {
 // beyond the source block the host delivers (bilinear widens by 1, and a
 // right edge at max + 2 takes columns to max + 1): those pixels come out
 // black, unlike one whole-image call.
-TEST(FullRun, DiffersWhereTheMappedPerimeterDoesNotBoundTheTile) {
-  Settings s;
-  std::tie(s.k1, s.method) = std::tuple(-1.0, fourCC("biLi"));
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+TEST_F(FullRun, DiffersWhereTheMappedPerimeterDoesNotBoundTheTile) {
+  const Settings s{.k1 = -1.0, .method = fourCC("biLi")};
   hostemu::Document doc = runtest::MakeDocument(201, 201, 8, 1, Busy8);
   const hostemu::Document expected =
       runtest::ReferenceCorrection(doc, BILINEAR, runtest::ModelFor(s, 201, 201));
@@ -128,10 +129,9 @@ TEST(FullRun, DiffersWhereTheMappedPerimeterDoesNotBoundTheTile) {
   EXPECT_GT(blackHere, 100);
 }
 
-TEST(FullRun, TilesMappedWhollyOutsideAreZeroInEveryPlane) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  Settings s;  // the optical centre far to the left: everything maps off the image
-  std::tie(s.centerX, s.k1) = std::tuple(5.0, 1.0);
+TEST_F(FullRun, TilesMappedWhollyOutsideAreZeroInEveryPlane) {
+  // The optical centre far to the left: everything maps off the image.
+  const Settings s{.k1 = 1.0, .centerX = 5.0};
   hostemu::Document doc = runtest::MakeDocument(30, 20, 16, 4, [](int, int, int) { return 999u; });
   hostemu::Host host(plugin, doc, Tiles(16, 16, 16, 16));
   ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
@@ -140,29 +140,20 @@ TEST(FullRun, TilesMappedWhollyOutsideAreZeroInEveryPlane) {
   }
 }
 
-TEST(FullRun, MarginsMoveThePictureByLeftAndTop) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  Settings s;
-  std::tie(s.left, s.top, s.right, s.bottom) = std::tuple(3, 2, 4, 5);
+TEST_F(FullRun, MarginsMoveThePictureByLeftAndTop) {
+  const Settings s{.top = 2, .bottom = 5, .left = 3, .right = 4};
   hostemu::Document doc = runtest::MakeDocument(40, 30, 8, 3, Busy8);
-  const hostemu::Document input = doc;
   hostemu::Host host(plugin, doc, Tiles(8, 8, 8, 8));
   ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
   // The picture is the top-left 33 x 23 pixels; it lands at (3, 2) and the
   // rest of the output lies outside it.
-  for (int p = 0; p < 3; p++) {
-    for (int y = 0; y < 30; y++) {
-      for (int x = 0; x < 40; x++) {
-        const bool inside = x >= 3 && x < 36 && y >= 2 && y < 25;
-        const std::uint32_t want = inside ? runtest::Sample(input, p, x - 3, y - 2) : 0u;
-        ASSERT_EQ(runtest::Sample(host.workingDocument(), p, x, y), want) << x << "," << y;
-      }
-    }
-  }
+  const hostemu::Document expected = runtest::MakeDocument(40, 30, 8, 3, [](int p, int x, int y) {
+    return x >= 3 && x < 36 && y >= 2 && y < 25 ? Busy8(p, x - 3, y - 2) : 0u;
+  });
+  EXPECT_EQ(Differences(host.workingDocument(), expected), 0);
 }
 
-TEST(FullRunEnds, BadParameters) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
+TEST_F(FullRunEnds, BadParameters) {
   hostemu::Document doc = runtest::MakeDocument(20, 20, 8, 3, Busy8);
   for (const auto &t : {Tiles(0, 16, 16, 16), Tiles(16, 0, 16, 16)}) {  // no output tile size
     hostemu::Host host(plugin, doc, t);
@@ -185,10 +176,8 @@ std::int16_t FailingAdvance() {
   return ioErr;
 }
 
-TEST(FullRunEnds, AdvanceStateFailingPartWayKeepsTheTilesWritten) {
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
-  Settings s;
-  s.k1 = 0.05;
+TEST_F(FullRunEnds, AdvanceStateFailingPartWayKeepsTheTilesWritten) {
+  const Settings s{.k1 = 0.05};
   hostemu::Document doc = runtest::MakeDocument(48, 16, 8, 3, Busy8);
   const hostemu::Document input = doc;
   const hostemu::Document expected =
@@ -213,11 +202,10 @@ TEST(FullRunEnds, AdvanceStateFailingPartWayKeepsTheTilesWritten) {
   EXPECT_GT(Differences(expected, input, 32), 0);
 }
 
-TEST(FullRunEnds, AbortAfterTheFirstTileRequestsNothingMore) {
+TEST_F(FullRunEnds, AbortAfterTheFirstTileRequestsNothingMore) {
   // The aborted run leaves its worker threads parked inside the module, so
   // the module must stay loaded after this test's host lets go of it.
   ASSERT_NE(dlopen(ORTAVEL_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL), nullptr);
-  hostemu::Plugin plugin(ORTAVEL_PLUGIN_PATH);
   hostemu::Document doc = runtest::MakeDocument(40, 40, 8, 3, Busy8);
   hostemu::HostOptions options = Tiles(16, 16, 16, 16);
   options.abortAfterTiles = 1;

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "emulator/host.h"
@@ -137,8 +136,7 @@ TEST(SourcePreview, NoTargetedChannelGivesFlatGreyAndSaysSo) {
 TEST(CorrectedPreview, SameSizeWithoutMarginsIsTheKernelOverTheSourcePreview) {
   hostemu::Document doc = runtest::MakeDocument(60, 40, 8, 3, Pattern);
   Preview source(30, 20, true), corrected(30, 20, true);
-  runtest::Settings s;
-  std::tie(s.k1, s.scale) = std::tuple(0.2, 1.1);
+  const runtest::Settings s{.k1 = 0.2, .scale = 1.1};
   EXPECT_TRUE(Serve(doc, &source, &corrected, s).empty());
   EXPECT_EQ(source.record.pending + corrected.record.pending, 0);
   EXPECT_TRUE(corrected.PaddingKept());
