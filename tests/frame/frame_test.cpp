@@ -181,10 +181,10 @@ TEST_F(Frame, SixteenBitCoordinatesAreCutAndAnUnflaggedBigDocumentIsIgnored) {
   h.record.bigDocumentData = nullptr;
   gFilterRecord = &h.record;
   SetInRect(VRect{32767, 32768, 40000, -40000});
-  EXPECT_EQ(h.record.inRect.top, 32767);
-  EXPECT_EQ(h.record.inRect.left, -32768);    // 0x8000
-  EXPECT_EQ(h.record.inRect.bottom, -25536);  // 40000 - 65536
-  EXPECT_EQ(h.record.inRect.right, 25536);    // -40000 + 65536
+  // 0x8000, 40000 - 65536 and -40000 + 65536.
+  const Rect &in = h.record.inRect;
+  EXPECT_EQ(std::tuple(in.top, in.left, in.bottom, in.right),
+            std::tuple(32767, -32768, -25536, 25536));
 
   h.record.bigDocumentData = &h.big;
   h.big.PluginUsing32BitCoordinates = 0;
