@@ -62,14 +62,6 @@ std::uint32_t Sample(const hostemu::Document &doc, int p, int x, int y) {
   return s;
 }
 
-namespace {
-std::string AddressText(void *p) {
-  char text[64];
-  std::snprintf(text, sizeof text, "%p", p);
-  return text;
-}
-}  // namespace
-
 hostemu::Descriptor MakeDescriptor(const Settings &s) {
   hostemu::Descriptor d;
   d.putFloat(fourCC("paK1"), s.k1)
@@ -79,17 +71,18 @@ hostemu::Descriptor MakeDescriptor(const Settings &s) {
       .putFloat(fourCC("paFR"), s.radiusLimit)
       .putFloat(fourCC("scaF"), s.scale);
   if (s.method != 0) d.putEnumerated(fourCC("intM"), fourCC("intT"), s.method);
-  if (s.top != 0) d.putInteger(fourCC("caTo"), s.top);
-  if (s.bottom != 0) d.putInteger(fourCC("caBo"), s.bottom);
-  if (s.left != 0) d.putInteger(fourCC("caLe"), s.left);
-  if (s.right != 0) d.putInteger(fourCC("caRi"), s.right);
-  const std::pair<const char *, void *> addresses[] = {{"exMa", s.exifMake},
-                                                       {"exMo", s.exifModel},
-                                                       {"exFo", s.exifFocalLength},
-                                                       {"prCo", s.previewCorrected},
-                                                       {"prUn", s.previewUncorrected}};
-  for (const auto &[key, address] : addresses) {
-    if (address != nullptr) d.putString(fourCC(key), AddressText(address));
+  for (const auto &[key, value] :
+       {std::pair{"caTo", s.top}, {"caBo", s.bottom}, {"caLe", s.left}, {"caRi", s.right}}) {
+    if (value != 0) d.putInteger(fourCC(key), value);
+  }
+  for (const auto &[key, address] : {std::pair{"exMa", s.exifMake},
+                                     {"exMo", s.exifModel},
+                                     {"exFo", s.exifFocalLength},
+                                     {"prCo", s.previewCorrected},
+                                     {"prUn", s.previewUncorrected}}) {
+    char text[64];
+    std::snprintf(text, sizeof text, "%p", address);
+    if (address != nullptr) d.putString(fourCC(key), text);
   }
   return d;
 }
