@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <tuple>
 #include <utility>
 
 #include "emulator/fourcc.h"
@@ -37,10 +38,8 @@ using hostemu::fourCC;
 hostemu::Document MakeDocument(int width, int height, int depth, int planes, const PixelFn &value,
                                std::int16_t imageMode) {
   hostemu::Document doc;
-  doc.width = width;
-  doc.height = height;
-  doc.depth = depth;
-  doc.imageMode = imageMode;
+  std::tie(doc.width, doc.height, doc.depth, doc.imageMode) =
+      std::tuple(width, height, depth, imageMode);
   const int bps = depth / 8;
   doc.planes.resize(planes);
   for (int p = 0; p < planes; p++) {

@@ -3,6 +3,7 @@
 // from it, the grey fallback, and requests with nothing to do.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -30,9 +31,7 @@ struct Preview {
   const std::uint8_t *At(int x, int y) const { return &pixels[y * record.rowBytes + x * 3]; }
   bool PaddingKept() const {
     for (int y = 0; y < record.height; y++) {
-      for (int i = record.width * 3; i < record.rowBytes; i++) {
-        if (pixels[y * record.rowBytes + i] != kPad) return false;
-      }
+      if (std::count(At(record.width, y), At(0, y) + record.rowBytes, kPad) != 5) return false;
     }
     return true;
   }
