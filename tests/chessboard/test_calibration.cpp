@@ -30,10 +30,8 @@ TEST(Calibration, HandWorkedConversions) {
   for (const Case &c : cases) {
     SCOPED_TRACE(c.calibration.fx);
     const lensdistort_model m = LensFromPinholeCalibration(c.calibration);
-    EXPECT_DOUBLE_EQ(m.centerX, c.centerX);
-    EXPECT_DOUBLE_EQ(m.centerY, c.centerY);
-    EXPECT_DOUBLE_EQ(m.k1, c.k1);
-    EXPECT_DOUBLE_EQ(m.k2, c.k2);
+    EXPECT_EQ(std::tuple(m.centerX, m.centerY, m.k1, m.k2),
+              std::tuple(c.centerX, c.centerY, c.k1, c.k2));
     EXPECT_EQ(std::tuple(m.radiusLimit, m.scale, m.imageWidth, m.imageHeight, m.orientation),
               std::tuple(0.0, 1.0, 101, 51, 0u));
   }
