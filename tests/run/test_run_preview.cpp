@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "emulator/host.h"
@@ -93,26 +94,17 @@ TEST(SourcePreview, RgbGreyAndCmyk) {
     Preview preview(12, 9, true);
     std::vector<std::uint8_t> expected;
     const auto alerts = Serve(doc, &preview, nullptr, {}, [&](hostemu::Host &host) {
-      std::vector<std::uint8_t> colours;
-      for (int y = 0; y < 9; y++) {
-        for (int x = 0; x < 12; x++) {
-          for (int i = 0; i < 4; i++) {
-            const int p = c.planes == 1 ? i - 3 : c.planes == 3 ? i - 1 : i;  // plane in byte i
-            colours.push_back(p == 3 ? 255 : p < 0 ? 0 : Pattern(p, x, y));
-          }
-        }
+      std::vector<std::uint8_t> colours;  // 4 bytes a pixel, row by row
+      for (int i = 0; i < 12 * 9 * 4; i++) {
+        const int b = i % 4, p = c.planes == 1 ? b - 3 : c.planes == 3 ? b - 1 : b;  // plane in b
+        colours.push_back(p == 3 ? 255 : p < 0 ? 0 : Pattern(p, i / 4 % 12, i / 48));
       }
       expected = c.planes == 3 ? colours : HostMonitorRgb(host, c.space, colours);
     });
-    EXPECT_TRUE(alerts.empty());
-    EXPECT_EQ(preview.record.pending, 0);
-    EXPECT_TRUE(preview.PaddingKept());
-    for (int y = 0; y < 9; y++) {
-      for (int x = 0; x < 12; x++) {
-        for (int ch = 0; ch < 3; ch++) {
-          ASSERT_EQ(preview.At(x, y)[ch], expected[(y * 12 + x) * 4 + 1 + ch]) << x << "," << y;
-        }
-      }
+    EXPECT_EQ(std::tuple(alerts.size(), preview.record.pending, preview.PaddingKept()),
+              std::tuple(0u, 0, true));
+    for (int i = 0; i < 12 * 9 * 3; i++) {  // 3 bytes a pixel, each byte 1..3 of the colour
+      ASSERT_EQ(preview.At(i / 3 % 12, i / 36)[i % 3], expected[i / 3 * 4 + 1 + i % 3]) << i;
     }
   }
 }
