@@ -220,6 +220,18 @@ inline int clamp_index(int i, int last) {
   return i < 0 ? 0 : (i > last ? last : i);
 }
 
+// Where target pixel (x, y) comes from, as a position in the source block with
+// pixel (i, j) centred on (i, j); false when it lies outside the block's pixel
+// area (borders inclusive; NaN is outside).
+inline bool source_position(const interp_source *src, interp_transform_fn transform,
+                            const void *model, double x, double y, double x_limit, double y_limit,
+                            double *sx, double *sy) {
+  transform(x, y, sx, sy, model);
+  *sx = *sx - src->origin_x;
+  *sy = *sy - src->origin_y;
+  return *sx >= -0.5 && *sy >= -0.5 && *sx <= x_limit && *sy <= y_limit;
+}
+
 template <typename Method, typename T, int C>
 void filter_block(const interp_source *src, const interp_target *dst, interp_transform_fn transform,
                   const void *model) {
@@ -237,11 +249,8 @@ void filter_block(const interp_source *src, const interp_target *dst, interp_tra
     for (int c = 0; c < dst->width; ++c, out += dst->pixel_stride) {
       double sx;
       double sy;
-      transform(static_cast<double>(c) + dst->origin_x, y, &sx, &sy, model);
-      sx = sx - src->origin_x;
-      sy = sy - src->origin_y;
-      // Written so that NaN fails the test.
-      if (!(sx >= -0.5 && sy >= -0.5 && sx <= x_limit && sy <= y_limit)) {
+      if (!source_position(src, transform, model, static_cast<double>(c) + dst->origin_x, y,
+                           x_limit, y_limit, &sx, &sy)) {
         zero_pixel<T>(out, channels);
         continue;
       }
@@ -309,11 +318,11 @@ int32_t align_kernel(const interp_source *src, const interp_target *dst,
     for (int c = 0; c < dst->width; ++c, out += dst->pixel_stride) {
       double sx;
       double sy;
-      transform(static_cast<double>(c) + dst->origin_x, y, &sx, &sy, model);
-      sx = sx - src->origin_x;
-      sy = sy - src->origin_y;
+      const bool inside =
+          source_position(src, transform, model, static_cast<double>(c) + dst->origin_x, y, x_limit,
+                          y_limit, &sx, &sy);
       zero_pixel<T>(out, channels);
-      if (sx >= -0.5 && sy >= -0.5 && sx <= x_limit && sy <= y_limit) {
+      if (inside) {
         const double fx = sx - std::floor(sx);
         const double fy = sy - std::floor(sy);
         // No clamp: the phase lies in 0..1 by construction.
