@@ -11,7 +11,7 @@ all: configure
 	cmake --build $(BUILD) -j $(JOBS)
 
 deps:
-	@scripts/ensure-deps
+	@scripts/ensure-deps build test lint
 
 configure: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) $(CMAKE_FLAGS) >/dev/null
@@ -30,12 +30,14 @@ install: all
 
 # The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
 asan: deps
+	@scripts/ensure-deps sanitize
 	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORTAVEL_SANITIZE=address,undefined -DORTAVEL_BUILD_BENCH=OFF >/dev/null
 	cmake --build build-asan -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1 ctest --test-dir build-asan --output-on-failure -j $(JOBS)
 
 # The threaded tests under ThreadSanitizer.
 tsan: deps
+	@scripts/ensure-deps sanitize
 	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORTAVEL_SANITIZE=thread -DORTAVEL_BUILD_BENCH=OFF >/dev/null
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -L threads -j $(JOBS)
@@ -43,6 +45,7 @@ tsan: deps
 # Fuzzes the EXIF reader for a bounded time (FUZZ_SECONDS) with libFuzzer.
 FUZZ_SECONDS ?= 60
 fuzz: deps
+	@scripts/ensure-deps sanitize
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORTAVEL_BUILD_FUZZ=ON -DORTAVEL_BUILD_BENCH=OFF -DORTAVEL_SANITIZE=address,undefined >/dev/null
 	cmake --build build-fuzz -j $(JOBS) --target fuzz_tiff_parse
 	scripts/run-fuzz build-fuzz/bin/fuzz_tiff_parse tests/fuzz/corpus/tiff_parse $(FUZZ_SECONDS)
