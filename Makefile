@@ -14,7 +14,7 @@ deps:
 	@scripts/ensure-deps build test lint
 
 configure: deps
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) $(CMAKE_FLAGS) >/dev/null
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DORTAVEL_BUILD_TESTS=ON -DORTAVEL_BUILD_BENCH=ON $(CMAKE_FLAGS) >/dev/null
 
 test: all
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
@@ -22,8 +22,9 @@ test: all
 bench: all
 	$(BUILD)/bin/ortavel-bench
 
-demo: all
-	scripts/demo $(BUILD)
+# The demo builds only what it runs (module, host, command), quietly.
+demo:
+	@scripts/demo $(BUILD)
 
 install: all
 	cmake --install $(BUILD)
