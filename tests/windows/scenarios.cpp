@@ -20,7 +20,9 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -124,6 +126,7 @@ class Scenarios {
       options.abortAfterTiles = 2;
       run("abort", MakeDocument(150, 100, 8), &d, options);
     }
+    recordAndPlay();
     exifRequest();
     previews();
   }
@@ -156,6 +159,40 @@ class Scenarios {
     t << extra;
     write(name + ".txt", t.str());
     writeDocument(name + ".doc", host.workingDocument());
+  }
+
+  // What a host does with an action: records the descriptor the filter
+  // writes back, then plays it on the same picture, the filter silent.
+  void recordAndPlay() {
+    const hostemu::Document original = MakeDocument(120, 80, 8);
+    hostemu::Descriptor d;
+    putLens(d, "la08");
+    hostemu::Document recorded = original;
+    std::optional<hostemu::Descriptor> action;
+    {
+      hostemu::Plugin plugin(module_);
+      hostemu::Host host(plugin, recorded, withTiles({}));
+      const hostemu::RunResult r = host.runFilter(d);
+      std::ostringstream t;
+      summary(t, host, r);
+      t << "differs from the original "
+        << (host.workingDocument().planes[0].samples != original.planes[0].samples ? "yes" : "no")
+        << "\n";
+      write("recorded.txt", t.str());
+      writeDocument("recorded.doc", host.workingDocument());
+      action = r.descriptorOut;
+    }
+    if (!action) throw std::runtime_error("the filter wrote no descriptor to record");
+    hostemu::Document played = original;
+    hostemu::Plugin plugin(module_);
+    hostemu::HostOptions options;
+    options.playInfo = 2;  // played back without dialogs
+    hostemu::Host host(plugin, played, withTiles(options));
+    const hostemu::RunResult r = host.runFilter(*action);
+    std::ostringstream t;
+    summary(t, host, r);
+    write("played.txt", t.str());
+    writeDocument("played.doc", host.workingDocument());
   }
 
   void exifRequest() {
