@@ -1,5 +1,7 @@
 // Loading a filter module the way a Windows host does: the module is mapped
-// with LoadLibraryW, its PiPL resource (type "PIPL") says whether it is a
+// with LoadLibraryW, its PiPL resource (type "PiPL"; Windows matches resource
+// type names without regard to case, and resource compilers store them in
+// capitals) says whether it is a
 // filter and which function is its x64 entry point, and only that name is
 // looked up. Its terminology (type "AETE", the id the PiPL gives) is read
 // for describe().
@@ -72,12 +74,12 @@ Plugin::Plugin(const std::filesystem::path &path)
   module_.reset(module);
 
   std::wstring id;
-  EnumResourceNamesW(module, L"PIPL", firstName, reinterpret_cast<LONG_PTR>(&id));
+  EnumResourceNamesW(module, L"PiPL", firstName, reinterpret_cast<LONG_PTR>(&id));
   if (id.empty()) {
     throw PluginLoadError("the module " + shown +
                           " has no PiPL resource, so a host does not list it as a plug-in");
   }
-  const auto bytes = resourceBytes(module, id.c_str(), L"PIPL");
+  const auto bytes = resourceBytes(module, id.c_str(), L"PiPL");
   try {
     pipl_ = parsePipl(bytes);
   } catch (const PiplError &e) {

@@ -1,7 +1,7 @@
-// Modal alerts on Windows: a host that shows alerts itself (the emulator and
-// the command) exports the hook from its program, found through the process's
-// own module; any other host gets the system's message box, owned by the
-// host's main window so that it stays modal to the host.
+// Modal alerts on Windows: a host that shows alerts itself (the emulator does)
+// exports the hook from its program, found through the process's own module;
+// any other host gets the system's message box, owned by the host's main
+// window so that it stays modal to the host.
 #include <windows.h>
 
 #include <string>
