@@ -142,6 +142,23 @@ TEST_F(Resources, DamagedBytesAreRefusedWithTheirPlace) {
   EXPECT_THROW(hostemu::parseAete(shortAete), hostemu::PiplError);
 }
 
+TEST(PiplDescription, AKeyOfAnUndeclaredTypeStopsTheBuild) {
+  const auto text = ReadFile(ORTAVEL_PIPL_DESCRIPTION);
+  std::string description(text.begin(), text.end());
+  const std::string from = "\"key\": \"paK1\", \"type\": \"doub\"";
+  const auto at = description.find(from);
+  ASSERT_NE(at, std::string::npos);
+  description.replace(at, from.size(), "\"key\": \"paK1\", \"type\": \"dobl\"");
+  const std::filesystem::path dir = std::filesystem::path(ORTAVEL_PIPL_WORKDIR) / "bad";
+  std::filesystem::create_directories(dir);
+  std::ofstream(dir / "bad.json") << description;
+  const std::string command = std::string("python3 ") + ORTAVEL_PIPL_GENERATOR + " " +
+                              (dir / "bad.json").string() + " " + (dir / "bad.rc").string() +
+                              " 2>/dev/null";
+  EXPECT_NE(std::system(command.c_str()), 0);
+  EXPECT_FALSE(std::filesystem::exists(dir / "bad.rc"));
+}
+
 TEST(PiplOverrides, TheLoaderTestModulesDifferOnlyWhereTheyMeanTo) {
   const auto rc = Generate("other", "--kind 8BEF --entry OrtavelMissingEntry");
   const hostemu::Pipl p = hostemu::parsePipl(ReadFile(rc.parent_path() / "other.pipl"));
