@@ -5,7 +5,7 @@ JOBS    ?= $(shell nproc)
 PREFIX  ?= /usr/local
 CMAKE_FLAGS ?=
 
-.PHONY: all deps configure test bench demo install asan tsan fuzz lint format clean
+.PHONY: all deps configure test bench demo install asan tsan fuzz lint format clean windows windows-test
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -51,6 +51,18 @@ fuzz: deps
 	cmake --build build-fuzz -j $(JOBS) --target fuzz_tiff_parse
 	scripts/run-fuzz build-fuzz/bin/fuzz_tiff_parse tests/fuzz/corpus/tiff_parse $(FUZZ_SECONDS)
 
+# The Windows x64 module (Ortavel.8bf) and host emulator, cross-built with
+# mingw-w64 into build-windows/.
+windows:
+	@scripts/ensure-deps windows
+	cmake -S . -B build-windows -DCMAKE_TOOLCHAIN_FILE=cmake/mingw-w64-x86_64.cmake -DCMAKE_BUILD_TYPE=Release >/dev/null
+	cmake --build build-windows -j $(JOBS)
+
+# The Windows module under Wine, scenario by scenario, against the Linux module.
+windows-test: configure windows
+	cmake --build $(BUILD) -j $(JOBS) --target ortavel_plugin ortavel-scenarios
+	scripts/windows-test $(BUILD) build-windows
+
 lint: configure
 	scripts/lint $(BUILD)
 
@@ -58,4 +70,4 @@ format:
 	git ls-files '*.c' '*.cc' '*.cpp' '*.h' '*.hpp' | xargs clang-format -i
 
 clean:
-	rm -rf $(BUILD) build-asan build-tsan build-fuzz out
+	rm -rf $(BUILD) build-asan build-tsan build-fuzz build-windows out

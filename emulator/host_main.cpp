@@ -16,6 +16,8 @@
 //     --play N            playInfo
 //     --parameters        call the parameters selector first
 //     --about             call the about selector first
+//     --describe          print what the module's PiPL and terminology say
+//                         (Windows, where hosts read them) and run nothing
 //     --abort-after N     abort after N output tiles
 //     --float KEY=V | --int KEY=V | --enum KEY=TYPE:VALUE | --string KEY=TEXT | --bool KEY=0|1
 //                         put an item into the descriptor handed to the filter
@@ -42,7 +44,7 @@ using hostemu::fourCC;
       << "       [--raw FILE] [--out FILE] [--tile N] [--small-coords] [--no-basic-suite]\n"
       << "       [--no-descriptor] [--play N] [--parameters] [--about] [--abort-after N]\n"
       << "       [--float KEY=V] [--int KEY=V] [--enum KEY=TYPE:VALUE] [--string KEY=TEXT]\n"
-      << "       [--bool KEY=0|1]\n";
+      << "       [--bool KEY=0|1] [--describe]\n";
   std::exit(status);
 }
 
@@ -126,7 +128,7 @@ int main(int argc, char **argv) {
   doc.height = 48;
   int planes = 3;
   std::string raw, out;
-  bool callAbout = false, withParameters = false;
+  bool callAbout = false, withParameters = false, describeOnly = false;
   hostemu::HostOptions options;
   hostemu::Descriptor descriptor;
   bool haveDescriptor = false;
@@ -170,6 +172,8 @@ int main(int argc, char **argv) {
         withParameters = true;
       } else if (a == "--about") {
         callAbout = true;
+      } else if (a == "--describe") {
+        describeOnly = true;
       } else if (a == "--abort-after") {
         options.abortAfterTiles = std::stoi(next());
       } else if (a == "--float") {
@@ -211,6 +215,14 @@ int main(int argc, char **argv) {
       readRaw(doc, raw);
     }
     hostemu::Plugin plugin(module);
+    if (describeOnly) {
+      if (plugin.pipl() == nullptr) {
+        std::cerr << "ortavel-host: hosts on this platform read no PiPL; nothing to describe\n";
+        return 2;
+      }
+      std::cout << hostemu::describe(*plugin.pipl(), plugin.aete());
+      return 0;
+    }
     hostemu::Host host(plugin, doc, options);
     if (callAbout) host.about();
     const auto r = host.runFilter(haveDescriptor ? &descriptor : nullptr, withParameters);

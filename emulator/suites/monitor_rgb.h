@@ -11,6 +11,9 @@
 // that models plain subtractive inks (each ink removes its share of one sRGB
 // primary, black of all three). Relative colorimetric, so the media whites
 // meet. A MonitorRgb may be used from several threads at once.
+//
+// The Windows build has no lcms2 (monitor_rgb_plain.cpp): RGB as above, grey
+// copied into R, G and B, and Lab and CMYK declined.
 #pragma once
 
 #include <cstddef>

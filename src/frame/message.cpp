@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "frame/globals.h"
 #include "frame/platform_alert.h"
 #include "host/ps_types.h"
 
@@ -12,6 +13,14 @@ namespace {
 const char kFilterName[] = "Ortavel Filter";
 const char kAboutTitle[] = "About Ortavel Filter";
 const char kAboutText[] = "Ortavel Filter 1.2.2 (083)";
+
+// The host's platform record, whose window owns our alerts. On the about
+// selector gFilterRecord holds the about record, which keeps it elsewhere.
+const PlatformData *HostPlatformData(bool about) {
+  if (gFilterRecord == nullptr) return nullptr;
+  if (about) return reinterpret_cast<const AboutRecord *>(gFilterRecord)->platformData;
+  return gFilterRecord->platformData;
+}
 }  // namespace
 
 extern "C" void Message(const char *format, ...) {
@@ -29,9 +38,9 @@ extern "C" void Message(const char *format, ...) {
   char shown[256];
   std::memcpy(shown, message + 1, message[0]);
   shown[message[0]] = '\0';
-  ShowPlatformAlert(kFilterName, shown);
+  ShowPlatformAlert(kFilterName, shown, HostPlatformData(false));
 }
 
 extern "C" void DoAbout(void) {
-  ShowPlatformAlert(kAboutTitle, kAboutText);
+  ShowPlatformAlert(kAboutTitle, kAboutText, HostPlatformData(true));
 }

@@ -1,14 +1,15 @@
 // Modal alerts. On Linux there is no toolkit of ours: the loading host shows
 // the alert through its hook, and without one the text goes to stderr. The
-// macOS and Windows dialogs belong in their own branches below.
+// macOS dialog belongs in its branch below; Windows has platform_alert_win.cpp.
 #include "frame/platform_alert.h"
 
 #include <cstdio>
 
-#if defined(__APPLE__) || defined(_WIN32)
+#if defined(__APPLE__)
 
-// The native alert is not built yet on these platforms; keep the text visible.
-extern "C" void ShowPlatformAlert(const char *title, const char *text) {
+// The native alert is not built yet on this platform; keep the text visible.
+extern "C" void ShowPlatformAlert(const char *title, const char *text,
+                                  const PlatformData * /*owner*/) {
   std::fprintf(stderr, "%s: %s\n", title, text);
 }
 
@@ -16,7 +17,9 @@ extern "C" void ShowPlatformAlert(const char *title, const char *text) {
 
 #include <dlfcn.h>
 
-extern "C" void ShowPlatformAlert(const char *title, const char *text) {
+// Linux hosts hand over no window: the owner goes unused.
+extern "C" void ShowPlatformAlert(const char *title, const char *text,
+                                  const PlatformData * /*owner*/) {
   // Looked up on every alert: alerts are rare, and the host may change while
   // we stay loaded.
   void *symbol = dlsym(RTLD_DEFAULT, ORTAVEL_HOST_SHOW_ALERT_SYMBOL);

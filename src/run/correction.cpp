@@ -185,9 +185,12 @@ void DoCorrection(void) {
 
   if (WalkTiles(run, tileRows, tileColumns, outTileWidth, outTileHeight, totalWidth, totalHeight) ==
       TileWalk::kAborted) {
-    // The pool is left as it is on this path; its threads idle until the
-    // process ends.
+    // The pool goes on this path too: a host may unload the module once the
+    // user has cancelled, and threads left waiting inside it would then wake
+    // in unmapped code (Windows hosts do unload). Its threads are idle here,
+    // every band of the last tile done, so joining them takes no time.
     *gResult = userCanceledErr;
+    if (run.pool != nullptr) interp_workers_destroy(run.pool);
     return;
   }
   if (run.pool != nullptr) interp_workers_destroy(run.pool);

@@ -96,6 +96,9 @@ class Frame : public ::testing::Test {
     host = &h;
     gTestStart = nullptr;
     gAlerts.clear();
+    // Alerts look up the host's window in the current record: never a
+    // record of an earlier test.
+    gFilterRecord = &h.record;
     h.handleProcs.handleProcsVersion = 1;
     h.handleProcs.numHandleProcs = 8;
     h.handleProcs.newProc = NewHandle;

@@ -1,0 +1,15 @@
+# The Windows x64 tree (make windows, with cmake/mingw-w64-x86_64.cmake):
+# Ortavel.8bf, the host emulator ortavel-host.exe and the scenario driver.
+# Everything links the C and C++ runtimes and winpthreads statically, so the
+# programs run on any Windows, and under Wine, with the system's DLLs alone.
+enable_language(RC)
+
+# The host's records get the SDK's Windows packing only with WIN32 non-zero.
+add_compile_definitions(WIN32=1)
+add_link_options(-static -static-libgcc -static-libstdc++)
+
+include(${CMAKE_CURRENT_LIST_DIR}/pipl.cmake)
+
+add_subdirectory(src)
+add_subdirectory(emulator)
+add_subdirectory(tests/windows)
