@@ -45,7 +45,8 @@ ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides
   if (overrides.camera) {
     camera = db.cameraByName(*overrides.camera);
   } else {
-    if (!photo.make && !photo.model) return fail(messages::noExif(photo, overrides));
+    // A make alone would match every camera of that maker.
+    if (!photo.model) return fail(messages::noExif(photo, overrides));
     const auto found = db.findCameras(photo.make.value_or(""), photo.model.value_or(""));
     if (!found.empty()) camera = found.front();
   }

@@ -116,6 +116,40 @@ TEST_F(AutoCommand, FillChoosesTheZoomWithAProfileAndWithManualCoefficients) {
   EXPECT_EQ(p.exitCode, 0) << p.err;
 }
 
+// Border pixels of a written picture that are exactly black in every
+// channel: the colour the filter gives a pixel whose source is outside.
+int blackBorderPixels(const fs::path &file) {
+  const Image img = readImage(file);
+  const int w = img.doc.width, h = img.doc.height;
+  int n = 0;
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      if (x != 0 && y != 0 && x != w - 1 && y != h - 1) continue;
+      bool black = true;
+      for (int c = 0; c < 3; ++c) black = black && img.doc.planes[c].samples[y * w + x] == 0;
+      n += black;
+    }
+  }
+  return n;
+}
+
+TEST_F(AutoCommand, FillLeavesNoEmptyBorderOnARealPhotograph) {
+  // The chessboard photograph corrected with k1 = 0.2 takes colour from
+  // beyond its frame all round; --fill zooms until nothing does.
+  const fs::path board = fs::path(ORTAVEL_TESTDATA_DIR) / "chessboard/0_left.jpg";
+  for (bool fill : {false, true}) {
+    std::vector<std::string> args = {"correct", board.string(), (dir_ / "b.png").string(),
+                                     "--k1",    "0.2",          "-f"};
+    if (fill) args.push_back("--fill");
+    ASSERT_EQ(run(args).exitCode, 0);
+    const int black = blackBorderPixels(dir_ / "b.png");
+    if (fill)
+      EXPECT_EQ(black, 0);
+    else
+      EXPECT_EQ(black, 2 * (1024 + 768) - 4);
+  }
+}
+
 TEST_F(AutoCommand, UsageMistakes) {
   const std::vector<std::vector<std::string>> bad = {
       {"correct", "a.jpg", "b.jpg", "--auto", "--k1", "0.1"},
