@@ -58,7 +58,9 @@ ExitCode runLenses(const CommandLine &cl) {
     std::vector<std::vector<std::string>> rows{{"camera", "crop", "mount"}};
     for (const lfCamera *c : cameras) {
       rows.push_back({cameraName(c), number(c->CropFactor),
-                      hasFixedLens(c) ? std::string("fixed lens") : std::string(c->Mount)});
+                      hasFixedLens(c)       ? std::string("fixed lens")
+                      : c->Mount != nullptr ? std::string(c->Mount)
+                                            : std::string("?")});
     }
     std::printf("Cameras (%zu), named with --camera \"MAKER MODEL\":\n", cameras.size());
     printTable(rows);
