@@ -85,6 +85,27 @@ const std::set<std::string> kSettingOptions = {"--k1",           "--k2",     "--
                                                "--radius-limit", "--scale",  "--orientation",
                                                "--margins",      "--method", "--lens"};
 
+// --auto chooses the lens, --fill the zoom: options that set the same
+// parameters contradict them. The names of camera, lens and focal length
+// only mean something to a profile lookup.
+void checkProfileOptions(const CommandLine &cl, const std::vector<Pending> &given) {
+  for (const auto &p : given) {
+    if (cl.autoProfile && (p.option == "--k1" || p.option == "--k2" || p.option == "--center" ||
+                           p.option == "--lens" || p.option == "--orientation")) {
+      throw usageError(p.option +
+                       " cannot go with --auto, which takes the lens from the lens database");
+    }
+    if ((cl.autoProfile || cl.fill) && p.option == "--scale") {
+      throw usageError(std::string("--scale cannot go with ") + (cl.fill ? "--fill" : "--auto") +
+                       ", which chooses the zoom");
+    }
+  }
+  const auto &o = cl.profile;
+  if (!cl.autoProfile && cl.command != Command::kInfo &&
+      (o.camera || o.lensModel || o.focalLengthMm))
+    throw usageError("--camera, --lens-model and --focal need --auto");
+}
+
 }  // namespace
 
 const char *commandName(Command c) {
@@ -99,6 +120,8 @@ const char *commandName(Command c) {
       return "about";
     case Command::kHelp:
       return "help";
+    case Command::kLenses:
+      return "lenses";
     case Command::kNone:
       break;
   }
@@ -123,9 +146,11 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
           cl.command = Command::kAbout;
         else if (arg == "help")
           cl.command = Command::kHelp;
+        else if (arg == "lenses")
+          cl.command = Command::kLenses;
         else
           throw usageError("unknown command \"" + arg +
-                           "\" (correct, info, preview, about or help)");
+                           "\" (correct, info, preview, lenses, about or help)");
       } else {
         cl.files.push_back(arg);
       }
@@ -200,6 +225,20 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
         throw usageError("--size needs WxH, e.g. 640x480, not \"" + v + "\"");
       cl.previewWidth = parseInt("--size width", v.substr(0, x), 1, 16384);
       cl.previewHeight = parseInt("--size height", v.substr(x + 1), 1, 16384);
+    } else if (arg == "--auto" || arg == "--fill") {
+      noValue();
+      only({Command::kCorrect, Command::kPreview});
+      (arg == "--auto" ? cl.autoProfile : cl.fill) = true;
+    } else if (arg == "--camera" || arg == "--lens-model") {
+      only({Command::kCorrect, Command::kPreview, Command::kInfo});
+      const std::string v = needValue();
+      if (v.find_first_not_of(" \t") == std::string::npos) throw usageError(arg + " needs a name");
+      (arg == "--camera" ? cl.profile.camera : cl.profile.lensModel) = v;
+    } else if (arg == "--focal") {
+      only({Command::kCorrect, Command::kPreview, Command::kInfo});
+      const double f = parseNumber(arg, needValue());
+      if (!(f > 0.0)) throw usageError("--focal needs a focal length in millimetres above 0");
+      cl.profile.focalLengthMm = f;
     } else if (kSettingOptions.count(arg)) {
       only({Command::kCorrect, Command::kPreview});
       settingOptions.push_back({arg, needValue()});
@@ -212,10 +251,11 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
   if (cl.settingsIn) readSettingsFile(*cl.settingsIn, cl.settings);
   for (const auto &p : settingOptions) applySetting(p, cl.settings);
   validate(cl.settings);
+  checkProfileOptions(cl, settingOptions);
 
   switch (cl.command) {
     case Command::kNone:
-      throw usageError("no command given (correct, info, preview, about or help)");
+      throw usageError("no command given (correct, info, preview, lenses, about or help)");
     case Command::kCorrect:
       if (cl.outputDir) {
         if (cl.files.empty()) throw usageError("correct: no input file given");
@@ -236,6 +276,8 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       break;
     case Command::kHelp:
       if (cl.files.size() > 1) throw usageError("help takes at most one command name");
+      break;
+    case Command::kLenses:
       break;
   }
   return cl;

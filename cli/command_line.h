@@ -6,10 +6,11 @@
 #include <vector>
 
 #include "correction_settings.h"
+#include "lens_profiles/photo_identity.h"
 
 namespace ortavel::cli {
 
-enum class Command { kNone, kCorrect, kInfo, kPreview, kAbout, kHelp };
+enum class Command { kNone, kCorrect, kInfo, kPreview, kAbout, kHelp, kLenses };
 
 struct CommandLine {
   Command command = Command::kNone;
@@ -27,6 +28,9 @@ struct CommandLine {
   int quality = 95;      // JPEG quality of written files
   int previewWidth = 512;
   int previewHeight = 512;
+  bool autoProfile = false;  // --auto: k1, k2 and zoom from the lens database
+  bool fill = false;         // --fill: the zoom that leaves no empty border
+  ProfileOverrides profile;  // --camera, --lens-model, --focal
 };
 
 // Parses argv. The settings file (--settings) is read here, and the options

@@ -10,6 +10,8 @@
 #include "filter_session.h"
 #include "image_io/image_io.h"
 #include "interrupt.h"
+#include "lens_profiles/profile_messages.h"
+#include "photo_settings.h"
 #include "plugin_locator.h"
 #include "progress_bar.h"
 #include "settings_file.h"
@@ -63,10 +65,16 @@ void writeAtomically(const Image &img, FileFormat format, const fs::path &target
   file.commit();
 }
 
-void writeSettings(const fs::path &path, const CorrectionSettings &s) {
+// With --auto, comment lines say which profile the numbers come from.
+void writeSettings(const fs::path &path, const CorrectionSettings &s,
+                   const std::optional<LensProfile> &profile) {
   AtomicOutput out(path, true);
   {
     std::ofstream f(out.temporaryPath(), std::ios::binary | std::ios::trunc);
+    if (profile) {
+      f << "# lens profile: " << messages::profileSummary(*profile) << "\n# "
+        << messages::profileSettings(*profile) << "\n";
+    }
     f << formatSettings(s);
     f.flush();
     if (!f) throw failure(path.string() + ": cannot write the settings file");
@@ -91,6 +99,23 @@ std::string batchLabel(std::size_t i, std::size_t n, const std::string &in) {
   std::string label(prefix);
   label.append(in);
   return label;
+}
+
+// The profile --auto would use, or why there is none, indented under its
+// heading.
+void printProfile(const ProfileLookup &found) {
+  if (found.profile) {
+    std::printf("lens profile: %s\n              %s\n",
+                messages::profileSummary(*found.profile).c_str(),
+                messages::profileSettings(*found.profile).c_str());
+    return;
+  }
+  std::string text = found.error;
+  const std::string prefix = "no lens profile: ";
+  if (text.rfind(prefix, 0) == 0) text.replace(0, prefix.size(), "none: ");
+  for (auto at = text.find('\n'); at != std::string::npos; at = text.find('\n', at + 1))
+    text.replace(at, 1, "\n            ");
+  std::printf("lens profile: %s\n", text.c_str());
 }
 
 }  // namespace
@@ -132,13 +157,25 @@ ExitCode runCorrect(const CommandLine &cl) {
     validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in);
     checkWritable(img, formats[i], out);
     const std::string label = batch ? batchLabel(i, n, in) : in;
-    const CorrectionSettings recorded = session.correct(img, cl.settings, label);
+    const PhotoSettings chosen = settingsForPhoto(cl, session, img, label);
+    if ((chosen.profile || chosen.fillZoom) && !cl.quiet) {
+      std::lock_guard lock(gOutputMutex);
+      bar.clear();
+      if (chosen.profile) {
+        std::printf("%s: lens profile: %s\n  %s\n", in.c_str(),
+                    messages::profileSummary(*chosen.profile).c_str(),
+                    messages::profileSettings(*chosen.profile).c_str());
+      }
+      if (chosen.fillZoom) std::printf("%s: --fill zoom = %.9g\n", in.c_str(), *chosen.fillZoom);
+      std::fflush(stdout);
+    }
+    const CorrectionSettings recorded = session.correct(img, chosen.settings, label);
     if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
     writeAtomically(img, formats[i], out, cl.force, writeOptions);
     if (cl.settingsOut) {
       std::lock_guard lock(savedMutex);
       if (!saved) {
-        writeSettings(*cl.settingsOut, recorded);
+        writeSettings(*cl.settingsOut, recorded, chosen.profile);
         saved = true;
       }
     }
@@ -178,7 +215,7 @@ ExitCode runInfo(const CommandLine &cl) {
   for (const auto &in : cl.files) {
     try {
       const Image img = readImage(in);
-      const CameraInfo cam = session.identify(img, in);
+      const PhotoIdentity cam = identifyPhoto(session, img, in);
       if (!first) std::printf("\n");
       first = false;
       std::printf("file:         %s\n", in.c_str());
@@ -199,6 +236,8 @@ ExitCode runInfo(const CommandLine &cl) {
         std::printf("focal length: %g mm\n", *cam.focalLengthMm);
       else
         std::printf("focal length: (unknown)\n");
+      std::printf("lens:         %s\n", cam.lensModel ? cam.lensModel->c_str() : "(unknown)");
+      printProfile(findLensProfile(cam, cl.profile, img.doc.width, img.doc.height));
       std::fflush(stdout);
     } catch (const CliError &e) {
       reportError(e.what());
@@ -222,8 +261,9 @@ ExitCode runPreview(const CommandLine &cl) {
   FilterSession session(locatePlugin(cl.plugin), bar);
   const Image img = readImage(in);
   validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in.string());
+  const PhotoSettings chosen = settingsForPhoto(cl, session, img, in.string());
   const Previews p =
-      session.preview(img, cl.settings, cl.previewWidth, cl.previewHeight, in.string());
+      session.preview(img, chosen.settings, cl.previewWidth, cl.previewHeight, in.string());
   writeRgbPng(p.uncorrected, unPath, cl.force);
   writeRgbPng(p.corrected, coPath, cl.force);
   if (!cl.quiet) {

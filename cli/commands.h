@@ -1,4 +1,4 @@
-// The four commands of `ortavel`, each returning the process's exit code.
+// The commands of `ortavel`, each returning the process's exit code.
 #pragma once
 
 #include "command_line.h"
@@ -10,6 +10,7 @@ ExitCode runCorrect(const CommandLine &cl);
 ExitCode runInfo(const CommandLine &cl);
 ExitCode runPreview(const CommandLine &cl);
 ExitCode runAbout(const CommandLine &cl);
+ExitCode runLenses(const CommandLine &cl);
 
 // Prints "ortavel: message" on standard error.
 void reportError(const std::string &message);

@@ -16,6 +16,7 @@ const char kGeneral[] =
     "  correct IN... -o DIR [options] correct several pictures, in parallel\n"
     "  info IN...                     camera make, model and focal length; size, depth, mode\n"
     "  preview IN -o DIR [options]    uncorrected and corrected previews as PNG\n"
+    "  lenses [TEXT]                  cameras and lenses of the lens database\n"
     "  about                          the plug-in's about text\n"
     "  help [COMMAND]                 this text, or a command's\n"
     "\n"
@@ -54,6 +55,17 @@ const char kCorrect[] =
     "  --settings FILE     read parameters from FILE first; options override it\n"
     "  --save-settings FILE  write the parameters the filter recorded to FILE\n"
     "\n"
+    "Lens profiles (the lensfun database; see 'ortavel lenses'):\n"
+    "  --auto              k1, k2 and zoom from the profile of the photograph's\n"
+    "                      camera and lens, found from its EXIF data (each file\n"
+    "                      of a batch with its own); cameras with a fixed lens\n"
+    "                      are found by the camera alone\n"
+    "  --lens-model TEXT   the lens, when the file does not name it\n"
+    "  --camera \"MAKER MODEL\"  the camera, instead of what EXIF says\n"
+    "  --focal MM          the focal length, instead of what EXIF says\n"
+    "  --fill              the zoom that leaves no empty border, and no more\n"
+    "                      (with --auto or with your own coefficients)\n"
+    "\n"
     "Output:\n"
     "  -o, --output-dir DIR  write into DIR (batch mode)\n"
     "  -f, --force           replace output files that exist\n"
@@ -63,11 +75,22 @@ const char kCorrect[] =
     "Known lenses:\n";
 
 const char kInfo[] =
-    "Usage: ortavel info IN...\n"
+    "Usage: ortavel info IN... [--camera \"MAKER MODEL\"] [--lens-model TEXT] [--focal MM]\n"
     "\n"
     "Prints, for each file, the camera make, model and focal length, as the plug-in\n"
-    "reads them from the picture's EXIF data, and the picture's format, size, bits\n"
-    "per channel, colour mode, alpha planes, resolution and ICC profile.\n";
+    "reads them from the picture's EXIF data, the lens the EXIF data names, and the\n"
+    "picture's format, size, bits per channel, colour mode, alpha planes,\n"
+    "resolution and ICC profile; then the lens profile --auto would use (camera,\n"
+    "lens, focal length, the database's model, and the k1, k2, zoom and fit error\n"
+    "derived from it), or why there is none.\n";
+
+const char kLenses[] =
+    "Usage: ortavel lenses [TEXT]\n"
+    "\n"
+    "Lists the cameras and lenses of the lens database (lensfun) whose names hold\n"
+    "every word of TEXT (case ignored; no TEXT lists all): cameras with their crop\n"
+    "factor and mount, lenses with their crop factor, distortion model and focal\n"
+    "range. The names go to --camera and --lens-model.\n";
 
 const char kPreview[] =
     "Usage: ortavel preview IN -o DIR [--size WxH] [correction options]\n"
@@ -75,8 +98,8 @@ const char kPreview[] =
     "Asks the plug-in for its two previews of IN, fitted into WxH pixels (default\n"
     "512x512): DIR/NAME-uncorrected.png, the picture scaled down, and\n"
     "DIR/NAME-corrected.png, the same picture corrected with the given settings\n"
-    "(including any margins). Takes the lens options of 'ortavel correct', and\n"
-    "-f/--force to replace existing previews.\n";
+    "(including any margins). Takes the lens options of 'ortavel correct', --auto\n"
+    "and --fill included, and -f/--force to replace existing previews.\n";
 
 const char kAbout[] =
     "Usage: ortavel about\n"
@@ -100,6 +123,8 @@ std::string helpText(Command c) {
       return kPreview;
     case Command::kAbout:
       return kAbout;
+    case Command::kLenses:
+      return kLenses;
     default:
       return kGeneral;
   }

@@ -40,6 +40,8 @@ ExitCode run(const std::vector<std::string> &args) {
       return runPreview(cl);
     case Command::kAbout:
       return runAbout(cl);
+    case Command::kLenses:
+      return runLenses(cl);
     default:
       break;
   }

@@ -1,0 +1,51 @@
+// Lens profiles: the lens database's correction for a photograph, as the
+// settings of our lens model. The one entry point the command line and the
+// dialog share; it knows nothing of either.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "correction_settings.h"
+#include "lens_profiles/photo_identity.h"
+
+namespace ortavel::cli {
+
+struct LensProfile {
+  std::string camera;      // as the database names it: "Canon PowerShot S40"
+  std::string lens;        // "Canon PowerShot S30 & compatibles (Standard)"
+  bool fixedLens = false;  // the camera's built-in lens, matched by the camera alone
+  double focalLengthMm = 0.0;
+  std::string model;  // the database's model at that focal length: "ptlens"
+  std::string terms;  // its coefficients: "a=0.007715 b=-0.026731 c=0"
+  double cameraCropFactor = 1.0;
+  double lensCropFactor = 1.0;
+  double lensAspectRatio = 1.5;
+  // Our model: k1, k2 and zoom, centre 0,0, orientation 0, for this picture
+  // size; and the largest distance in pixels between where it and the
+  // database take each pixel from.
+  double k1 = 0.0;
+  double k2 = 0.0;
+  double scale = 1.0;
+  double fitErrorPx = 0.0;
+  bool exact = false;
+};
+
+// Either a profile or the reason there is none, worded for the user: what was
+// read, what is missing and what to do, on a few lines.
+struct ProfileLookup {
+  std::optional<LensProfile> profile;
+  std::string error;
+};
+
+// The profile for a width x height photograph (the picture itself, without
+// margins). Throws CliError (failure) only when the database cannot be loaded.
+ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides &overrides,
+                              std::int32_t width, std::int32_t height);
+
+// Puts the profile's k1, k2 and zoom into `s`, the centre at 0,0 and the
+// orientation at 0, which the profile assumes; the rest stays.
+void applyProfile(const LensProfile &p, CorrectionSettings &s);
+
+}  // namespace ortavel::cli

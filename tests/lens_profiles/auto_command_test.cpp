@@ -1,0 +1,191 @@
+// `ortavel` with lens profiles, run as users run it on real camera files:
+// --auto from EXIF alone, a batch of different cameras where the unknown ones
+// fail alone, --fill, the settings --auto chose, `lenses` and `info`.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "image_io/image_io.h"
+#include "lens_profiles/fill_zoom.h"
+#include "lens_profiles/lens_profile.h"
+#include "run_cli.h"
+#include "settings_file.h"
+
+namespace fs = std::filesystem;
+
+namespace ortavel::cli {
+namespace {
+
+const fs::path kJpegs = fs::path(ORTAVEL_TESTDATA_DIR) / "exif/exif-jpeg";
+const fs::path kMinolta = kJpegs / "deb-opencv-doc_scenetext02.jpg";  // DiMAGE X, 17.1 mm
+const fs::path kNoExif =
+    fs::path(ORTAVEL_TESTDATA_DIR) / "exif/exif-tiff/npm-jpeg-exif_Arbitro.tiff";
+
+class AutoCommand : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string t = (fs::temp_directory_path() / "ortavel-auto-XXXXXX").string();
+    dir_ = ::mkdtemp(t.data());
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+  clitest::CliResult run(const std::vector<std::string> &args) {
+    return clitest::runCli(args, dir_);
+  }
+  CorrectionSettings saved(const std::string &name) {
+    CorrectionSettings s;
+    readSettingsFile(dir_ / name, s);
+    return s;
+  }
+  fs::path dir_;
+};
+
+void expectHas(const std::string &text, const std::vector<std::string> &needles) {
+  for (const auto &n : needles) EXPECT_NE(text.find(n), std::string::npos) << n << " in\n" << text;
+}
+
+// The profile the lookup gives for the Minolta file, asked directly.
+LensProfile minoltaProfile() {
+  PhotoIdentity p{"MINOLTA CO.,LTD", "DiMAGE X", 17.1, std::nullopt, std::nullopt};
+  return *findLensProfile(p, {}, 1280, 960).profile;
+}
+
+TEST_F(AutoCommand, CorrectsFromExifAloneAndSavesWhatItChose) {
+  const auto r = run({"correct", kMinolta.string(), (dir_ / "out.jpg").string(), "--auto",
+                      "--save-settings", (dir_ / "lens.txt").string()});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  expectHas(r.out, {"lens profile: Minolta DiMAGE X", "fixed lens", "17.1 mm", "ptlens"});
+  EXPECT_TRUE(fs::exists(dir_ / "out.jpg"));
+  const LensProfile p = minoltaProfile();
+  const CorrectionSettings s = saved("lens.txt");
+  EXPECT_EQ(s.k1, p.k1);
+  EXPECT_EQ(s.k2, p.k2);
+  EXPECT_EQ(s.scale, p.scale);
+  expectHas(clitest::slurp(dir_ / "lens.txt"), {"# lens profile: Minolta DiMAGE X"});
+
+  // The saved file replays the same correction by hand.
+  const auto replay = run({"correct", kMinolta.string(), (dir_ / "again.jpg").string(),
+                           "--settings", (dir_ / "lens.txt").string()});
+  ASSERT_EQ(replay.exitCode, 0) << replay.err;
+  EXPECT_EQ(clitest::slurp(dir_ / "again.jpg"), clitest::slurp(dir_ / "out.jpg"));
+}
+
+TEST_F(AutoCommand, ABatchOfDifferentCamerasFailsOnlyTheUnknownOnes) {
+  fs::create_directory(dir_ / "out");
+  std::vector<std::string> args = {"correct", "--auto", "-o", (dir_ / "out").string()};
+  for (const auto &e : fs::directory_iterator(kJpegs)) args.push_back(e.path().string());
+  args.push_back(kNoExif.string());
+  const auto r = run(args);
+  EXPECT_EQ(r.exitCode, 3);
+  expectHas(r.err, {"corrected 2 of 6 files; 4 failed", "no camera \"NIKON\" \"E4600\"",
+                    "Nikon D100", "Nikon D2H", "names no camera", "--lens-model"});
+  EXPECT_TRUE(fs::exists(dir_ / "out" / kMinolta.filename()));
+  EXPECT_TRUE(fs::exists(dir_ / "out/npm-exif_short-ascii-MM.jpg"));
+  EXPECT_FALSE(fs::exists(dir_ / "out/npm-exif-js_dsc_09827.jpg"));
+  // Named by hand, the D100's lens is found.
+  const auto named =
+      run({"correct", "--auto", "--lens-model", "Nikkor 18-200mm f/3.5-5.6G VR", "-o",
+           (dir_ / "out").string(), (kJpegs / "npm-exif-js_dsc_09827.jpg").string()});
+  EXPECT_EQ(named.exitCode, 0) << named.err;
+}
+
+TEST_F(AutoCommand, FillChoosesTheZoomWithAProfileAndWithManualCoefficients) {
+  const Image img = readImage(kMinolta);
+  CorrectionSettings manual;
+  manual.k1 = 0.2;
+  manual.margins = {0, 10, 0, 20};
+  const auto r =
+      run({"correct", kMinolta.string(), (dir_ / "m.png").string(), "--k1", "0.2", "--margins",
+           "0,10,0,20", "--fill", "--save-settings", (dir_ / "m.txt").string()});
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  EXPECT_EQ(saved("m.txt").scale, fillZoom(manual, img.doc.width, img.doc.height));
+
+  CorrectionSettings profiled;
+  applyProfile(minoltaProfile(), profiled);
+  const auto a = run({"correct", kMinolta.string(), (dir_ / "a.png").string(), "--auto", "--fill",
+                      "--save-settings", (dir_ / "a.txt").string()});
+  ASSERT_EQ(a.exitCode, 0) << a.err;
+  const CorrectionSettings s = saved("a.txt");
+  EXPECT_EQ(s.k1, profiled.k1);
+  EXPECT_EQ(s.scale, fillZoom(profiled, img.doc.width, img.doc.height));
+  expectHas(a.out, {"--fill zoom = "});
+
+  const auto p = run({"preview", kMinolta.string(), "-o", dir_.string(), "--auto", "--fill"});
+  EXPECT_EQ(p.exitCode, 0) << p.err;
+}
+
+// Border pixels of a written picture that are exactly black in every
+// channel: the colour the filter gives a pixel whose source is outside.
+int blackBorderPixels(const fs::path &file) {
+  const Image img = readImage(file);
+  const int w = img.doc.width, h = img.doc.height;
+  int n = 0;
+  for (int y = 0; y < h; ++y) {
+    for (int x = 0; x < w; ++x) {
+      if (x != 0 && y != 0 && x != w - 1 && y != h - 1) continue;
+      bool black = true;
+      for (int c = 0; c < 3; ++c) black = black && img.doc.planes[c].samples[y * w + x] == 0;
+      n += black;
+    }
+  }
+  return n;
+}
+
+TEST_F(AutoCommand, FillLeavesNoEmptyBorderOnARealPhotograph) {
+  // The chessboard photograph corrected with k1 = 0.2 takes colour from
+  // beyond its frame all round; --fill zooms until nothing does.
+  const fs::path board = fs::path(ORTAVEL_TESTDATA_DIR) / "chessboard/0_left.jpg";
+  for (bool fill : {false, true}) {
+    std::vector<std::string> args = {"correct", board.string(), (dir_ / "b.png").string(),
+                                     "--k1",    "0.2",          "-f"};
+    if (fill) args.push_back("--fill");
+    ASSERT_EQ(run(args).exitCode, 0);
+    const int black = blackBorderPixels(dir_ / "b.png");
+    if (fill)
+      EXPECT_EQ(black, 0);
+    else
+      EXPECT_EQ(black, 2 * (1024 + 768) - 4);
+  }
+}
+
+TEST_F(AutoCommand, UsageMistakes) {
+  const std::vector<std::vector<std::string>> bad = {
+      {"correct", "a.jpg", "b.jpg", "--auto", "--k1", "0.1"},
+      {"correct", "a.jpg", "b.jpg", "--fill", "--scale", "2"},
+      {"correct", "a.jpg", "b.jpg", "--focal", "50"},
+      {"correct", "a.jpg", "b.jpg", "--auto", "--focal", "-3"},
+      {"info", "a.jpg", "--auto"},
+  };
+  for (const auto &args : bad) {
+    const auto r = run(args);
+    EXPECT_EQ(r.exitCode, 2) << args.back() << ": " << r.err;
+  }
+}
+
+TEST_F(AutoCommand, NoExifIsAClearCaseAndCanBeNamedByHand) {
+  const auto r = run({"correct", kNoExif.string(), (dir_ / "o.tif").string(), "--auto"});
+  EXPECT_EQ(r.exitCode, 3);
+  expectHas(r.err, {"names no camera", "--camera", "--focal", "--k1"});
+  const auto named = run({"correct", kNoExif.string(), (dir_ / "o.tif").string(), "--auto",
+                          "--camera", "Minolta DiMAGE X", "--focal", "8"});
+  EXPECT_EQ(named.exitCode, 0) << named.err;
+}
+
+TEST_F(AutoCommand, LensesAndInfoShowTheDatabase) {
+  const auto l = run({"lenses", "DiMAGE", "X"});
+  ASSERT_EQ(l.exitCode, 0) << l.err;
+  expectHas(l.out, {"Minolta DiMAGE X ", "fixed lens", "DiMAGE X & compatibles (Standard)",
+                    "ptlens", "5.7-17.1 mm"});
+  const auto none = run({"lenses", "no-such-lens-anywhere"});
+  expectHas(none.out, {"no camera or lens"});
+
+  const auto i = run({"info", kMinolta.string(), (kJpegs / "deb-goexif_sample1.jpg").string()});
+  ASSERT_EQ(i.exitCode, 0) << i.err;
+  expectHas(i.out, {"lens profile: Minolta DiMAGE X",
+                    "k1 = ", "zoom = ", "lens profile: none: the file does not name the lens"});
+}
+
+}  // namespace
+}  // namespace ortavel::cli
