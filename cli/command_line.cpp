@@ -225,6 +225,10 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
         throw usageError("--size needs WxH, e.g. 640x480, not \"" + v + "\"");
       cl.previewWidth = parseInt("--size width", v.substr(0, x), 1, 16384);
       cl.previewHeight = parseInt("--size height", v.substr(x + 1), 1, 16384);
+    } else if (arg == "--side-by-side") {
+      noValue();
+      only({Command::kPreview});
+      cl.sideBySide = true;
     } else if (arg == "--auto" || arg == "--fill") {
       noValue();
       only({Command::kCorrect, Command::kPreview});

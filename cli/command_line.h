@@ -28,6 +28,7 @@ struct CommandLine {
   int quality = 95;      // JPEG quality of written files
   int previewWidth = 512;
   int previewHeight = 512;
+  bool sideBySide = false;  // preview --side-by-side: also NAME-before-after.png
   bool autoProfile = false;  // --auto: k1, k2 and zoom from the lens database
   bool fill = false;         // --fill: the zoom that leaves no empty border
   ProfileOverrides profile;  // --camera, --lens-model, --focal

@@ -15,6 +15,7 @@
 #include "plugin_locator.h"
 #include "progress_bar.h"
 #include "settings_file.h"
+#include "side_by_side.h"
 
 namespace ortavel::cli {
 namespace {
@@ -257,6 +258,8 @@ ExitCode runPreview(const CommandLine &cl) {
   const fs::path coPath = dir / (in.stem().string() + "-corrected.png");
   checkOutputPath(unPath, cl.force);
   checkOutputPath(coPath, cl.force);
+  const fs::path pairPath = dir / (in.stem().string() + "-before-after.png");
+  if (cl.sideBySide) checkOutputPath(pairPath, cl.force);
   ProgressBar bar(false);
   FilterSession session(locatePlugin(cl.plugin), bar);
   const Image img = readImage(in);
@@ -269,6 +272,11 @@ ExitCode runPreview(const CommandLine &cl) {
   if (!cl.quiet) {
     std::printf("%s (%d x %d)\n%s (%d x %d)\n", unPath.c_str(), p.uncorrected.width,
                 p.uncorrected.height, coPath.c_str(), p.corrected.width, p.corrected.height);
+  }
+  if (cl.sideBySide) {
+    const RgbPicture pair = sideBySide(p.uncorrected, p.corrected);
+    writeRgbPng(pair, pairPath, cl.force);
+    if (!cl.quiet) std::printf("%s (%d x %d)\n", pairPath.c_str(), pair.width, pair.height);
   }
   return ExitCode::kOk;
 }

@@ -93,13 +93,14 @@ const char kLenses[] =
     "range. The names go to --camera and --lens-model.\n";
 
 const char kPreview[] =
-    "Usage: ortavel preview IN -o DIR [--size WxH] [correction options]\n"
+    "Usage: ortavel preview IN -o DIR [--size WxH] [--side-by-side] [correction options]\n"
     "\n"
     "Asks the plug-in for its two previews of IN, fitted into WxH pixels (default\n"
     "512x512): DIR/NAME-uncorrected.png, the picture scaled down, and\n"
     "DIR/NAME-corrected.png, the same picture corrected with the given settings\n"
     "(including any margins). Takes the lens options of 'ortavel correct', --auto\n"
-    "and --fill included, and -f/--force to replace existing previews.\n";
+    "and --fill included, and -f/--force to replace existing previews.\n"
+    "--side-by-side also writes DIR/NAME-before-after.png: the two side by side.\n";
 
 const char kAbout[] =
     "Usage: ortavel about\n"

@@ -170,11 +170,23 @@ TEST_F(EndToEnd, InfoPreviewAndAbout) {
   // 1024x768 fitted into 512x512 is 512x384; with 1024 columns of margins the
   // corrected canvas is 2048x768, fitted as 512x192.
   ok({"preview", kDemo.string(), "-o", dir_.string(), "--size", "512x512", "--lens", "demo",
-      "--margins", "0,0,512,512"});
+      "--margins", "0,0,512,512", "--side-by-side"});
   const Image un = readImage(at("0_left-uncorrected.png"));
   const Image co = readImage(at("0_left-corrected.png"));
   EXPECT_EQ(std::make_pair(un.doc.width, un.doc.height), std::make_pair(512, 384));
   EXPECT_EQ(std::make_pair(co.doc.width, co.doc.height), std::make_pair(512, 192));
+  // The before/after picture holds both, 8 pixels apart, the shorter one
+  // centred vertically on dark grey.
+  const Image pair = readImage(at("0_left-before-after.png"));
+  ASSERT_EQ(std::make_pair(pair.doc.width, pair.doc.height), std::make_pair(1032, 384));
+  for (int p = 0; p < 3; ++p) {
+    for (const auto &[x, y] : {std::pair{0, 0}, {511, 383}, {200, 100}})
+      EXPECT_EQ(sample(pair, p, x, y), sample(un, p, x, y)) << "before " << x << "," << y;
+    for (const auto &[x, y] : {std::pair{0, 0}, {511, 191}, {300, 90}})
+      EXPECT_EQ(sample(pair, p, 520 + x, 96 + y), sample(co, p, x, y)) << "after " << x << "," << y;
+    for (const auto &[x, y] : {std::pair{515, 200}, {700, 95}, {700, 288}})
+      EXPECT_EQ(sample(pair, p, x, y), 48u) << "background " << x << "," << y;
+  }
   // A flat colour stays that colour in both previews: scaling averages equal
   // samples, and the default settings are the identity.
   Image flat;
