@@ -99,6 +99,8 @@ const char *commandName(Command c) {
       return "about";
     case Command::kHelp:
       return "help";
+    case Command::kUi:
+      return "ui";
     case Command::kNone:
       break;
   }
@@ -123,9 +125,11 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
           cl.command = Command::kAbout;
         else if (arg == "help")
           cl.command = Command::kHelp;
+        else if (arg == "ui")
+          cl.command = Command::kUi;
         else
           throw usageError("unknown command \"" + arg +
-                           "\" (correct, info, preview, about or help)");
+                           "\" (correct, info, preview, ui, about or help)");
       } else {
         cl.files.push_back(arg);
       }
@@ -181,7 +185,7 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       only({Command::kCorrect, Command::kPreview});
       cl.outputDir = needValue();
     } else if (arg == "--settings") {
-      only({Command::kCorrect, Command::kPreview});
+      only({Command::kCorrect, Command::kPreview, Command::kUi});
       cl.settingsIn = needValue();
     } else if (arg == "--save-settings") {
       only({Command::kCorrect});
@@ -200,8 +204,15 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
         throw usageError("--size needs WxH, e.g. 640x480, not \"" + v + "\"");
       cl.previewWidth = parseInt("--size width", v.substr(0, x), 1, 16384);
       cl.previewHeight = parseInt("--size height", v.substr(x + 1), 1, 16384);
+    } else if (arg == "--port") {
+      only({Command::kUi});
+      cl.port = parseInt(arg, needValue(), 0, 65535);
+    } else if (arg == "--no-browser") {
+      noValue();
+      only({Command::kUi});
+      cl.openBrowser = false;
     } else if (kSettingOptions.count(arg)) {
-      only({Command::kCorrect, Command::kPreview});
+      only({Command::kCorrect, Command::kPreview, Command::kUi});
       settingOptions.push_back({arg, needValue()});
     } else {
       throw usageError("unknown option " + arg);
@@ -215,7 +226,7 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
 
   switch (cl.command) {
     case Command::kNone:
-      throw usageError("no command given (correct, info, preview, about or help)");
+      throw usageError("no command given (correct, info, preview, ui, about or help)");
     case Command::kCorrect:
       if (cl.outputDir) {
         if (cl.files.empty()) throw usageError("correct: no input file given");
@@ -233,6 +244,9 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       break;
     case Command::kAbout:
       if (!cl.files.empty()) throw usageError("about takes no files");
+      break;
+    case Command::kUi:
+      if (cl.files.size() != 1) throw usageError("ui needs exactly one photo");
       break;
     case Command::kHelp:
       if (cl.files.size() > 1) throw usageError("help takes at most one command name");

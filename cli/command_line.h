@@ -9,7 +9,7 @@
 
 namespace ortavel::cli {
 
-enum class Command { kNone, kCorrect, kInfo, kPreview, kAbout, kHelp };
+enum class Command { kNone, kCorrect, kInfo, kPreview, kAbout, kHelp, kUi };
 
 struct CommandLine {
   Command command = Command::kNone;
@@ -27,6 +27,8 @@ struct CommandLine {
   int quality = 95;      // JPEG quality of written files
   int previewWidth = 512;
   int previewHeight = 512;
+  int port = 0;            // ui: 0 = any free port
+  bool openBrowser = true;  // ui: --no-browser turns it off
 };
 
 // Parses argv. The settings file (--settings) is read here, and the options

@@ -46,7 +46,32 @@ std::vector<fs::path> outputsFor(const CommandLine &cl) {
   return outs;
 }
 
-// Writes through a temporary file; errors name the file the user asked for.
+void writeRgbPng(const RgbPicture &pic, const fs::path &path, bool force) {
+  Image img;
+  img.colour = ColourModel::kRgb;
+  allocatePlanes(img, pic.width, pic.height, 8, 3);
+  const std::size_t n = static_cast<std::size_t>(pic.width) * pic.height;
+  for (std::size_t i = 0; i < n; ++i)
+    for (int c = 0; c < 3; ++c) img.doc.planes[c].samples[i] = pic.pixels[i * 3 + c];
+  writeAtomically(img, FileFormat::kPng, path, force, {});
+}
+
+// "[2/5] name": which file of how many is in the filter.
+std::string batchLabel(std::size_t i, std::size_t n, const std::string &in) {
+  char prefix[48];
+  std::snprintf(prefix, sizeof prefix, "[%zu/%zu] ", i + 1, n);
+  std::string label(prefix);
+  label.append(in);
+  return label;
+}
+
+}  // namespace
+
+void reportError(const std::string &message) {
+  std::lock_guard lock(gOutputMutex);
+  std::fprintf(stderr, "ortavel: %s\n", message.c_str());
+}
+
 void writeAtomically(const Image &img, FileFormat format, const fs::path &target, bool force,
                      const WriteOptions &opt) {
   AtomicOutput file(target, force);
@@ -72,32 +97,6 @@ void writeSettings(const fs::path &path, const CorrectionSettings &s) {
     if (!f) throw failure(path.string() + ": cannot write the settings file");
   }
   out.commit();
-}
-
-void writeRgbPng(const RgbPicture &pic, const fs::path &path, bool force) {
-  Image img;
-  img.colour = ColourModel::kRgb;
-  allocatePlanes(img, pic.width, pic.height, 8, 3);
-  const std::size_t n = static_cast<std::size_t>(pic.width) * pic.height;
-  for (std::size_t i = 0; i < n; ++i)
-    for (int c = 0; c < 3; ++c) img.doc.planes[c].samples[i] = pic.pixels[i * 3 + c];
-  writeAtomically(img, FileFormat::kPng, path, force, {});
-}
-
-// "[2/5] name": which file of how many is in the filter.
-std::string batchLabel(std::size_t i, std::size_t n, const std::string &in) {
-  char prefix[48];
-  std::snprintf(prefix, sizeof prefix, "[%zu/%zu] ", i + 1, n);
-  std::string label(prefix);
-  label.append(in);
-  return label;
-}
-
-}  // namespace
-
-void reportError(const std::string &message) {
-  std::lock_guard lock(gOutputMutex);
-  std::fprintf(stderr, "ortavel: %s\n", message.c_str());
 }
 
 ExitCode runCorrect(const CommandLine &cl) {

@@ -1,8 +1,11 @@
 // The four commands of `ortavel`, each returning the process's exit code.
 #pragma once
 
+#include <filesystem>
+
 #include "command_line.h"
 #include "exit_codes.h"
+#include "image_io/image_io.h"
 
 namespace ortavel::cli {
 
@@ -10,6 +13,14 @@ ExitCode runCorrect(const CommandLine &cl);
 ExitCode runInfo(const CommandLine &cl);
 ExitCode runPreview(const CommandLine &cl);
 ExitCode runAbout(const CommandLine &cl);
+ExitCode runUi(const CommandLine &cl);  // in ui/ui_command.cpp
+
+// Writes `img` through a temporary file renamed into place; errors name the
+// file the user asked for. Throws CliError.
+void writeAtomically(const Image &img, FileFormat format, const std::filesystem::path &target,
+                     bool force, const WriteOptions &opt);
+// Writes the settings file, replacing `path`. Throws CliError (failure).
+void writeSettings(const std::filesystem::path &path, const CorrectionSettings &s);
 
 // Prints "ortavel: message" on standard error.
 void reportError(const std::string &message);

@@ -40,6 +40,8 @@ ExitCode run(const std::vector<std::string> &args) {
       return runPreview(cl);
     case Command::kAbout:
       return runAbout(cl);
+    case Command::kUi:
+      return runUi(cl);
     default:
       break;
   }
