@@ -6,6 +6,7 @@ PREFIX  ?= /usr/local
 CMAKE_FLAGS ?=
 
 .PHONY: all deps configure test bench demo install asan tsan fuzz lint format clean
+.PHONY: browser-deps bench-ui
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -16,11 +17,22 @@ deps:
 configure: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) $(CMAKE_FLAGS) >/dev/null
 
-test: all
+test: all browser-deps
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+# The browser tests: Debian's chromium and Node.js, and Playwright from the
+# npm lock file in tests/browser/.
+browser-deps:
+	@scripts/ensure-deps browser
+	cd tests/browser && npm ci --no-audit --no-fund --loglevel=error
 
 bench: all
 	$(BUILD)/bin/ortavel-bench
+
+# Time from a slider change to the new corrected preview on screen in
+# `ortavel ui`, for a 24-megapixel photo at a 1024-pixel preview.
+bench-ui: all browser-deps
+	node tests/browser/latency_bench.mjs $(BUILD)/bin/ortavel
 
 demo: all
 	scripts/demo $(BUILD)
