@@ -27,7 +27,7 @@ struct CommandLine {
   int quality = 95;      // JPEG quality of written files
   int previewWidth = 512;
   int previewHeight = 512;
-  int port = 0;            // ui: 0 = any free port
+  int port = 0;             // ui: 0 = any free port
   bool openBrowser = true;  // ui: --no-browser turns it off
 };
 

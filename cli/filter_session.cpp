@@ -165,9 +165,8 @@ Previews FilterSession::preview(const Image &img, const CorrectionSettings &s, s
 }
 
 Previews FilterSession::preview(hostemu::Document &doc, const CorrectionSettings &s,
-                                std::int32_t boxW, std::int32_t boxH,
-                                const RgbPicture *uncorrected, const std::string &label,
-                                const RunHooks *hooks) {
+                                std::int32_t boxW, std::int32_t boxH, const RgbPicture *uncorrected,
+                                const std::string &label, const RunHooks *hooks) {
   const std::int32_t w = doc.width, h = doc.height;
   const std::int32_t tw = w + s.margins.left + s.margins.right;
   const std::int32_t th = h + s.margins.top + s.margins.bottom;
@@ -180,8 +179,8 @@ Previews FilterSession::preview(hostemu::Document &doc, const CorrectionSettings
   out.corrected = {fitted(tw, b), fitted(th, b), {}};
   const bool known = uncorrected != nullptr && uncorrected->width == out.uncorrected.width &&
                      uncorrected->height == out.uncorrected.height &&
-                     uncorrected->pixels.size() == static_cast<std::size_t>(uncorrected->width) *
-                                                       uncorrected->height * 3;
+                     uncorrected->pixels.size() ==
+                         static_cast<std::size_t>(uncorrected->width) * uncorrected->height * 3;
   if (!known) {
     out.uncorrected.pixels.assign(
         static_cast<std::size_t>(out.uncorrected.width) * out.uncorrected.height * 3, 0);

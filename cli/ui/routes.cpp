@@ -141,53 +141,52 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                for (const int m : {0, 1, 3, 4, 5, 6}) methods.push_back(methodName(m));
                json orientations = json::array();
                for (int o = 0; o < 8; ++o) orientations.push_back(orientationName(o));
-               sendJson(res, 200,
-                        {{"photo",
-                          {{"name", p.path.filename().string()},
-                           {"path", p.path.string()},
-                           {"width", p.width},
-                           {"height", p.height},
-                           {"bits", img.fileBits},
-                           {"format", formatName(img.format)}}},
-                         {"camera", cameraJson(p.camera)},
-                         {"settings", settingsToJson(session.initialSettings())},
-                         {"methods", methods},
-                         {"orientations", orientations},
-                         {"profiles", profiles},
-                         {"suggested",
-                          {{"output", suggested(p.path, "-corrected" + p.path.extension().string())},
-                           {"settings", suggested(p.path, "-settings.txt")}}}});
+               sendJson(
+                   res, 200,
+                   {{"photo",
+                     {{"name", p.path.filename().string()},
+                      {"path", p.path.string()},
+                      {"width", p.width},
+                      {"height", p.height},
+                      {"bits", img.fileBits},
+                      {"format", formatName(img.format)}}},
+                    {"camera", cameraJson(p.camera)},
+                    {"settings", settingsToJson(session.initialSettings())},
+                    {"methods", methods},
+                    {"orientations", orientations},
+                    {"profiles", profiles},
+                    {"suggested",
+                     {{"output", suggested(p.path, "-corrected" + p.path.extension().string())},
+                      {"settings", suggested(p.path, "-settings.txt")}}}});
              }));
 
-  server.Post("/api/preview", guarded([&session](const httplib::Request &req,
-                                                 httplib::Response &res) {
-                const json body = parseBody(req.body);
-                const CorrectionSettings s = requestSettings(body, session);
-                if (!body.contains("box") || !body.at("box").is_object()) {
-                  throw usageError("the request needs a box {width, height}");
-                }
-                const json &box = body.at("box");
-                const std::string picture = body.value("picture", std::string("corrected"));
-                if (picture != "corrected" && picture != "uncorrected") {
-                  throw usageError("picture must be \"corrected\" or \"uncorrected\"");
-                }
-                UiSession::PreviewAnswer a = session.preview(s, side(box, "width"),
-                                                             side(box, "height"),
-                                                             picture == "corrected");
-                if (a.outcome == UiSession::PreviewOutcome::kSuperseded) {
-                  return sendError(res, 409, "superseded by a newer preview request",
-                                   {{"superseded", true}});
-                }
-                if (a.outcome == UiSession::PreviewOutcome::kBusy) {
-                  return sendError(res, 409,
-                                   "the photo is being corrected; previews resume when it ends",
-                                   {{"busy", true}});
-                }
-                res.set_header("X-Preview-Width", std::to_string(a.picture.width));
-                res.set_header("X-Preview-Height", std::to_string(a.picture.height));
-                res.set_content(std::string(a.picture.pixels.begin(), a.picture.pixels.end()),
-                                "application/octet-stream");
-              }));
+  server.Post(
+      "/api/preview", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+        const json body = parseBody(req.body);
+        const CorrectionSettings s = requestSettings(body, session);
+        if (!body.contains("box") || !body.at("box").is_object()) {
+          throw usageError("the request needs a box {width, height}");
+        }
+        const json &box = body.at("box");
+        const std::string picture = body.value("picture", std::string("corrected"));
+        if (picture != "corrected" && picture != "uncorrected") {
+          throw usageError("picture must be \"corrected\" or \"uncorrected\"");
+        }
+        UiSession::PreviewAnswer a =
+            session.preview(s, side(box, "width"), side(box, "height"), picture == "corrected");
+        if (a.outcome == UiSession::PreviewOutcome::kSuperseded) {
+          return sendError(res, 409, "superseded by a newer preview request",
+                           {{"superseded", true}});
+        }
+        if (a.outcome == UiSession::PreviewOutcome::kBusy) {
+          return sendError(res, 409, "the photo is being corrected; previews resume when it ends",
+                           {{"busy", true}});
+        }
+        res.set_header("X-Preview-Width", std::to_string(a.picture.width));
+        res.set_header("X-Preview-Height", std::to_string(a.picture.height));
+        res.set_content(std::string(a.picture.pixels.begin(), a.picture.pixels.end()),
+                        "application/octet-stream");
+      }));
 
   server.Post("/api/save-settings",
               guarded([&session](const httplib::Request &req, httplib::Response &res) {
@@ -199,32 +198,31 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                 sendJson(res, 200, {{"path", target->string()}});
               }));
 
-  server.Post("/api/correct", guarded([&session](const httplib::Request &req,
-                                                 httplib::Response &res) {
-                const json body = parseBody(req.body);
-                CorrectRequest r;
-                r.settings = requestSettings(body, session);
-                if (body.contains("quality")) {
-                  const json &q = body.at("quality");
-                  if (!q.is_number_integer() || q.get<int>() < 1 || q.get<int>() > 100) {
-                    throw usageError("quality must be a whole number from 1 to 100");
-                  }
-                  r.quality = q.get<int>();
-                }
-                const auto target = writableTarget(body, session, res);
-                if (!target) return;
-                const auto format = formatForName(*target);
-                if (!format) {
-                  throw usageError(target->string() +
-                                   ": unknown format (name it .jpg, .png or .tif)");
-                }
-                checkWritable(session.image(), *format, *target);
-                r.output = *target;
-                r.format = *format;
-                r.overwrite = flag(body, "overwrite");
-                const int id = session.startCorrect(r);
-                sendJson(res, 202, {{"id", id}, {"path", target->string()}});
-              }));
+  server.Post(
+      "/api/correct", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+        const json body = parseBody(req.body);
+        CorrectRequest r;
+        r.settings = requestSettings(body, session);
+        if (body.contains("quality")) {
+          const json &q = body.at("quality");
+          if (!q.is_number_integer() || q.get<int>() < 1 || q.get<int>() > 100) {
+            throw usageError("quality must be a whole number from 1 to 100");
+          }
+          r.quality = q.get<int>();
+        }
+        const auto target = writableTarget(body, session, res);
+        if (!target) return;
+        const auto format = formatForName(*target);
+        if (!format) {
+          throw usageError(target->string() + ": unknown format (name it .jpg, .png or .tif)");
+        }
+        checkWritable(session.image(), *format, *target);
+        r.output = *target;
+        r.format = *format;
+        r.overwrite = flag(body, "overwrite");
+        const int id = session.startCorrect(r);
+        sendJson(res, 202, {{"id", id}, {"path", target->string()}});
+      }));
 
   server.Get("/api/job", guarded([&session](const httplib::Request &, httplib::Response &res) {
                const JobStatus j = session.job();
@@ -242,16 +240,14 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                 sendJson(res, 200, {{"cancelling", session.cancel()}});
               }));
 
-  server.Post("/api/auto", guarded([&session](const httplib::Request &req,
-                                              httplib::Response &res) {
+  server.Post("/api/auto", guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);
                 const auto a = autoSettings(session.photo(), requestSettings(body, session));
                 if (!a.value) return sendError(res, 422, a.reason);
                 sendJson(res, 200, {{"settings", settingsToJson(*a.value)}});
               }));
 
-  server.Post("/api/fill", guarded([&session](const httplib::Request &req,
-                                              httplib::Response &res) {
+  server.Post("/api/fill", guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);
                 const auto a = fillScale(session.photo(), requestSettings(body, session));
                 if (!a.value) return sendError(res, 422, a.reason);

@@ -2,8 +2,8 @@
 
 #include <httplib.h>
 
-#include <nlohmann/json.hpp>
 #include <chrono>
+#include <nlohmann/json.hpp>
 #include <thread>
 
 #include "exit_codes.h"
@@ -41,8 +41,8 @@ UiServer::UiServer(UiSession &session, std::string token)
                               {"Referrer-Policy", "no-referrer"}});
   m.http.set_pre_routing_handler([&m](const httplib::Request &req, httplib::Response &res) {
     if (!hostAllowed(req.get_header_value("Host"), m.port)) {
-      refuse(res, 403, "refused: this server answers only requests for 127.0.0.1:" +
-                           std::to_string(m.port));
+      refuse(res, 403,
+             "refused: this server answers only requests for 127.0.0.1:" + std::to_string(m.port));
       return httplib::Server::HandlerResponse::Handled;
     }
     if (req.has_header("Origin") && !originAllowed(req.get_header_value("Origin"), m.port)) {
@@ -66,7 +66,7 @@ UiServer::UiServer(UiSession &session, std::string token)
     }
   });
   m.http.set_exception_handler(
-      [](const httplib::Request &, httplib::Response &res, std::exception_ptr ep) {
+      [](const httplib::Request &, httplib::Response &res, const std::exception_ptr &ep) {
         std::string why = "internal error";
         try {
           if (ep) std::rethrow_exception(ep);

@@ -63,8 +63,7 @@ UiSession::PreviewAnswer UiSession::preview(const CorrectionSettings &s, std::in
 }
 
 int UiSession::startCorrect(const CorrectRequest &request) {
-  validateMargins(request.settings.margins, facts_.width, facts_.height,
-                  path_.filename().string());
+  validateMargins(request.settings.margins, facts_.width, facts_.height, path_.filename().string());
   // No preview may be inside the module when the correction takes it over.
   std::lock_guard previewLock(previewMutex_);
   std::lock_guard lock(jobMutex_);
@@ -78,7 +77,7 @@ int UiSession::startCorrect(const CorrectRequest &request) {
   return job_.id;
 }
 
-void UiSession::runJob(CorrectRequest request) {
+void UiSession::runJob(const CorrectRequest &request) {
   RunHooks hooks;
   hooks.cancel = &cancel_;
   hooks.progress = [this](std::int32_t done, std::int32_t total) {
@@ -99,8 +98,7 @@ void UiSession::runJob(CorrectRequest request) {
                     WriteOptions{request.quality});
     setJob(JobState::kDone, "");
   } catch (const CliError &e) {
-    setJob(e.code() == ExitCode::kInterrupted ? JobState::kCancelled : JobState::kFailed,
-           e.what());
+    setJob(e.code() == ExitCode::kInterrupted ? JobState::kCancelled : JobState::kFailed, e.what());
   } catch (const std::bad_alloc &) {
     setJob(JobState::kFailed, "out of memory");
   } catch (const std::exception &e) {

@@ -81,7 +81,7 @@ class UiSession {
   void waitForJob();
 
  private:
-  void runJob(CorrectRequest request);
+  void runJob(const CorrectRequest &request);
   void setJob(JobState state, const std::string &message);
 
   std::filesystem::path path_;
@@ -91,7 +91,7 @@ class UiSession {
   CorrectionSettings initial_;
 
   std::atomic<std::uint64_t> previewTickets_{0};
-  std::mutex previewMutex_;  // one preview at a time; held while a job starts
+  std::mutex previewMutex_;                // one preview at a time; held while a job starts
   std::optional<RgbPicture> uncorrected_;  // the last uncorrected preview made
   std::int32_t uncorrectedBoxW_ = 0, uncorrectedBoxH_ = 0;
 

@@ -9,9 +9,11 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
+#include <tuple>
 
 #include "exit_codes.h"
 #include "filter_session.h"
@@ -19,8 +21,8 @@
 #include "progress_bar.h"
 #include "settings_file.h"
 #include "ui/security.h"
-#include "ui/settings_json.h"
 #include "ui/server.h"
+#include "ui/settings_json.h"
 #include "ui/ui_session.h"
 
 namespace fs = std::filesystem;
@@ -113,8 +115,8 @@ TEST(UiSecurity, TokenHostAndOriginChecks) {
                         "x127.0.0.1:8080", ":8080", ""})
     EXPECT_FALSE(hostAllowed(h, 8080)) << h;
   EXPECT_TRUE(originAllowed("http://localhost:8080", 8080));
-  for (const char *o : {"null", "https://127.0.0.1:8080", "http://evil.example:8080",
-                        "http://127.0.0.1:8080/x"})
+  for (const char *o :
+       {"null", "https://127.0.0.1:8080", "http://evil.example:8080", "http://127.0.0.1:8080/x"})
     EXPECT_FALSE(originAllowed(o, 8080)) << o;
 }
 
@@ -170,9 +172,9 @@ TEST(UiServer, EveryRequestNeedsTheTokenAndTheLocalHost) {
                 ->status,
             403);
   EXPECT_EQ(c.Get(e.withToken("/api/state"), {{"Origin", "http://evil.example"}})->status, 403);
-  EXPECT_EQ(c.Get(e.withToken("/api/state"), {{"Host", "localhost:" + std::to_string(e.port)}})
-                ->status,
-            200);
+  EXPECT_EQ(
+      c.Get(e.withToken("/api/state"), {{"Host", "localhost:" + std::to_string(e.port)}})->status,
+      200);
 
   const auto state = c.Get(e.withToken("/api/state"));
   ASSERT_EQ(state->status, 200);
@@ -239,9 +241,8 @@ TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {
     ASSERT_EQ(r->status, 200) << r->body;
     ProgressBar bar(false);
     FilterSession fresh(ORTAVEL_PLUGIN_PATH, bar);
-    const Previews p = fresh.preview(readImage(kPhoto),
-                                     settingsFromJson(settings, CorrectionSettings{}), 400, 300,
-                                     "fresh");
+    const Previews p = fresh.preview(
+        readImage(kPhoto), settingsFromJson(settings, CorrectionSettings{}), 400, 300, "fresh");
     EXPECT_EQ(r->get_header_value("X-Preview-Width"), std::to_string(p.corrected.width));
     EXPECT_EQ(r->get_header_value("X-Preview-Height"), std::to_string(p.corrected.height));
     EXPECT_TRUE(r->body == std::string(p.corrected.pixels.begin(), p.corrected.pixels.end()))
@@ -249,8 +250,7 @@ TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {
 
     const auto un = e.post("/api/preview", previewBody(settings, 400, 300, "uncorrected").dump());
     ASSERT_EQ(un->status, 200);
-    EXPECT_TRUE(un->body ==
-                std::string(p.uncorrected.pixels.begin(), p.uncorrected.pixels.end()));
+    EXPECT_TRUE(un->body == std::string(p.uncorrected.pixels.begin(), p.uncorrected.pixels.end()));
   }
   // Never larger than the photo.
   const auto big = e.post("/api/preview", previewBody(first, 4000, 4000).dump());
@@ -296,10 +296,9 @@ TEST(UiServer, WritesOnlyWhereAskedAndExistingFilesOnlyWhenConfirmed) {
   EXPECT_EQ(e.post("/api/correct", correct.dump())->status, 409);
 }
 
-TEST(UiServer, ACorrectionCanBeCancelledAndPreviewsWaitForIt) {
-  Folder dir;
-  // Large enough that lanczos12 takes seconds, so the requests below reach
-  // the server while it runs.
+// Large enough that lanczos12 over it takes seconds, so that requests sent
+// meanwhile reach the server while the module is busy.
+Image bigPhoto() {
   Image big;
   big.colour = ColourModel::kRgb;
   big.format = FileFormat::kPng;
@@ -308,10 +307,27 @@ TEST(UiServer, ACorrectionCanBeCancelledAndPreviewsWaitForIt) {
   for (auto &plane : big.doc.planes)
     for (std::size_t i = 0; i < plane.samples.size(); ++i)
       plane.samples[i] = static_cast<std::uint8_t>(i * 7);
-  Editor e(dir.path() / "big.png", std::move(big));
+  return big;
+}
 
-  const json correct = {{"settings", {{"k1", -0.1}, {"method", "lanczos12"}}},
-                        {"path", "out.tif"}};
+TEST(UiServer, ANewerPreviewSupersedesOneStillWaiting) {
+  Folder dir;
+  Editor e(dir.path() / "big.png", bigPhoto());
+  const json slow = previewBody({{"method", "lanczos12"}}, 4000, 3000);
+  auto send = [&e](const json &body) { return e.post("/api/preview", body.dump())->status; };
+  auto busy = std::async(std::launch::async, send, slow);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  auto older = std::async(std::launch::async, send, previewBody({{"k1", -0.1}}, 64, 64));
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  auto newer = std::async(std::launch::async, send, previewBody({{"k1", -0.2}}, 64, 64));
+  EXPECT_EQ(std::tuple(busy.get(), older.get(), newer.get()), std::tuple(200, 409, 200));
+}
+
+TEST(UiServer, ACorrectionCanBeCancelledAndPreviewsWaitForIt) {
+  Folder dir;
+  Editor e(dir.path() / "big.png", bigPhoto());
+
+  const json correct = {{"settings", {{"k1", -0.1}, {"method", "lanczos12"}}}, {"path", "out.tif"}};
   ASSERT_EQ(e.post("/api/correct", correct.dump())->status, 202);
   const auto preview = e.post("/api/preview", previewBody(json::object(), 200, 200).dump());
   EXPECT_EQ(preview->status, 409);

@@ -96,6 +96,17 @@ function bindControls() {
   for (const key of NUMBERS) {
     const range = $(`${key}-range`);
     const number = $(`${key}-number`);
+    // Shift with an arrow key: ten steps at once.
+    range.addEventListener('keydown', (event) => {
+      const sign = { ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1 }[event.key];
+      if (!event.shiftKey || sign === undefined) return;
+      event.preventDefault();
+      const decimals = (range.step.split('.')[1] ?? '').length;
+      const v = Math.min(Number(range.max), Math.max(Number(range.min),
+        Number(range.value) + sign * 10 * Number(range.step)));
+      range.value = v.toFixed(decimals);
+      range.dispatchEvent(new Event('input', { bubbles: true }));
+    });
     range.addEventListener('input', () => {
       page.settings[key] = Number(range.value);
       number.value = range.value;
@@ -164,6 +175,8 @@ function schedulePreview() {
   page.timer = setTimeout(pump, DEBOUNCE_MS);
 }
 
+class Busy extends Error {}
+
 async function fetchPreview(settings, box, picture) {
   const r = await call('POST', '/api/preview', { settings, box, picture });
   if (r.ok) {
@@ -175,8 +188,9 @@ async function fetchPreview(settings, box, picture) {
   }
   if (r.data.superseded) return null;
   if (r.data.busy) {
+    // Another page of this session is correcting: ask again later.
     setPreviewState('Paused while the photo is corrected', true);
-    return null;
+    throw new Busy();
   }
   throw new Error(r.data.error ?? `preview failed (${r.status})`);
 }
@@ -216,6 +230,11 @@ async function pump() {
       }
     }
   } catch (e) {
+    page.inFlight = false;
+    if (e instanceof Busy) {
+      setTimeout(pump, 1000);
+      return;
+    }
     page.failedKey = key;
     setPreviewState(`Preview failed: ${e.message}`, true);
     page.inFlight = false;
@@ -320,6 +339,7 @@ function placeMarker() {
   const oy = ((H - 1) + cy * (D - 1) * s.scale) * 0.5;
   marker.style.left = `${(ox + s.margins.left) * b * css}px`;
   marker.style.top = `${(oy + s.margins.top) * b * css}px`;
+  marker.setAttribute('aria-valuenow', String(s.centerX));
   marker.setAttribute('aria-valuetext', `x ${s.centerX.toFixed(3)}, y ${s.centerY.toFixed(3)}`);
 }
 
