@@ -15,6 +15,7 @@
 #include <thread>
 #include <tuple>
 
+#include "command_line.h"
 #include "exit_codes.h"
 #include "filter_session.h"
 #include "image_io/image_io.h"
@@ -158,6 +159,23 @@ TEST(UiSettingsJson, RoundTripAndRefusals) {
   EXPECT_THROW(parseBody("[]"), CliError);
 }
 
+TEST(UiCommandLine, PortBrowserAndStartingSettings) {
+  const CommandLine cl =
+      parseCommandLine({"ui", "a.jpg", "--port", "8123", "--no-browser", "--k1=-0.2"});
+  EXPECT_EQ(std::tuple(cl.command, cl.files, cl.port, cl.openBrowser, cl.settings.k1),
+            std::tuple(Command::kUi, std::vector<std::string>{"a.jpg"}, 8123, false, -0.2));
+  EXPECT_TRUE(parseCommandLine({"ui", "a.jpg"}).openBrowser);
+  for (const std::vector<std::string> &bad : {std::vector<std::string>{"ui"},
+                                              {"ui", "a.jpg", "b.jpg"},
+                                              {"ui", "a", "--port", "70000"},
+                                              {"ui", "a", "--no-browser=1"},
+                                              {"ui", "a", "-o", "d"},
+                                              {"correct", "a", "b", "--port", "1"},
+                                              {"preview", "a", "-o", "d", "--no-browser"}}) {
+    EXPECT_THROW(parseCommandLine(bad), CliError) << bad.back();
+  }
+}
+
 TEST(UiServer, EveryRequestNeedsTheTokenAndTheLocalHost) {
   Editor e(kPhoto);
   httplib::Client c = e.client();
@@ -228,6 +246,15 @@ TEST(UiServer, BadRequestsGetAClearErrorAndTheServerGoesOn) {
     EXPECT_NE(j.value("error", std::string()).find(k.says), std::string::npos) << r->body;
   }
   EXPECT_EQ(e.client().Get(e.withToken("/api/state"))->status, 200);
+}
+
+TEST(UiServer, AutoAndFillSayWhyWithoutLensProfiles) {
+  Editor e(kPhoto);
+  for (const char *path : {"/api/auto", "/api/fill"}) {
+    const auto r = e.post(path, json{{"settings", json::object()}}.dump());
+    EXPECT_EQ(r->status, 422) << path;
+    EXPECT_EQ(json::parse(r->body).at("error"), "lens profiles are not available in this build");
+  }
 }
 
 TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {

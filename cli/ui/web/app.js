@@ -397,6 +397,7 @@ function applySplit() {
   const split = $('viewer').classList.contains('mode-split');
   const p = Number($('split-position').value);
   $('after').parentElement.style.clipPath = split ? `inset(0 0 0 ${p}%)` : '';
+  $('split-line').style.left = `${p}%`;
 }
 
 function toggleBefore() {
@@ -410,6 +411,21 @@ function toggleBefore() {
 function bindView() {
   $('view-mode').addEventListener('change', () => setView($('view-mode').value));
   $('split-position').addEventListener('input', applySplit);
+  // In the split view, dragging across the picture moves the split.
+  const dragSplit = (event) => {
+    const rect = $('after').getBoundingClientRect();
+    const p = Math.round(((event.clientX - rect.left) / rect.width) * 100);
+    $('split-position').value = String(Math.min(100, Math.max(0, p)));
+    applySplit();
+  };
+  $('viewer').addEventListener('pointerdown', (event) => {
+    if (!$('viewer').classList.contains('mode-split')) return;
+    event.currentTarget.setPointerCapture(event.pointerId);
+    dragSplit(event);
+  });
+  $('viewer').addEventListener('pointermove', (event) => {
+    if (event.currentTarget.hasPointerCapture(event.pointerId)) dragSplit(event);
+  });
   $('show-before').addEventListener('click', toggleBefore);
   $('grid-on').addEventListener('change', redrawGrids);
   $('grid-spacing').addEventListener('input', redrawGrids);
