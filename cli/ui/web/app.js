@@ -166,6 +166,8 @@ function setPreviewState(text, stale) {
   const el = $('preview-state');
   el.textContent = text;
   el.classList.toggle('stale', stale);
+  // The corrected picture is not the one for the controls' settings yet.
+  $('after-figure').setAttribute('aria-busy', String(stale));
 }
 
 function schedulePreview() {
