@@ -1,6 +1,7 @@
 #include "ui/server.h"
 
 #include <httplib.h>
+#include <sys/socket.h>
 
 #include <chrono>
 #include <nlohmann/json.hpp>
@@ -32,6 +33,14 @@ struct UiServer::Impl {
 UiServer::UiServer(UiSession &session, std::string token)
     : impl_(std::make_unique<Impl>(session, std::move(token))) {
   Impl &m = *impl_;
+  // The library's default adds SO_REUSEPORT, with which a second server
+  // could bind the same port and take a share of this one's requests: only
+  // SO_REUSEADDR here, so that a restart may reuse a port lingering from the
+  // last run but never one that is listening.
+  m.http.set_socket_options([](int sock) {
+    int yes = 1;
+    ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  });
   m.http.set_payload_max_length(kMaxRequestBytes);
   m.http.set_read_timeout(10, 0);
   m.http.set_keep_alive_timeout(5);

@@ -214,6 +214,12 @@ TEST(UiServer, EveryRequestNeedsTheTokenAndTheLocalHost) {
   EXPECT_EQ(c.Get(e.withToken("/secret.js"))->status, 404);
 }
 
+TEST(UiServer, APortInUseIsRefusedNotShared) {
+  Editor e(kPhoto);
+  UiServer second(*e.session, kToken);
+  EXPECT_THROW(second.start(e.port), CliError);
+}
+
 TEST(UiServer, BadRequestsGetAClearErrorAndTheServerGoesOn) {
   Editor e(kPhoto);
   struct Case {
