@@ -18,7 +18,7 @@ export async function launchChromium(chromium) {
     headless: true,
     args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
       '--disable-background-networking', '--disable-component-update', '--disable-sync',
-      '--force-color-profile=srgb'],
+      '--force-color-profile=srgb', '--disable-dev-shm-usage'],
   });
   return {
     newPage: (options) => context.newPage(options),
