@@ -6,6 +6,7 @@ PREFIX  ?= /usr/local
 CMAKE_FLAGS ?=
 
 .PHONY: all deps configure test bench demo install asan tsan fuzz lint format clean windows windows-test
+.PHONY: browser-deps bench-ui
 
 all: configure
 	cmake --build $(BUILD) -j $(JOBS)
@@ -16,11 +17,24 @@ deps:
 configure: deps
 	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DORTAVEL_BUILD_TESTS=ON -DORTAVEL_BUILD_BENCH=ON $(CMAKE_FLAGS) >/dev/null
 
-test: all
+test: all browser-deps
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
+
+# The browser tests: Debian's chromium and Node.js, and Playwright from the
+# npm lock file in tests/browser/. A Node.js from elsewhere (one that carries
+# its own npm, which Debian's npm package conflicts with) is taken as it is.
+browser-deps:
+	@if command -v node >/dev/null && command -v npm >/dev/null && [ -x /usr/bin/chromium ]; \
+	then :; else scripts/ensure-deps browser; fi
+	cd tests/browser && npm ci --no-audit --no-fund --loglevel=error
 
 bench: all
 	$(BUILD)/bin/ortavel-bench
+
+# Time from a slider change to the new corrected preview on screen in
+# `ortavel ui`, for a 24-megapixel photo at a 1024-pixel preview.
+bench-ui: all browser-deps
+	node tests/browser/latency_bench.mjs $(BUILD)/bin/ortavel
 
 # The demo builds only what it runs (module, host, command), quietly.
 demo:

@@ -122,6 +122,8 @@ const char *commandName(Command c) {
       return "help";
     case Command::kLenses:
       return "lenses";
+    case Command::kUi:
+      return "ui";
     case Command::kNone:
       break;
   }
@@ -148,9 +150,11 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
           cl.command = Command::kHelp;
         else if (arg == "lenses")
           cl.command = Command::kLenses;
+        else if (arg == "ui")
+          cl.command = Command::kUi;
         else
           throw usageError("unknown command \"" + arg +
-                           "\" (correct, info, preview, lenses, about or help)");
+                           "\" (correct, info, preview, lenses, ui, about or help)");
       } else {
         cl.files.push_back(arg);
       }
@@ -206,7 +210,7 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       only({Command::kCorrect, Command::kPreview});
       cl.outputDir = needValue();
     } else if (arg == "--settings") {
-      only({Command::kCorrect, Command::kPreview});
+      only({Command::kCorrect, Command::kPreview, Command::kUi});
       cl.settingsIn = needValue();
     } else if (arg == "--save-settings") {
       only({Command::kCorrect});
@@ -234,17 +238,24 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       only({Command::kCorrect, Command::kPreview});
       (arg == "--auto" ? cl.autoProfile : cl.fill) = true;
     } else if (arg == "--camera" || arg == "--lens-model") {
-      only({Command::kCorrect, Command::kPreview, Command::kInfo});
+      only({Command::kCorrect, Command::kPreview, Command::kInfo, Command::kUi});
       const std::string v = needValue();
       if (v.find_first_not_of(" \t") == std::string::npos) throw usageError(arg + " needs a name");
       (arg == "--camera" ? cl.profile.camera : cl.profile.lensModel) = v;
     } else if (arg == "--focal") {
-      only({Command::kCorrect, Command::kPreview, Command::kInfo});
+      only({Command::kCorrect, Command::kPreview, Command::kInfo, Command::kUi});
       const double f = parseNumber(arg, needValue());
       if (!(f > 0.0)) throw usageError("--focal needs a focal length in millimetres above 0");
       cl.profile.focalLengthMm = f;
+    } else if (arg == "--port") {
+      only({Command::kUi});
+      cl.port = parseInt(arg, needValue(), 0, 65535);
+    } else if (arg == "--no-browser") {
+      noValue();
+      only({Command::kUi});
+      cl.openBrowser = false;
     } else if (kSettingOptions.count(arg)) {
-      only({Command::kCorrect, Command::kPreview});
+      only({Command::kCorrect, Command::kPreview, Command::kUi});
       settingOptions.push_back({arg, needValue()});
     } else {
       throw usageError("unknown option " + arg);
@@ -259,7 +270,7 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
 
   switch (cl.command) {
     case Command::kNone:
-      throw usageError("no command given (correct, info, preview, lenses, about or help)");
+      throw usageError("no command given (correct, info, preview, lenses, ui, about or help)");
     case Command::kCorrect:
       if (cl.outputDir) {
         if (cl.files.empty()) throw usageError("correct: no input file given");
@@ -277,6 +288,9 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       break;
     case Command::kAbout:
       if (!cl.files.empty()) throw usageError("about takes no files");
+      break;
+    case Command::kUi:
+      if (cl.files.size() != 1) throw usageError("ui needs exactly one photo");
       break;
     case Command::kHelp:
       if (cl.files.size() > 1) throw usageError("help takes at most one command name");

@@ -10,7 +10,7 @@
 
 namespace ortavel::cli {
 
-enum class Command { kNone, kCorrect, kInfo, kPreview, kAbout, kHelp, kLenses };
+enum class Command { kNone, kCorrect, kInfo, kPreview, kAbout, kHelp, kLenses, kUi };
 
 struct CommandLine {
   Command command = Command::kNone;
@@ -28,10 +28,12 @@ struct CommandLine {
   int quality = 95;      // JPEG quality of written files
   int previewWidth = 512;
   int previewHeight = 512;
-  bool sideBySide = false;  // preview --side-by-side: also NAME-before-after.png
+  bool sideBySide = false;   // preview --side-by-side: also NAME-before-after.png
   bool autoProfile = false;  // --auto: k1, k2 and zoom from the lens database
   bool fill = false;         // --fill: the zoom that leaves no empty border
   ProfileOverrides profile;  // --camera, --lens-model, --focal
+  int port = 0;              // ui: 0 = any free port
+  bool openBrowser = true;   // ui: --no-browser turns it off
 };
 
 // Parses argv. The settings file (--settings) is read here, and the options

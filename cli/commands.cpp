@@ -49,40 +49,6 @@ std::vector<fs::path> outputsFor(const CommandLine &cl) {
   return outs;
 }
 
-// Writes through a temporary file; errors name the file the user asked for.
-void writeAtomically(const Image &img, FileFormat format, const fs::path &target, bool force,
-                     const WriteOptions &opt) {
-  AtomicOutput file(target, force);
-  try {
-    writeImage(img, format, file.temporaryPath(), opt);
-  } catch (const CliError &e) {
-    std::string text = e.what();
-    const std::string temp = file.temporaryPath().string();
-    for (auto at = text.find(temp); at != std::string::npos; at = text.find(temp))
-      text.replace(at, temp.size(), target.string());
-    throw CliError(e.code(), text);
-  }
-  if (interrupted()) throw CliError(ExitCode::kInterrupted, target.string() + ": interrupted");
-  file.commit();
-}
-
-// With --auto, comment lines say which profile the numbers come from.
-void writeSettings(const fs::path &path, const CorrectionSettings &s,
-                   const std::optional<LensProfile> &profile) {
-  AtomicOutput out(path, true);
-  {
-    std::ofstream f(out.temporaryPath(), std::ios::binary | std::ios::trunc);
-    if (profile) {
-      f << "# lens profile: " << messages::profileSummary(*profile) << "\n# "
-        << messages::profileSettings(*profile) << "\n";
-    }
-    f << formatSettings(s);
-    f.flush();
-    if (!f) throw failure(path.string() + ": cannot write the settings file");
-  }
-  out.commit();
-}
-
 void writeRgbPng(const RgbPicture &pic, const fs::path &path, bool force) {
   Image img;
   img.colour = ColourModel::kRgb;
@@ -124,6 +90,39 @@ void printProfile(const ProfileLookup &found) {
 void reportError(const std::string &message) {
   std::lock_guard lock(gOutputMutex);
   std::fprintf(stderr, "ortavel: %s\n", message.c_str());
+}
+
+void writeAtomically(const Image &img, FileFormat format, const fs::path &target, bool force,
+                     const WriteOptions &opt) {
+  AtomicOutput file(target, force);
+  try {
+    writeImage(img, format, file.temporaryPath(), opt);
+  } catch (const CliError &e) {
+    std::string text = e.what();
+    const std::string temp = file.temporaryPath().string();
+    for (auto at = text.find(temp); at != std::string::npos; at = text.find(temp))
+      text.replace(at, temp.size(), target.string());
+    throw CliError(e.code(), text);
+  }
+  if (interrupted()) throw CliError(ExitCode::kInterrupted, target.string() + ": interrupted");
+  file.commit();
+}
+
+// With --auto, comment lines say which profile the numbers come from.
+void writeSettings(const fs::path &path, const CorrectionSettings &s,
+                   const std::optional<LensProfile> &profile) {
+  AtomicOutput out(path, true);
+  {
+    std::ofstream f(out.temporaryPath(), std::ios::binary | std::ios::trunc);
+    if (profile) {
+      f << "# lens profile: " << messages::profileSummary(*profile) << "\n# "
+        << messages::profileSettings(*profile) << "\n";
+    }
+    f << formatSettings(s);
+    f.flush();
+    if (!f) throw failure(path.string() + ": cannot write the settings file");
+  }
+  out.commit();
 }
 
 ExitCode runCorrect(const CommandLine &cl) {

@@ -70,20 +70,33 @@ FilterSession::~FilterSession() = default;
 
 hostemu::RunResult FilterSession::invoke(hostemu::Document &doc,
                                          const hostemu::Descriptor &descriptor,
-                                         const std::string &label) {
+                                         const std::string &label, const RunHooks *hooks) {
   std::lock_guard lock(mutex_);
   hostemu::HostOptions options;
-  options.progressCallback = [this](std::int32_t done, std::int32_t total) {
-    bar_.update(done, total);
+  if (hooks != nullptr && hooks->progress) {
+    options.progressCallback = hooks->progress;
+  } else {
+    options.progressCallback = [this](std::int32_t done, std::int32_t total) {
+      bar_.update(done, total);
+    };
+  }
+  const std::atomic<bool> *cancel = hooks != nullptr ? hooks->cancel : nullptr;
+  options.abortCallback = [cancel] {
+    return interrupted() || (cancel != nullptr && cancel->load());
   };
-  options.abortCallback = [] { return interrupted(); };
-  options.alertCallback = [this, label](const std::string &, const std::string &text) {
-    bar_.clear();
-    std::string oneLine = text;
-    for (char &c : oneLine)
-      if (c == '\n') c = ' ';
-    std::fprintf(stderr, "ortavel: %s: plug-in: %s\n", label.c_str(), oneLine.c_str());
-  };
+  if (hooks != nullptr && hooks->alert) {
+    options.alertCallback = [hooks](const std::string &, const std::string &text) {
+      hooks->alert(text);
+    };
+  } else {
+    options.alertCallback = [this, label](const std::string &, const std::string &text) {
+      bar_.clear();
+      std::string oneLine = text;
+      for (char &c : oneLine)
+        if (c == '\n') c = ' ';
+      std::fprintf(stderr, "ortavel: %s: plug-in: %s\n", label.c_str(), oneLine.c_str());
+    };
+  }
   bar_.setLabel(label);
   try {
     hostemu::Host host(*plugin_, doc, options);
@@ -97,11 +110,15 @@ hostemu::RunResult FilterSession::invoke(hostemu::Document &doc,
 }
 
 CorrectionSettings FilterSession::correct(Image &img, const CorrectionSettings &s,
-                                          const std::string &label) {
+                                          const std::string &label, const RunHooks *hooks) {
   enlargeCanvas(img.doc, s.margins);
-  const hostemu::RunResult r = invoke(img.doc, buildDescriptor(s), label);
+  const hostemu::RunResult r = invoke(img.doc, buildDescriptor(s), label, hooks);
   if (r.result == kUserCanceled && interrupted()) {
     throw CliError(ExitCode::kInterrupted, label + ": interrupted");
+  }
+  if (r.result == kUserCanceled && hooks != nullptr && hooks->cancel != nullptr &&
+      hooks->cancel->load()) {
+    throw CliError(ExitCode::kInterrupted, label + ": cancelled");
   }
   if (r.result != 0) {
     throw failure(label + ": the filter failed with " + resultName(r.result));
@@ -144,6 +161,12 @@ CameraInfo FilterSession::identify(const Image &img, const std::string &label) {
 Previews FilterSession::preview(const Image &img, const CorrectionSettings &s, std::int32_t boxW,
                                 std::int32_t boxH, const std::string &label) {
   hostemu::Document doc = img.doc;
+  return preview(doc, s, boxW, boxH, nullptr, label);
+}
+
+Previews FilterSession::preview(hostemu::Document &doc, const CorrectionSettings &s,
+                                std::int32_t boxW, std::int32_t boxH, const RgbPicture *uncorrected,
+                                const std::string &label, const RunHooks *hooks) {
   const std::int32_t w = doc.width, h = doc.height;
   const std::int32_t tw = w + s.margins.left + s.margins.right;
   const std::int32_t th = h + s.margins.top + s.margins.bottom;
@@ -154,15 +177,24 @@ Previews FilterSession::preview(const Image &img, const CorrectionSettings &s, s
   Previews out;
   out.uncorrected = {fitted(w, a), fitted(h, a), {}};
   out.corrected = {fitted(tw, b), fitted(th, b), {}};
-  for (RgbPicture *p : {&out.uncorrected, &out.corrected}) {
-    p->pixels.assign(static_cast<std::size_t>(p->width) * p->height * 3, 0);
+  const bool known = uncorrected != nullptr && uncorrected->width == out.uncorrected.width &&
+                     uncorrected->height == out.uncorrected.height &&
+                     uncorrected->pixels.size() ==
+                         static_cast<std::size_t>(uncorrected->width) * uncorrected->height * 3;
+  if (!known) {
+    out.uncorrected.pixels.assign(
+        static_cast<std::size_t>(out.uncorrected.width) * out.uncorrected.height * 3, 0);
   }
+  out.corrected.pixels.assign(
+      static_cast<std::size_t>(out.corrected.width) * out.corrected.height * 3, 0);
   PreviewBuffer un{}, co{};
-  un.pending = 1;
+  // A served request is read, never written: the filter corrects its pixels.
+  un.pending = known ? 0 : 1;
   un.width = out.uncorrected.width;
   un.height = out.uncorrected.height;
   un.rowBytes = un.width * 3;
-  un.pixels = out.uncorrected.pixels.data();
+  un.pixels = known ? const_cast<std::uint8_t *>(uncorrected->pixels.data())
+                    : out.uncorrected.pixels.data();
   co.pending = 1;
   co.width = out.corrected.width;
   co.height = out.corrected.height;
@@ -171,7 +203,7 @@ Previews FilterSession::preview(const Image &img, const CorrectionSettings &s, s
 
   hostemu::Descriptor d = buildDescriptor(s);
   d.putString(fourCC("prCo"), addressText(&co)).putString(fourCC("prUn"), addressText(&un));
-  const hostemu::RunResult r = invoke(doc, d, label);
+  const hostemu::RunResult r = invoke(doc, d, label, hooks);
   // A served preview ends the call with "cancelled" by design.
   if (r.result != kUserCanceled) {
     throw failure(label + ": the filter failed with " + resultName(r.result));

@@ -7,6 +7,7 @@
 // session and overlap only their file reading and writing.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -43,6 +44,15 @@ struct Previews {
   RgbPicture corrected;
 };
 
+// What a caller other than the terminal hears of a run: the plug-in's
+// progress and alerts, and a flag of its own that the abort callback reports
+// besides Ctrl-C. Unset members are left to the session's defaults.
+struct RunHooks {
+  std::function<void(std::int32_t done, std::int32_t total)> progress;
+  std::function<void(const std::string &text)> alert;
+  const std::atomic<bool> *cancel = nullptr;
+};
+
 class FilterSession {
  public:
   // Loads the module; throws CliError (failure) when it cannot be loaded.
@@ -51,8 +61,10 @@ class FilterSession {
 
   // Runs the filter over the whole image, after enlarging its canvas by the
   // margins. Returns the settings as the filter recorded them on finish.
-  // Throws CliError: failure for a filter error, interrupted on Ctrl-C.
-  CorrectionSettings correct(Image &img, const CorrectionSettings &s, const std::string &label);
+  // Throws CliError: failure for a filter error, interrupted on Ctrl-C or
+  // when the hooks' cancel flag is raised.
+  CorrectionSettings correct(Image &img, const CorrectionSettings &s, const std::string &label,
+                             const RunHooks *hooks = nullptr);
 
   // The camera make, model and focal length, as the filter reads them from
   // the image's EXIF block.
@@ -63,13 +75,23 @@ class FilterSession {
   Previews preview(const Image &img, const CorrectionSettings &s, std::int32_t boxW,
                    std::int32_t boxH, const std::string &label);
 
+  // As above, on the caller's document, which a preview call never changes
+  // and so is not copied. When `uncorrected` holds the uncorrected preview an
+  // earlier call made for the same document and box, the filter is handed it
+  // as served and only corrects it: the result is the same, without a new
+  // scaled read of the document. The returned uncorrected picture is then left
+  // empty.
+  Previews preview(hostemu::Document &doc, const CorrectionSettings &s, std::int32_t boxW,
+                   std::int32_t boxH, const RgbPicture *uncorrected, const std::string &label,
+                   const RunHooks *hooks = nullptr);
+
   // The about box text, as the filter shows it.
   std::string about();
 
  private:
   // One filter invocation on `doc` with `descriptor`, under the lock.
   hostemu::RunResult invoke(hostemu::Document &doc, const hostemu::Descriptor &descriptor,
-                            const std::string &label);
+                            const std::string &label, const RunHooks *hooks = nullptr);
 
   std::mutex mutex_;  // one call into the module at a time
   ProgressBar &bar_;

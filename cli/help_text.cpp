@@ -17,6 +17,7 @@ const char kGeneral[] =
     "  info IN...                     camera make, model and focal length; size, depth, mode\n"
     "  preview IN -o DIR [options]    uncorrected and corrected previews as PNG\n"
     "  lenses [TEXT]                  cameras and lenses of the lens database\n"
+    "  ui PHOTO [options]             live before/after editor in the web browser\n"
     "  about                          the plug-in's about text\n"
     "  help [COMMAND]                 this text, or a command's\n"
     "\n"
@@ -102,6 +103,23 @@ const char kPreview[] =
     "and --fill included, and -f/--force to replace existing previews.\n"
     "--side-by-side also writes DIR/NAME-before-after.png: the two side by side.\n";
 
+const char kUi[] =
+    "Usage: ortavel ui PHOTO [--port N] [--no-browser] [correction options]\n"
+    "\n"
+    "Opens a live editor for PHOTO in the web browser: the uncorrected and corrected\n"
+    "previews side by side or under a split, sliders and fields for every setting,\n"
+    "a grid to judge straight lines, and buttons to save the settings and to write\n"
+    "the corrected photo. Every picture is made by the plug-in's preview request.\n"
+    "\n"
+    "The server listens on 127.0.0.1 only and answers only requests that carry the\n"
+    "random token of the address it prints. It opens that address with xdg-open\n"
+    "when there is a display. Ctrl-C stops it.\n"
+    "\n"
+    "  --port N        listen on port N (default: any free port)\n"
+    "  --no-browser    only print the address\n"
+    "Takes the lens options of 'ortavel correct' (and --settings) as starting values,\n"
+    "and --camera, --lens-model and --focal for the Auto button's lens profile.\n";
+
 const char kAbout[] =
     "Usage: ortavel about\n"
     "\n"
@@ -126,6 +144,8 @@ std::string helpText(Command c) {
       return kAbout;
     case Command::kLenses:
       return kLenses;
+    case Command::kUi:
+      return kUi;
     default:
       return kGeneral;
   }

@@ -42,6 +42,8 @@ ExitCode run(const std::vector<std::string> &args) {
       return runAbout(cl);
     case Command::kLenses:
       return runLenses(cl);
+    case Command::kUi:
+      return runUi(cl);
     default:
       break;
   }

@@ -124,8 +124,7 @@ Host::Impl::Impl(Host &h, Plugin &p)
       store(p.handles()),
       log(h.log_),
       options(h.options_),
-      document(h.document_),
-      working(h.working_) {
+      document(h.document_) {
   fillHandleProcs(handleProcs);
   fillBufferProcs(bufferProcs);
   fillReadDescriptorProcs(readProcs);
@@ -140,6 +139,14 @@ Host::Impl::Impl(Host &h, Plugin &p)
 }
 
 Host::Impl::~Impl() = default;
+
+Document &Host::Impl::working() {
+  if (!host.workingMade_) {
+    host.working_ = document;
+    host.workingMade_ = true;
+  }
+  return host.working_;
+}
 
 void Host::Impl::fillRecord() {
   // A host hands out the whole, newest record, zeroed first.
@@ -310,7 +317,6 @@ std::int16_t Host::Impl::call(std::int16_t selector, void *block) {
 Host::Host(Plugin &plugin, Document &document, HostOptions options)
     : plugin_(plugin), document_(document), options_(std::move(options)) {
   validate(document_, options_);
-  working_ = document_;
   impl_ = std::make_unique<Impl>(*this, plugin_);
   HandleStore &store = plugin_.handles();
   store.faults = options_.handleFaults;
@@ -381,7 +387,7 @@ std::int16_t Host::callSelector(std::int16_t selector) {
 RunResult Host::runFilter(const Descriptor *descriptorIn, bool withParameters) {
   Impl &m = *impl_;
   HandleStore &store = plugin_.handles();
-  working_ = document_;
+  workingMade_ = false;
   m.fillRecord();
   log_.add(LogKind::Host, {{"op", "invocation"},
                            {"width", std::to_string(document_.width)},
@@ -461,8 +467,10 @@ RunResult Host::runFilter(const Descriptor *descriptorIn, bool withParameters) {
   }
 
   if (r.result == 0 && !r.continueLimitReached) {
-    std::swap(document_.planes, working_.planes);
-    working_ = document_;
+    // Without a working copy the filter wrote nothing: the document stands.
+    if (workingMade_) std::swap(document_.planes, working_.planes);
+    working_.planes.clear();
+    workingMade_ = false;
     r.documentChanged = true;
   }
   log_.add(LogKind::Host, {{"op", "invocation-end"},

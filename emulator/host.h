@@ -111,7 +111,7 @@ class Host {
   Log &log() { return log_; }
   HandleStore &handles() { return plugin_.handles(); }
   const HostOptions &options() const { return options_; }
-  const Document &workingDocument() const { return working_; }
+  const Document &workingDocument() const { return workingMade_ ? working_ : document_; }
   // The record as the filter sees it (for inspection between steps).
   FilterRecord *filterRecord();
   SuiteHost &suites();
@@ -129,7 +129,8 @@ class Host {
  private:
   Plugin &plugin_;
   Document &document_;
-  Document working_;
+  Document working_;  // made from document_ when the filter first asks for output
+  bool workingMade_ = false;
   HostOptions options_;
   Log log_;
   std::unique_ptr<Impl> impl_;

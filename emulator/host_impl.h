@@ -57,7 +57,9 @@ struct Host::Impl {
   Log &log;
   const HostOptions &options;
   Document &document;  // the caller's: the source of every read, changed on commit
-  Document &working;   // what the filter writes
+  // What the filter writes: a copy of the document, made when the first
+  // output tile is handed out (a preview call never needs one).
+  Document &working();
 
   FilterRecord record{};
   BigDocumentStruct big{};

@@ -77,7 +77,8 @@ bool Host::Impl::wantsMore() const {
 
 void Host::Impl::writeBack() {
   if (!out.valid) return;
-  const std::int32_t bps = working.bytesPerSample();
+  Document &target = working();
+  const std::int32_t bps = target.bytesPerSample();
   const std::int32_t nplanes = out.hi - out.lo + 1;
   const std::int32_t cols = out.rect.right - out.rect.left;
   const std::size_t rowBytes = static_cast<std::size_t>(cols) * static_cast<std::size_t>(bps);
@@ -86,9 +87,9 @@ void Host::Impl::writeBack() {
         out.buffer.data() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes;
     for (std::int32_t p = 0; p < nplanes; ++p) {
       std::uint8_t *dst =
-          working.planes[static_cast<std::size_t>(out.lo) + static_cast<std::size_t>(p)]
+          target.planes[static_cast<std::size_t>(out.lo) + static_cast<std::size_t>(p)]
               .samples.data() +
-          (static_cast<std::size_t>(y) * working.width + out.rect.left) * bps;
+          (static_cast<std::size_t>(y) * target.width + out.rect.left) * bps;
       const std::uint8_t *s = src + static_cast<std::size_t>(p) * bps;
       const std::size_t step = static_cast<std::size_t>(nplanes) * bps;
       for (std::size_t x = 0; x < rowBytes; x += bps, s += step) std::memcpy(dst + x, s, bps);
@@ -173,8 +174,10 @@ std::int16_t Host::Impl::handOut() {
   OSErr status =
       prepareGrant(document, ir, record.inLoPlane, record.inHiPlane, padOk, options.rowPadding, in);
   if (status == noErr) {
-    status = prepareGrant(working, orr, record.outLoPlane, record.outHiPlane, false,
-                          options.rowPadding, out);
+    // The output side only reads sizes until a tile is granted, so the
+    // working copy is made only when the filter asks for output at all.
+    status = prepareGrant(isEmpty(orr) ? document : working(), orr, record.outLoPlane,
+                          record.outHiPlane, false, options.rowPadding, out);
   }
   const std::int32_t bps = document.bytesPerSample();
   if (status != noErr) {
@@ -183,7 +186,7 @@ std::int16_t Host::Impl::handOut() {
     record.inRowBytes = record.outRowBytes = 0;
   } else {
     if (in.valid) fillGrant(document, padding, in);
-    if (out.valid) fillGrant(working, plugInWantsErrorOnBoundsException, out);
+    if (out.valid) fillGrant(working(), plugInWantsErrorOnBoundsException, out);
     record.inData = in.valid ? in.buffer.data() : nullptr;
     record.inRowBytes = in.rowBytes;
     record.inColumnBytes = in.valid ? (in.hi - in.lo + 1) * bps : 0;

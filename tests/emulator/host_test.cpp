@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "emulator/suites/suite_host.h"
@@ -176,6 +177,21 @@ TEST(Host, AbortAfterOneTileStopsTheRunAndLeavesTheDocumentAlone) {
   ASSERT_FALSE(r.calls.empty());
   EXPECT_EQ(r.calls.back().selector, filterSelectorFinish);
   EXPECT_EQ(countLog(host, LogKind::Abort, "answer", "true"), 1);
+}
+
+void asksForNothing(int16, void *, intptr_t *, int16 *) {}
+
+// A preview call asks for no output tiles: the host must not copy the
+// document for it (on a large photo, that copy cost more than the preview).
+TEST(Host, AnInvocationWithoutOutputTilesNeverCopiesTheDocument) {
+  probe::Probe p(asksForNothing, 32, 16, 3);
+  Document &doc = p.doc;
+  const std::uint8_t *samples = doc.planes[0].samples.data();
+  Host host(p.plugin, doc);
+  const auto r = host.runFilter();
+  EXPECT_EQ(std::tuple(r.result, r.tiles, r.documentChanged), std::tuple(0, 0, true));
+  EXPECT_EQ(doc.planes[0].samples.data(), samples);
+  EXPECT_EQ(&host.workingDocument(), &doc);
 }
 
 // A sequence of requests, each advanceState's answer kept in seen.values.

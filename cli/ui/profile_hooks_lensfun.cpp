@@ -1,0 +1,31 @@
+// The editor's `Auto` and `Fill` through the lens database, with the same
+// lookup and fill rule as `ortavel correct --auto --fill`.
+#include "lens_profiles/fill_zoom.h"
+#include "lens_profiles/lens_profile.h"
+#include "lens_profiles/profile_messages.h"
+#include "ui/profile_hooks.h"
+
+namespace ortavel::cli::ui {
+
+std::optional<std::string> profilesUnavailable() {
+  return std::nullopt;
+}
+
+ProfileAnswer<CorrectionSettings> autoSettings(const PhotoFacts &photo,
+                                               const CorrectionSettings &current) {
+  const PhotoIdentity identity{photo.camera.make, photo.camera.model, photo.camera.focalLengthMm,
+                               photo.lensMake, photo.lensModel};
+  const ProfileLookup found = findLensProfile(identity, photo.overrides, photo.width, photo.height);
+  if (!found.profile) return {std::nullopt, found.error};
+  CorrectionSettings s = current;
+  applyProfile(*found.profile, s);
+  return {s, ""};
+}
+
+ProfileAnswer<double> fillScale(const PhotoFacts &photo, const CorrectionSettings &s) {
+  const std::optional<double> zoom = fillZoom(s, photo.width, photo.height);
+  if (!zoom) return {std::nullopt, messages::cannotFill()};
+  return {zoom, ""};
+}
+
+}  // namespace ortavel::cli::ui

@@ -1,0 +1,260 @@
+#include "ui/routes.h"
+
+#include <httplib.h>
+
+#include <nlohmann/json.hpp>
+
+#include "commands.h"
+#include "exit_codes.h"
+#include "image_io/image_io.h"
+#include "settings_file.h"
+#include "ui/assets.h"
+#include "ui/security.h"
+#include "ui/settings_json.h"
+#include "ui/ui_session.h"
+
+namespace ortavel::cli::ui {
+namespace {
+
+using nlohmann::json;
+namespace fs = std::filesystem;
+
+constexpr std::int32_t kMaxPreviewSide = 8192;
+
+void sendJson(httplib::Response &res, int status, const json &body) {
+  res.status = status;
+  res.set_content(body.dump(), "application/json");
+}
+
+void sendError(httplib::Response &res, int status, const std::string &message,
+               json extra = json::object()) {
+  extra["error"] = message;
+  sendJson(res, status, extra);
+}
+
+// Runs a handler, turning its CliError into an answer the page can show:
+// the user's mistakes 400, our failures 500.
+template <typename Handler>
+auto guarded(Handler handler) {
+  return [handler](const httplib::Request &req, httplib::Response &res) {
+    try {
+      handler(req, res);
+    } catch (const CliError &e) {
+      const bool theirs = e.code() == ExitCode::kUsage || e.code() == ExitCode::kBadInput;
+      sendError(res, theirs ? 400 : 500, e.what());
+    } catch (const json::exception &e) {
+      sendError(res, 400, std::string("bad request: ") + e.what());
+    }
+  };
+}
+
+json cameraJson(const PhotoFacts &p) {
+  const CameraInfo &c = p.camera;
+  json j = json::object();
+  j["make"] = c.make ? json(*c.make) : json(nullptr);
+  j["model"] = c.model ? json(*c.model) : json(nullptr);
+  j["focalLength"] = c.focalLengthMm ? json(*c.focalLengthMm) : json(nullptr);
+  j["lens"] = p.lensModel ? json(*p.lensModel) : json(nullptr);
+  return j;
+}
+
+CorrectionSettings requestSettings(const json &body, const UiSession &session) {
+  if (!body.contains("settings")) throw usageError("the request names no settings");
+  return settingsFromJson(body.at("settings"), session.initialSettings());
+}
+
+bool flag(const json &body, const char *key) {
+  if (!body.contains(key)) return false;
+  if (!body.at(key).is_boolean()) throw usageError(std::string(key) + " must be true or false");
+  return body.at(key).get<bool>();
+}
+
+std::string text(const json &body, const char *key) {
+  if (!body.contains(key) || !body.at(key).is_string()) {
+    throw usageError(std::string("the request needs ") + key + " as text");
+  }
+  return body.at(key).get<std::string>();
+}
+
+std::int32_t side(const json &box, const char *key) {
+  if (!box.contains(key) || !box.at(key).is_number_integer()) {
+    throw usageError(std::string("box ") + key + " must be a whole number");
+  }
+  const auto v = box.at(key).get<std::int64_t>();
+  if (v < 1 || v > kMaxPreviewSide) {
+    throw usageError(std::string("box ") + key + " must be 1 to " +
+                     std::to_string(kMaxPreviewSide));
+  }
+  return static_cast<std::int32_t>(v);
+}
+
+// The target of a write, or an answer saying why not. A file that exists
+// is replaced only when the request says the user confirmed it.
+std::optional<fs::path> writableTarget(const json &body, const UiSession &session,
+                                       httplib::Response &res) {
+  const OutputTarget t = resolveOutput(text(body, "path"), session.photo().path);
+  if (t.exists && !flag(body, "overwrite")) {
+    sendError(res, 409, t.path.string() + " exists; confirm to replace it",
+              json{{"exists", true}, {"path", t.path.string()}});
+    return std::nullopt;
+  }
+  return t.path;
+}
+
+std::string suggested(const fs::path &photo, const std::string &suffix) {
+  fs::path p = fs::absolute(photo).lexically_normal();
+  return (p.parent_path() / (p.stem().string() + suffix)).string();
+}
+
+void servePage(const httplib::Request &, httplib::Response &res, const std::string &token) {
+  const EmbeddedFile *page = findEmbedded("index.html");
+  std::string html(page->bytes);
+  const std::string mark = "{{TOKEN}}";
+  for (auto at = html.find(mark); at != std::string::npos; at = html.find(mark, at))
+    html.replace(at, mark.size(), token);
+  res.set_header("Content-Security-Policy",
+                 "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
+                 "connect-src 'self'; form-action 'none'; frame-ancestors 'none'; "
+                 "base-uri 'none'");
+  res.set_content(html, std::string(contentTypeFor("index.html")));
+}
+
+}  // namespace
+
+void addRoutes(httplib::Server &server, UiSession &session, const std::string &token) {
+  server.Get("/", [token](const httplib::Request &req, httplib::Response &res) {
+    servePage(req, res, token);
+  });
+  server.Get(R"(/([a-z_]+\.(js|css)))", [](const httplib::Request &req, httplib::Response &res) {
+    const std::string name = req.matches[1];
+    const EmbeddedFile *f = findEmbedded(name);
+    if (f == nullptr) return sendError(res, 404, name + ": no such file");
+    res.set_content(std::string(f->bytes), std::string(contentTypeFor(name)));
+  });
+
+  server.Get("/api/state", guarded([&session](const httplib::Request &, httplib::Response &res) {
+               const PhotoFacts &p = session.photo();
+               const Image &img = session.image();
+               json profiles = {{"available", true}};
+               if (const auto why = profilesUnavailable()) {
+                 profiles = {{"available", false}, {"reason", *why}};
+               }
+               json methods = json::array();
+               for (const int m : {0, 1, 3, 4, 5, 6}) methods.push_back(methodName(m));
+               json orientations = json::array();
+               for (int o = 0; o < 8; ++o) orientations.push_back(orientationName(o));
+               sendJson(
+                   res, 200,
+                   {{"photo",
+                     {{"name", p.path.filename().string()},
+                      {"path", p.path.string()},
+                      {"width", p.width},
+                      {"height", p.height},
+                      {"bits", img.fileBits},
+                      {"format", formatName(img.format)}}},
+                    {"camera", cameraJson(p)},
+                    {"settings", settingsToJson(session.initialSettings())},
+                    {"methods", methods},
+                    {"orientations", orientations},
+                    {"profiles", profiles},
+                    {"suggested",
+                     {{"output", suggested(p.path, "-corrected" + p.path.extension().string())},
+                      {"settings", suggested(p.path, "-settings.txt")}}}});
+             }));
+
+  server.Post(
+      "/api/preview", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+        const json body = parseBody(req.body);
+        const CorrectionSettings s = requestSettings(body, session);
+        if (!body.contains("box") || !body.at("box").is_object()) {
+          throw usageError("the request needs a box {width, height}");
+        }
+        const json &box = body.at("box");
+        const std::string picture = body.value("picture", std::string("corrected"));
+        if (picture != "corrected" && picture != "uncorrected") {
+          throw usageError("picture must be \"corrected\" or \"uncorrected\"");
+        }
+        UiSession::PreviewAnswer a =
+            session.preview(s, side(box, "width"), side(box, "height"), picture == "corrected");
+        if (a.outcome == UiSession::PreviewOutcome::kSuperseded) {
+          return sendError(res, 409, "superseded by a newer preview request",
+                           {{"superseded", true}});
+        }
+        if (a.outcome == UiSession::PreviewOutcome::kBusy) {
+          return sendError(res, 409, "the photo is being corrected; previews resume when it ends",
+                           {{"busy", true}});
+        }
+        res.set_header("X-Preview-Width", std::to_string(a.picture.width));
+        res.set_header("X-Preview-Height", std::to_string(a.picture.height));
+        res.set_content(std::string(a.picture.pixels.begin(), a.picture.pixels.end()),
+                        "application/octet-stream");
+      }));
+
+  server.Post("/api/save-settings",
+              guarded([&session](const httplib::Request &req, httplib::Response &res) {
+                const json body = parseBody(req.body);
+                const CorrectionSettings s = requestSettings(body, session);
+                const auto target = writableTarget(body, session, res);
+                if (!target) return;
+                writeSettings(*target, s);
+                sendJson(res, 200, {{"path", target->string()}});
+              }));
+
+  server.Post(
+      "/api/correct", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+        const json body = parseBody(req.body);
+        CorrectRequest r;
+        r.settings = requestSettings(body, session);
+        if (body.contains("quality")) {
+          const json &q = body.at("quality");
+          if (!q.is_number_integer() || q.get<int>() < 1 || q.get<int>() > 100) {
+            throw usageError("quality must be a whole number from 1 to 100");
+          }
+          r.quality = q.get<int>();
+        }
+        const auto target = writableTarget(body, session, res);
+        if (!target) return;
+        const auto format = formatForName(*target);
+        if (!format) {
+          throw usageError(target->string() + ": unknown format (name it .jpg, .png or .tif)");
+        }
+        checkWritable(session.image(), *format, *target);
+        r.output = *target;
+        r.format = *format;
+        r.overwrite = flag(body, "overwrite");
+        const int id = session.startCorrect(r);
+        sendJson(res, 202, {{"id", id}, {"path", target->string()}});
+      }));
+
+  server.Get("/api/job", guarded([&session](const httplib::Request &, httplib::Response &res) {
+               const JobStatus j = session.job();
+               sendJson(res, 200,
+                        {{"id", j.id},
+                         {"state", jobStateName(j.state)},
+                         {"done", j.done},
+                         {"total", j.total},
+                         {"path", j.output},
+                         {"message", j.message}});
+             }));
+
+  server.Post("/api/job/cancel",
+              guarded([&session](const httplib::Request &, httplib::Response &res) {
+                sendJson(res, 200, {{"cancelling", session.cancel()}});
+              }));
+
+  server.Post("/api/auto", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+                const json body = parseBody(req.body);
+                const auto a = autoSettings(session.photo(), requestSettings(body, session));
+                if (!a.value) return sendError(res, 422, a.reason);
+                sendJson(res, 200, {{"settings", settingsToJson(*a.value)}});
+              }));
+
+  server.Post("/api/fill", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+                const json body = parseBody(req.body);
+                const auto a = fillScale(session.photo(), requestSettings(body, session));
+                if (!a.value) return sendError(res, 422, a.reason);
+                sendJson(res, 200, {{"scale", *a.value}});
+              }));
+}
+
+}  // namespace ortavel::cli::ui

@@ -1,0 +1,102 @@
+#include "ui/settings_json.h"
+
+#include <limits>
+
+#include "exit_codes.h"
+
+namespace ortavel::cli::ui {
+
+using nlohmann::json;
+
+namespace {
+
+double number(const json &v, const char *key) {
+  if (!v.is_number()) throw usageError(std::string(key) + " must be a number");
+  return v.get<double>();
+}
+
+std::int32_t whole(const json &v, const char *key) {
+  if (!v.is_number_integer() || v.get<std::int64_t>() < 0 ||
+      v.get<std::int64_t>() > std::numeric_limits<std::int32_t>::max()) {
+    throw usageError(std::string("margin ") + key + " must be a whole number, not negative");
+  }
+  return static_cast<std::int32_t>(v.get<std::int64_t>());
+}
+
+std::string text(const json &v, const char *key) {
+  if (!v.is_string()) throw usageError(std::string(key) + " must be a name");
+  return v.get<std::string>();
+}
+
+}  // namespace
+
+json settingsToJson(const CorrectionSettings &s) {
+  return json{{"k1", s.k1},
+              {"k2", s.k2},
+              {"centerX", s.centerX},
+              {"centerY", s.centerY},
+              {"radiusLimit", s.radiusLimit},
+              {"scale", s.scale},
+              {"method", std::string(methodName(s.method))},
+              {"orientation", std::string(orientationName(s.orientation))},
+              {"margins",
+               {{"top", s.margins.top},
+                {"bottom", s.margins.bottom},
+                {"left", s.margins.left},
+                {"right", s.margins.right}}}};
+}
+
+CorrectionSettings settingsFromJson(const json &j, const CorrectionSettings &base) {
+  if (!j.is_object()) throw usageError("settings must be an object");
+  CorrectionSettings s = base;
+  for (const auto &[key, v] : j.items()) {
+    if (key == "k1")
+      s.k1 = number(v, "k1");
+    else if (key == "k2")
+      s.k2 = number(v, "k2");
+    else if (key == "centerX")
+      s.centerX = number(v, "centerX");
+    else if (key == "centerY")
+      s.centerY = number(v, "centerY");
+    else if (key == "radiusLimit")
+      s.radiusLimit = number(v, "radiusLimit");
+    else if (key == "scale")
+      s.scale = number(v, "scale");
+    else if (key == "method") {
+      const auto m = methodFromName(text(v, "method"));
+      if (!m) throw usageError("unknown method \"" + v.get<std::string>() + "\"");
+      s.method = *m;
+    } else if (key == "orientation") {
+      const auto o = orientationFromName(text(v, "orientation"));
+      if (!o) throw usageError("unknown orientation \"" + v.get<std::string>() + "\"");
+      s.orientation = *o;
+    } else if (key == "margins") {
+      if (!v.is_object()) throw usageError("margins must be an object");
+      for (const auto &[side, m] : v.items()) {
+        if (side == "top")
+          s.margins.top = whole(m, "top");
+        else if (side == "bottom")
+          s.margins.bottom = whole(m, "bottom");
+        else if (side == "left")
+          s.margins.left = whole(m, "left");
+        else if (side == "right")
+          s.margins.right = whole(m, "right");
+        else
+          throw usageError("unknown margin \"" + side + "\"");
+      }
+    } else {
+      throw usageError("unknown setting \"" + key + "\"");
+    }
+  }
+  validate(s);
+  return s;
+}
+
+json parseBody(const std::string &body) {
+  json j = json::parse(body, nullptr, false);
+  if (j.is_discarded()) throw usageError("the request body is not valid JSON");
+  if (!j.is_object()) throw usageError("the request body must be a JSON object");
+  return j;
+}
+
+}  // namespace ortavel::cli::ui

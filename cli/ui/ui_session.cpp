@@ -1,0 +1,143 @@
+#include "ui/ui_session.h"
+
+#include "commands.h"
+#include "exit_codes.h"
+#include "lens_profiles/exif_lens.h"
+
+namespace ortavel::cli::ui {
+
+const char *jobStateName(JobState s) {
+  switch (s) {
+    case JobState::kIdle:
+      return "idle";
+    case JobState::kRunning:
+      return "running";
+    case JobState::kDone:
+      return "done";
+    case JobState::kFailed:
+      return "failed";
+    case JobState::kCancelled:
+      return "cancelled";
+  }
+  return "idle";
+}
+
+UiSession::UiSession(std::filesystem::path photoPath, Image photo,
+                     std::unique_ptr<FilterSession> filter, CameraInfo camera,
+                     CorrectionSettings initial, ProfileOverrides overrides)
+    : path_(std::move(photoPath)),
+      image_(std::move(photo)),
+      filter_(std::move(filter)),
+      initial_(initial) {
+  facts_.path = path_;
+  facts_.width = image_.doc.width;
+  facts_.height = image_.doc.height;
+  facts_.camera = std::move(camera);
+  ExifLens lens = readExifLens(image_.doc.exif);
+  facts_.lensMake = std::move(lens.make);
+  facts_.lensModel = std::move(lens.model);
+  facts_.overrides = std::move(overrides);
+}
+
+UiSession::~UiSession() {
+  cancel();
+  waitForJob();
+}
+
+UiSession::PreviewAnswer UiSession::preview(const CorrectionSettings &s, std::int32_t boxW,
+                                            std::int32_t boxH, bool corrected) {
+  const std::uint64_t ticket = ++previewTickets_;
+  std::lock_guard lock(previewMutex_);
+  PreviewAnswer answer;
+  if (ticket != previewTickets_.load()) {
+    answer.outcome = PreviewOutcome::kSuperseded;
+    return answer;
+  }
+  if (job().state == JobState::kRunning) {
+    answer.outcome = PreviewOutcome::kBusy;
+    return answer;
+  }
+  validateMargins(s.margins, facts_.width, facts_.height, path_.filename().string());
+  // The document is only read by a preview call; the const_cast lets the
+  // host take it without a copy of the whole photo.
+  Previews p = filter_->preview(const_cast<hostemu::Document &>(image_.doc), s, boxW, boxH,
+                                uncorrected_ ? &*uncorrected_ : nullptr, path_.string());
+  if (!p.uncorrected.pixels.empty()) uncorrected_ = std::move(p.uncorrected);
+  answer.picture = corrected ? std::move(p.corrected) : *uncorrected_;
+  return answer;
+}
+
+int UiSession::startCorrect(const CorrectRequest &request) {
+  validateMargins(request.settings.margins, facts_.width, facts_.height, path_.filename().string());
+  // No preview may be inside the module when the correction takes it over.
+  std::lock_guard previewLock(previewMutex_);
+  std::lock_guard lock(jobMutex_);
+  if (job_.state == JobState::kRunning) {
+    throw usageError("a correction is already running; wait for it or cancel it");
+  }
+  if (worker_.joinable()) worker_.join();
+  cancel_.store(false);
+  job_ = JobStatus{JobState::kRunning, job_.id + 1, 0, 0, request.output.string(), ""};
+  worker_ = std::thread([this, request] { runJob(request); });
+  return job_.id;
+}
+
+void UiSession::runJob(const CorrectRequest &request) {
+  RunHooks hooks;
+  hooks.cancel = &cancel_;
+  hooks.progress = [this](std::int32_t done, std::int32_t total) {
+    std::lock_guard lock(jobMutex_);
+    job_.done = done;
+    job_.total = total;
+  };
+  hooks.alert = [this](const std::string &text) {
+    std::lock_guard lock(jobMutex_);
+    if (!job_.message.empty()) job_.message += "\n";
+    job_.message += "plug-in: " + text;
+  };
+  try {
+    Image copy = image_;  // the photo stays as decoded for the previews
+    filter_->correct(copy, request.settings, path_.string(), &hooks);
+    if (cancel_.load()) throw CliError(ExitCode::kInterrupted, "cancelled");
+    writeAtomically(copy, request.format, request.output, request.overwrite,
+                    WriteOptions{request.quality});
+    setJob(JobState::kDone, "");
+  } catch (const CliError &e) {
+    setJob(e.code() == ExitCode::kInterrupted ? JobState::kCancelled : JobState::kFailed, e.what());
+  } catch (const std::bad_alloc &) {
+    setJob(JobState::kFailed, "out of memory");
+  } catch (const std::exception &e) {
+    setJob(JobState::kFailed, e.what());
+  }
+}
+
+void UiSession::setJob(JobState state, const std::string &message) {
+  std::lock_guard lock(jobMutex_);
+  job_.state = state;
+  if (!message.empty()) {
+    job_.message = job_.message.empty() ? message : message + "\n" + job_.message;
+  }
+}
+
+JobStatus UiSession::job() const {
+  std::lock_guard lock(jobMutex_);
+  return job_;
+}
+
+bool UiSession::cancel() {
+  std::lock_guard lock(jobMutex_);
+  if (job_.state != JobState::kRunning) return false;
+  cancel_.store(true);
+  return true;
+}
+
+void UiSession::waitForJob() {
+  std::thread worker;
+  {
+    std::lock_guard lock(jobMutex_);
+    worker = std::move(worker_);
+  }
+  if (worker.joinable()) worker.join();
+}
+
+}  // namespace ortavel::cli::ui

@@ -1,0 +1,104 @@
+// The editor's state: the photo it was started on, decoded once and kept in
+// memory, the one plug-in session that serves it, the uncorrected preview
+// last made (so that a new setting costs only the correction of the small
+// picture), and the one full-size correction that may run in the background.
+//
+// The module's frame is not reentrant: previews are made one at a time, and
+// none while a correction runs (they are refused with kBusy, and the page
+// says why). A preview request that is still waiting when a newer one comes
+// is answered kSuperseded without reaching the module.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "correction_settings.h"
+#include "filter_session.h"
+#include "image_io/image.h"
+#include "image_io/image_io.h"
+#include "ui/profile_hooks.h"
+
+namespace ortavel::cli::ui {
+
+enum class JobState { kIdle, kRunning, kDone, kFailed, kCancelled };
+const char *jobStateName(JobState s);
+
+struct JobStatus {
+  JobState state = JobState::kIdle;
+  int id = 0;  // counts the corrections started, 0 before the first
+  std::int32_t done = 0;
+  std::int32_t total = 0;
+  std::string output;   // the file being (or that was) written
+  std::string message;  // why it failed, or the plug-in's alerts
+};
+
+struct CorrectRequest {
+  CorrectionSettings settings;
+  std::filesystem::path output;
+  FileFormat format = FileFormat::kJpeg;
+  bool overwrite = false;
+  int quality = 95;
+};
+
+class UiSession {
+ public:
+  UiSession(std::filesystem::path photoPath, Image photo, std::unique_ptr<FilterSession> filter,
+            CameraInfo camera, CorrectionSettings initial, ProfileOverrides overrides = {});
+  // Cancels a correction in progress and waits for it.
+  ~UiSession();
+  UiSession(const UiSession &) = delete;
+  UiSession &operator=(const UiSession &) = delete;
+
+  const PhotoFacts &photo() const { return facts_; }
+  const Image &image() const { return image_; }
+  const CorrectionSettings &initialSettings() const { return initial_; }
+
+  enum class PreviewOutcome { kPicture, kSuperseded, kBusy };
+  struct PreviewAnswer {
+    PreviewOutcome outcome = PreviewOutcome::kPicture;
+    RgbPicture picture;
+  };
+  // The corrected preview for `s` (or, with corrected false, the uncorrected
+  // one), fitted into boxW x boxH and never larger than the photo. Throws
+  // CliError for settings the photo cannot take or a failing plug-in.
+  PreviewAnswer preview(const CorrectionSettings &s, std::int32_t boxW, std::int32_t boxH,
+                        bool corrected);
+
+  // Starts the full-size correction in the background. Throws CliError
+  // (usage) when one is running or the margins do not fit the photo.
+  int startCorrect(const CorrectRequest &request);
+  JobStatus job() const;
+  // Raises the abort flag the plug-in's abort callback reports; false when
+  // nothing runs.
+  bool cancel();
+  // Waits until no correction runs (for tests and shutdown).
+  void waitForJob();
+
+ private:
+  void runJob(const CorrectRequest &request);
+  void setJob(JobState state, const std::string &message);
+
+  std::filesystem::path path_;
+  Image image_;  // as decoded; never changed
+  std::unique_ptr<FilterSession> filter_;
+  PhotoFacts facts_;
+  CorrectionSettings initial_;
+
+  std::atomic<std::uint64_t> previewTickets_{0};
+  std::mutex previewMutex_;                // one preview at a time; held while a job starts
+  std::optional<RgbPicture> uncorrected_;  // the last uncorrected preview made
+  std::int32_t uncorrectedBoxW_ = 0, uncorrectedBoxH_ = 0;
+
+  mutable std::mutex jobMutex_;
+  JobStatus job_;
+  std::atomic<bool> cancel_{false};
+  std::thread worker_;
+};
+
+}  // namespace ortavel::cli::ui

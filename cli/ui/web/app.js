@@ -1,0 +1,590 @@
+// The editor's page: controls for the correction settings, the plug-in's
+// previews drawn as they come, and the requests that save and correct.
+//
+// Previews: every change marks the shown picture stale and, after a short
+// pause, asks for the corrected preview of the settings as they are then.
+// One request is in flight at a time; when it returns and the settings have
+// changed meanwhile, the newest settings are asked for at once, so a newer
+// request supersedes the older ones still to be made. The corrected canvas
+// records the settings it was made for (data-settings) and the state line
+// says "Up to date" only when they are the ones the controls show.
+
+const token = new URLSearchParams(location.search).get('token') ?? '';
+const $ = (id) => document.getElementById(id);
+
+const NUMBERS = ['k1', 'k2', 'centerX', 'centerY', 'scale', 'radiusLimit'];
+const SIDES = ['top', 'bottom', 'left', 'right'];
+const DEBOUNCE_MS = 12;
+const METHOD_LABELS = {
+  bilinear: 'Bilinear', bicubic: 'Bicubic', lanczos6: 'Lanczos 6', lanczos8: 'Lanczos 8',
+  lanczos12: 'Lanczos 12', 'test-align': 'Alignment test pattern',
+};
+
+const page = {
+  photo: null,        // {name, width, height, ...}
+  initial: null,      // the settings the command was started with
+  settings: null,     // what the controls show
+  drawnKey: null,     // settings key of the corrected picture on screen
+  drawnBox: null,     // "WxH" box it was made for
+  beforeBox: null,    // box of the uncorrected picture on screen
+  failedKey: null,    // settings whose preview failed (not asked again)
+  inFlight: false,
+  timer: 0,
+  correcting: false,
+};
+
+// ---- requests -------------------------------------------------------------
+
+function url(path) {
+  return `${path}?token=${encodeURIComponent(token)}`;
+}
+
+async function call(method, path, body) {
+  const init = { method, headers: {} };
+  if (body !== undefined) {
+    init.headers['Content-Type'] = 'application/json';
+    init.body = JSON.stringify(body);
+  }
+  const res = await fetch(url(path), init);
+  const type = res.headers.get('Content-Type') ?? '';
+  const data = type.startsWith('application/json') ? await res.json() : await res.arrayBuffer();
+  return { status: res.status, ok: res.ok, data, headers: res.headers };
+}
+
+// ---- settings -------------------------------------------------------------
+
+function settingsKey(s) {
+  return JSON.stringify([s.k1, s.k2, s.centerX, s.centerY, s.radiusLimit, s.scale, s.method,
+    s.orientation, s.margins.top, s.margins.bottom, s.margins.left, s.margins.right]);
+}
+
+function copySettings(s) {
+  return { ...s, margins: { ...s.margins } };
+}
+
+function valid(key, v) {
+  if (!Number.isFinite(v)) return false;
+  if (key === 'scale') return v > 0;
+  if (key === 'radiusLimit') return v >= 0;
+  return true;
+}
+
+function showSettings(s) {
+  for (const key of NUMBERS) {
+    $(`${key}-range`).value = String(s[key]);
+    $(`${key}-number`).value = String(s[key]);
+    $(`${key}-number`).removeAttribute('aria-invalid');
+  }
+  $('method').value = s.method;
+  $('orientation').value = s.orientation;
+  for (const side of SIDES) $(`margin-${side}`).value = String(s.margins[side]);
+  placeMarker();
+}
+
+function applySettings(s) {
+  page.settings = copySettings(s);
+  showSettings(page.settings);
+  settingsChanged();
+}
+
+function settingsChanged() {
+  placeMarker();
+  schedulePreview();
+}
+
+function bindControls() {
+  for (const key of NUMBERS) {
+    const range = $(`${key}-range`);
+    const number = $(`${key}-number`);
+    // Shift with an arrow key: ten steps at once.
+    range.addEventListener('keydown', (event) => {
+      const sign = { ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1 }[event.key];
+      if (!event.shiftKey || sign === undefined) return;
+      event.preventDefault();
+      const decimals = (range.step.split('.')[1] ?? '').length;
+      const v = Math.min(Number(range.max), Math.max(Number(range.min),
+        Number(range.value) + sign * 10 * Number(range.step)));
+      range.value = v.toFixed(decimals);
+      range.dispatchEvent(new Event('input', { bubbles: true }));
+    });
+    range.addEventListener('input', () => {
+      page.settings[key] = Number(range.value);
+      number.value = range.value;
+      number.removeAttribute('aria-invalid');
+      settingsChanged();
+    });
+    number.addEventListener('input', () => {
+      const v = Number(number.value);
+      if (number.value.trim() === '' || !valid(key, v)) {
+        number.setAttribute('aria-invalid', 'true');
+        return;
+      }
+      number.removeAttribute('aria-invalid');
+      page.settings[key] = v;
+      range.value = String(v);
+      settingsChanged();
+    });
+  }
+  for (const id of ['method', 'orientation']) {
+    $(id).addEventListener('change', () => {
+      page.settings[id] = $(id).value;
+      settingsChanged();
+    });
+  }
+  for (const side of SIDES) {
+    const input = $(`margin-${side}`);
+    input.addEventListener('input', () => {
+      const v = Number(input.value);
+      if (!Number.isInteger(v) || v < 0) {
+        input.setAttribute('aria-invalid', 'true');
+        return;
+      }
+      input.removeAttribute('aria-invalid');
+      page.settings.margins[side] = v;
+      settingsChanged();
+    });
+  }
+}
+
+// ---- previews -------------------------------------------------------------
+
+// The box the previews are fitted into: the space one picture has on screen,
+// in device pixels, in steps of 16 so that small resizes ask for nothing.
+function previewBox() {
+  const viewer = $('viewer');
+  const side = viewer.classList.contains('mode-side');
+  const gap = 8;
+  const caption = side ? 20 : 0;
+  const cssW = side ? (viewer.clientWidth - gap) / 2 : viewer.clientWidth;
+  const cssH = viewer.clientHeight - caption;
+  const dpr = window.devicePixelRatio || 1;
+  const step = (v) => Math.max(16, Math.floor((v * dpr) / 16) * 16);
+  return { width: Math.min(8192, step(cssW)), height: Math.min(8192, step(cssH)) };
+}
+
+function setPreviewState(text, stale) {
+  const el = $('preview-state');
+  el.textContent = text;
+  el.classList.toggle('stale', stale);
+  // The corrected picture is not the one for the controls' settings yet.
+  $('after-figure').setAttribute('aria-busy', String(stale));
+}
+
+function schedulePreview() {
+  if (page.settings === null) return;
+  if (settingsKey(page.settings) !== page.drawnKey) setPreviewState('Updating…', true);
+  clearTimeout(page.timer);
+  page.timer = setTimeout(pump, DEBOUNCE_MS);
+}
+
+class Busy extends Error {}
+
+async function fetchPreview(settings, box, picture) {
+  const r = await call('POST', '/api/preview', { settings, box, picture });
+  if (r.ok) {
+    return {
+      width: Number(r.headers.get('X-Preview-Width')),
+      height: Number(r.headers.get('X-Preview-Height')),
+      rgb: new Uint8Array(r.data),
+    };
+  }
+  if (r.data.superseded) return null;
+  if (r.data.busy) {
+    // Another page of this session is correcting: ask again later.
+    setPreviewState('Paused while the photo is corrected', true);
+    throw new Busy();
+  }
+  throw new Error(r.data.error ?? `preview failed (${r.status})`);
+}
+
+async function pump() {
+  if (page.inFlight || page.correcting || page.settings === null) return;
+  const box = previewBox();
+  const boxKey = `${box.width}x${box.height}`;
+  const settings = copySettings(page.settings);
+  const key = settingsKey(settings);
+  const needBefore = page.beforeBox !== boxKey;
+  const needAfter = page.drawnKey !== key || page.drawnBox !== boxKey;
+  if (!needBefore && !needAfter) {
+    setPreviewState('Up to date', false);
+    return;
+  }
+  if (key === page.failedKey && !needBefore) return;
+  page.inFlight = true;
+  try {
+    if (needBefore) {
+      const pic = await fetchPreview(settings, box, 'uncorrected');
+      if (pic) {
+        draw($('before'), pic);
+        page.beforeBox = boxKey;
+      }
+    }
+    if (needAfter) {
+      const pic = await fetchPreview(settings, box, 'corrected');
+      if (pic) {
+        draw($('after'), pic);
+        page.drawnKey = key;
+        page.drawnBox = boxKey;
+        page.failedKey = null;
+        $('after').dataset.settings = key;
+        $('after').dataset.box = boxKey;
+        placeMarker();
+      }
+    }
+  } catch (e) {
+    page.inFlight = false;
+    if (e instanceof Busy) {
+      setTimeout(pump, 1000);
+      return;
+    }
+    page.failedKey = key;
+    setPreviewState(`Preview failed: ${e.message}`, true);
+    page.inFlight = false;
+    return;
+  }
+  page.inFlight = false;
+  if (page.correcting) return;
+  if (settingsKey(page.settings) !== page.drawnKey || previewBox().width !== box.width ||
+      previewBox().height !== box.height) {
+    pump();
+  } else {
+    setPreviewState('Up to date', false);
+  }
+}
+
+function draw(canvas, pic) {
+  canvas.width = pic.width;
+  canvas.height = pic.height;
+  const ctx = canvas.getContext('2d');
+  const image = ctx.createImageData(pic.width, pic.height);
+  const out = new Uint32Array(image.data.buffer);
+  const rgb = pic.rgb;
+  const little = new Uint8Array(new Uint32Array([1]).buffer)[0] === 1;
+  for (let i = 0, j = 0; j < out.length; i += 3, ++j) {
+    out[j] = little
+      ? (0xff000000 | (rgb[i + 2] << 16) | (rgb[i + 1] << 8) | rgb[i]) >>> 0
+      : ((rgb[i] << 24) | (rgb[i + 1] << 16) | (rgb[i + 2] << 8) | 0xff) >>> 0;
+  }
+  ctx.putImageData(image, 0, 0);
+  const dpr = window.devicePixelRatio || 1;
+  canvas.style.width = `${pic.width / dpr}px`;
+  canvas.style.height = `${pic.height / dpr}px`;
+  drawGrid(canvas);
+}
+
+// ---- grid -----------------------------------------------------------------
+
+function drawGrid(picture) {
+  const grid = picture.parentElement.querySelector('canvas.grid');
+  const dpr = window.devicePixelRatio || 1;
+  grid.width = picture.width;
+  grid.height = picture.height;
+  grid.style.width = picture.style.width;
+  grid.style.height = picture.style.height;
+  const ctx = grid.getContext('2d');
+  ctx.clearRect(0, 0, grid.width, grid.height);
+  const spacing = Number($('grid-spacing').value) * dpr;
+  if (!$('grid-on').checked || !(spacing >= 4)) return;
+  ctx.strokeStyle = 'rgba(255, 255, 255, 0.55)';
+  ctx.lineWidth = 1;
+  ctx.beginPath();
+  const cx = grid.width / 2;
+  const cy = grid.height / 2;
+  for (let x = cx % spacing; x < grid.width; x += spacing) {
+    ctx.moveTo(Math.round(x) + 0.5, 0);
+    ctx.lineTo(Math.round(x) + 0.5, grid.height);
+  }
+  for (let y = cy % spacing; y < grid.height; y += spacing) {
+    ctx.moveTo(0, Math.round(y) + 0.5);
+    ctx.lineTo(grid.width, Math.round(y) + 0.5);
+  }
+  ctx.stroke();
+}
+
+function redrawGrids() {
+  drawGrid($('before'));
+  drawGrid($('after'));
+}
+
+// ---- optical centre ---------------------------------------------------------
+// The centre as the lens model places it: offsets turned with the
+// orientation, normalised by the reference side (width, or height for the
+// turned orientations), and moved by the zoom.
+
+const TURNS = [
+  (x, y) => [x, y], (x, y) => [y, -x], (x, y) => [-x, -y], (x, y) => [-y, x],
+  (x, y) => [-x, y], (x, y) => [-y, -x], (x, y) => [x, -y], (x, y) => [y, x],
+];
+const UNTURNS = [
+  (a, b) => [a, b], (a, b) => [-b, a], (a, b) => [-a, -b], (a, b) => [b, -a],
+  (a, b) => [-a, b], (a, b) => [-b, -a], (a, b) => [a, -b], (a, b) => [b, a],
+];
+
+function geometry() {
+  const s = page.settings;
+  const W = page.photo.width;
+  const H = page.photo.height;
+  const o = page.photo && page.orientations.indexOf(s.orientation);
+  const D = o % 2 === 1 ? H : W;
+  const canvas = $('after');
+  const b = canvas.width / (W + s.margins.left + s.margins.right);
+  const css = canvas.clientWidth / canvas.width;
+  return { s, W, H, o, D, b, css };
+}
+
+function placeMarker() {
+  const marker = $('center-marker');
+  if (!page.photo || $('after').width === 0) return;
+  const { s, W, H, o, D, b, css } = geometry();
+  const [cx, cy] = TURNS[o](s.centerX, s.centerY);
+  const ox = ((W - 1) + cx * (D - 1) * s.scale) * 0.5;
+  const oy = ((H - 1) + cy * (D - 1) * s.scale) * 0.5;
+  marker.style.left = `${(ox + s.margins.left) * b * css}px`;
+  marker.style.top = `${(oy + s.margins.top) * b * css}px`;
+  marker.setAttribute('aria-valuenow', String(s.centerX));
+  marker.setAttribute('aria-valuetext', `x ${s.centerX.toFixed(3)}, y ${s.centerY.toFixed(3)}`);
+}
+
+function setCenter(cx, cy) {
+  const { o } = geometry();
+  const [x, y] = UNTURNS[o](cx, cy);
+  const round = (v) => Math.round(Math.min(1, Math.max(-1, v)) * 10000) / 10000;
+  page.settings.centerX = round(x) + 0;
+  page.settings.centerY = round(y) + 0;
+  showSettings(page.settings);
+  settingsChanged();
+}
+
+function bindMarker() {
+  const marker = $('center-marker');
+  const move = (event) => {
+    const { s, W, H, D, b, css } = geometry();
+    const rect = $('after').getBoundingClientRect();
+    const ox = (event.clientX - rect.left) / css / b - s.margins.left;
+    const oy = (event.clientY - rect.top) / css / b - s.margins.top;
+    setCenter((2 * ox - (W - 1)) / ((D - 1) * s.scale), (2 * oy - (H - 1)) / ((D - 1) * s.scale));
+  };
+  marker.addEventListener('pointerdown', (event) => {
+    marker.setPointerCapture(event.pointerId);
+    event.preventDefault();
+  });
+  marker.addEventListener('pointermove', (event) => {
+    if (marker.hasPointerCapture(event.pointerId)) move(event);
+  });
+  marker.addEventListener('keydown', (event) => {
+    const step = event.shiftKey ? 0.05 : 0.005;
+    const moves = { ArrowLeft: [-step, 0], ArrowRight: [step, 0], ArrowUp: [0, -step],
+      ArrowDown: [0, step] };
+    const d = moves[event.key];
+    if (!d) return;
+    event.preventDefault();
+    const { s, o } = geometry();
+    const [cx, cy] = TURNS[o](s.centerX, s.centerY);
+    setCenter(cx + d[0], cy + d[1]);
+  });
+}
+
+// ---- view -----------------------------------------------------------------
+
+function setView(mode) {
+  const viewer = $('viewer');
+  viewer.className = `mode-${mode}`;
+  $('viewer-area').className = mode;
+  $('show-before').setAttribute('aria-pressed', 'false');
+  applySplit();
+  schedulePreview();
+}
+
+function applySplit() {
+  const split = $('viewer').classList.contains('mode-split');
+  const p = Number($('split-position').value);
+  $('after').parentElement.style.clipPath = split ? `inset(0 0 0 ${p}%)` : '';
+  $('split-line').style.left = `${p}%`;
+}
+
+function toggleBefore() {
+  const viewer = $('viewer');
+  if (!viewer.classList.contains('mode-toggle')) return;
+  const before = !viewer.classList.contains('before');
+  viewer.classList.toggle('before', before);
+  $('show-before').setAttribute('aria-pressed', String(before));
+}
+
+function bindView() {
+  $('view-mode').addEventListener('change', () => setView($('view-mode').value));
+  $('split-position').addEventListener('input', applySplit);
+  // In the split view, dragging across the picture moves the split.
+  const dragSplit = (event) => {
+    const rect = $('after').getBoundingClientRect();
+    const p = Math.round(((event.clientX - rect.left) / rect.width) * 100);
+    $('split-position').value = String(Math.min(100, Math.max(0, p)));
+    applySplit();
+  };
+  $('viewer').addEventListener('pointerdown', (event) => {
+    if (!$('viewer').classList.contains('mode-split')) return;
+    event.currentTarget.setPointerCapture(event.pointerId);
+    dragSplit(event);
+  });
+  $('viewer').addEventListener('pointermove', (event) => {
+    if (event.currentTarget.hasPointerCapture(event.pointerId)) dragSplit(event);
+  });
+  $('show-before').addEventListener('click', toggleBefore);
+  $('grid-on').addEventListener('change', redrawGrids);
+  $('grid-spacing').addEventListener('input', redrawGrids);
+  document.addEventListener('keydown', (event) => {
+    const t = event.target;
+    const typing = t instanceof HTMLInputElement && (t.type === 'text' || t.type === 'number');
+    if ((event.key === 'b' || event.key === 'B') && !typing && !event.ctrlKey && !event.metaKey) {
+      toggleBefore();
+    }
+  });
+  new ResizeObserver(() => {
+    placeMarker();
+    schedulePreview();
+  }).observe($('viewer'));
+}
+
+// ---- saving and correcting ----------------------------------------------------
+
+function say(text, error = false) {
+  const el = $('message');
+  el.textContent = text;
+  el.classList.toggle('error', error);
+}
+
+// Sends a request that writes a file; when the file exists, asks the user
+// before sending it again with overwrite set.
+async function write(path, body) {
+  let r = await call('POST', path, body);
+  if (r.status === 409 && r.data.exists) {
+    if (!window.confirm(`${r.data.path} exists. Replace it?`)) return null;
+    r = await call('POST', path, { ...body, overwrite: true });
+  }
+  if (!r.ok) throw new Error(r.data.error ?? `request failed (${r.status})`);
+  return r.data;
+}
+
+async function saveSettings() {
+  try {
+    const done = await write('/api/save-settings',
+      { path: $('settings-path').value, settings: copySettings(page.settings) });
+    if (done) say(`Settings saved to ${done.path}`);
+  } catch (e) {
+    say(e.message, true);
+  }
+}
+
+function setCorrecting(on) {
+  page.correcting = on;
+  $('correct').disabled = on;
+  $('cancel').disabled = !on;
+  if (on) setPreviewState('Paused while the photo is corrected', true);
+}
+
+async function correct() {
+  const quality = Number($('quality').value);
+  try {
+    const started = await write('/api/correct', {
+      path: $('output-path').value,
+      settings: copySettings(page.settings),
+      quality: Number.isInteger(quality) ? quality : 95,
+    });
+    if (!started) return;
+    setCorrecting(true);
+    $('job-progress').value = 0;
+    say(`Correcting into ${started.path}…`);
+    followJob(started.id);
+  } catch (e) {
+    say(e.message, true);
+  }
+}
+
+async function followJob(id) {
+  const r = await call('GET', '/api/job');
+  const job = r.data;
+  if (job.id === id && job.state === 'running') {
+    if (job.total > 0) $('job-progress').value = job.done / job.total;
+    setTimeout(() => followJob(id), 150);
+    return;
+  }
+  setCorrecting(false);
+  if (job.state === 'done') {
+    $('job-progress').value = 1;
+    say(`Corrected photo written to ${job.path}${job.message ? `\n${job.message}` : ''}`);
+  } else if (job.state === 'cancelled') {
+    $('job-progress').value = 0;
+    say('Cancelled; nothing was written.');
+  } else {
+    say(job.message || 'The correction failed.', true);
+  }
+  schedulePreview();
+}
+
+async function cancel() {
+  await call('POST', '/api/job/cancel', {});
+  say('Cancelling…');
+}
+
+// ---- profiles ---------------------------------------------------------------
+
+async function profile(path, apply) {
+  const r = await call('POST', path, { settings: copySettings(page.settings) });
+  if (!r.ok) {
+    say(r.data.error ?? 'no answer', true);
+    return;
+  }
+  apply(r.data);
+  showSettings(page.settings);
+  settingsChanged();
+}
+
+// ---- start ------------------------------------------------------------------
+
+async function start() {
+  const r = await call('GET', '/api/state');
+  if (!r.ok) {
+    say(r.data.error ?? 'cannot reach the server', true);
+    return;
+  }
+  const st = r.data;
+  page.photo = st.photo;
+  page.orientations = st.orientations;
+  page.initial = st.settings;
+  $('photo-name').textContent = `— ${st.photo.name}`;
+  document.title = `Ortavel — ${st.photo.name}`;
+  $('photo-size').textContent = `${st.photo.width} × ${st.photo.height}, ${st.photo.bits} bits`;
+  $('camera-make').textContent = st.camera.make ?? 'unknown';
+  $('camera-model').textContent = st.camera.model ?? '';
+  $('camera-lens').textContent = st.camera.lens ?? 'not recorded';
+  $('camera-focal').textContent =
+    st.camera.focalLength === null ? 'unknown' : `${st.camera.focalLength} mm`;
+  for (const m of st.methods) $('method').add(new Option(METHOD_LABELS[m] ?? m, m));
+  for (const o of st.orientations) $('orientation').add(new Option(o, o));
+  $('output-path').value = st.suggested.output;
+  $('settings-path').value = st.suggested.settings;
+  for (const id of ['auto', 'fill']) {
+    $(id).disabled = !st.profiles.available;
+    if (!st.profiles.available) $(id).title = st.profiles.reason;
+  }
+  $('auto').addEventListener('click', () => profile('/api/auto', (d) => {
+    page.settings = copySettings(d.settings);
+  }));
+  $('fill').addEventListener('click', () => profile('/api/fill', (d) => {
+    page.settings.scale = d.scale;
+  }));
+  $('reset').addEventListener('click', () => applySettings(page.initial));
+  $('save-settings').addEventListener('click', saveSettings);
+  $('correct').addEventListener('click', correct);
+  $('cancel').addEventListener('click', cancel);
+  bindControls();
+  bindMarker();
+  bindView();
+  applySettings(page.initial);
+  const job = (await call('GET', '/api/job')).data;
+  if (job.state === 'running') {
+    setCorrecting(true);
+    followJob(job.id);
+  }
+}
+
+start();

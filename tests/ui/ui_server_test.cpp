@@ -1,0 +1,412 @@
+// The editor's server over real HTTP on 127.0.0.1: who may ask (token, Host,
+// Origin), what a bad request gets, that its previews are the plug-in's own,
+// and that writes go only where asked, a correction can be cancelled and
+// previews wait for it.
+#include <gtest/gtest.h>
+#include <httplib.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <thread>
+#include <tuple>
+
+#include "command_line.h"
+#include "exit_codes.h"
+#include "filter_session.h"
+#include "image_io/image_io.h"
+#include "photo_settings.h"
+#include "progress_bar.h"
+#include "settings_file.h"
+#include "ui/security.h"
+#include "ui/server.h"
+#include "ui/settings_json.h"
+#include "ui/ui_session.h"
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+using namespace ortavel::cli;
+using namespace ortavel::cli::ui;
+
+namespace {
+
+const std::string kToken(64, 'a');
+
+std::string slurp(const fs::path &p) {
+  std::ifstream in(p, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// A folder of its own holding a copy of the photo, so that relative paths
+// and writes stay inside it.
+class Folder {
+ public:
+  Folder() : path_(fs::temp_directory_path() / ("ortavel-ui-" + std::to_string(::getpid()))) {
+    fs::remove_all(path_);
+    fs::create_directories(path_);
+  }
+  ~Folder() { fs::remove_all(path_); }
+  const fs::path &path() const { return path_; }
+
+ private:
+  fs::path path_;
+};
+
+// The editor on a photo, served on a free port.
+struct Editor {
+  explicit Editor(const fs::path &photo, Image img) : bar(false) {
+    auto filter = std::make_unique<FilterSession>(ORTAVEL_PLUGIN_PATH, bar);
+    CameraInfo camera = filter->identify(img, photo.string());
+    session = std::make_unique<UiSession>(photo, std::move(img), std::move(filter), camera,
+                                          CorrectionSettings{});
+    server = std::make_unique<UiServer>(*session, kToken);
+    port = server->start(0);
+  }
+  explicit Editor(const fs::path &photo) : Editor(photo, readImage(photo)) {}
+
+  httplib::Client client() const {
+    httplib::Client c("127.0.0.1", port);
+    c.set_read_timeout(600, 0);  // sanitizer builds are slow
+    return c;
+  }
+  std::string withToken(const std::string &path) const { return path + "?token=" + kToken; }
+  httplib::Result post(const std::string &path, const std::string &body) const {
+    return client().Post(withToken(path), body, "application/json");
+  }
+  json jobWhenDone() const {
+    for (;;) {
+      const json j = json::parse(client().Get(withToken("/api/job"))->body);
+      if (j.at("state") != "running") return j;
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  }
+
+  ProgressBar bar;
+  std::unique_ptr<UiSession> session;
+  std::unique_ptr<UiServer> server;
+  int port = 0;
+};
+
+const fs::path kPhoto = fs::path(ORTAVEL_TESTDATA_DIR) / "chessboard" / "0_left.jpg";
+
+json previewBody(const json &settings, int w, int h, const char *picture = "corrected") {
+  return {{"settings", settings}, {"box", {{"width", w}, {"height", h}}}, {"picture", picture}};
+}
+
+}  // namespace
+
+TEST(UiSecurity, TokenHostAndOriginChecks) {
+  EXPECT_TRUE(tokenMatches(kToken, kToken));
+  EXPECT_FALSE(tokenMatches(kToken.substr(1), kToken));
+  EXPECT_FALSE(tokenMatches(kToken + "a", kToken));
+  EXPECT_FALSE(tokenMatches("", ""));
+  const std::string a = makeToken(), b = makeToken();
+  EXPECT_EQ(a.size(), 64U);
+  EXPECT_EQ(a.find_first_not_of("0123456789abcdef"), std::string::npos);
+  EXPECT_NE(a, b);
+
+  EXPECT_TRUE(hostAllowed("127.0.0.1:8080", 8080));
+  EXPECT_TRUE(hostAllowed("localhost:8080", 8080));
+  for (const char *h : {"127.0.0.1", "127.0.0.1:8081", "evil.example:8080", "127.0.0.1.evil:8080",
+                        "x127.0.0.1:8080", ":8080", ""})
+    EXPECT_FALSE(hostAllowed(h, 8080)) << h;
+  EXPECT_TRUE(originAllowed("http://localhost:8080", 8080));
+  for (const char *o :
+       {"null", "https://127.0.0.1:8080", "http://evil.example:8080", "http://127.0.0.1:8080/x"})
+    EXPECT_FALSE(originAllowed(o, 8080)) << o;
+}
+
+TEST(UiSecurity, OutputPathsStayWhereTheUserSays) {
+  Folder dir;
+  const fs::path photo = dir.path() / "p.jpg";
+  std::ofstream(photo) << "x";
+  fs::create_directory(dir.path() / "sub");
+  fs::create_symlink(photo, dir.path() / "link.jpg");
+
+  const OutputTarget rel = resolveOutput("sub/../out.png", photo);
+  EXPECT_EQ(rel.path, dir.path() / "out.png");
+  EXPECT_FALSE(rel.exists);
+  EXPECT_TRUE(resolveOutput(photo.string() + ".txt", photo).path.is_absolute());
+  std::ofstream(dir.path() / "old.png") << "x";
+  EXPECT_TRUE(resolveOutput("old.png", photo).exists);
+
+  for (const std::string &bad :
+       {std::string(), std::string("p.jpg"), std::string("link.jpg"), std::string("sub"),
+        std::string("sub/"), std::string("missing/out.png"), std::string(5000, 'a')}) {
+    EXPECT_THROW(resolveOutput(bad, photo), CliError) << bad;
+  }
+}
+
+TEST(UiSettingsJson, RoundTripAndRefusals) {
+  const CorrectionSettings s{-0.1, 0.2, 0.3, -0.4, 1.5, 1.25, 5, 6, {1, 2, 3, 4}};
+  const CorrectionSettings back = settingsFromJson(settingsToJson(s), CorrectionSettings{});
+  EXPECT_EQ(formatSettings(back), formatSettings(s));
+  // Only the keys given change.
+  EXPECT_EQ(settingsFromJson(json{{"k2", 0.5}}, s).k1, -0.1);
+
+  for (const char *bad :
+       {R"({"k1": "1"})", R"({"scale": 0})", R"({"radiusLimit": -1})", R"({"method": "nearest"})",
+        R"({"orientation": 8})", R"({"margins": {"top": -1}})", R"({"margins": {"top": 1.5}})",
+        R"({"margins": {"middle": 1}})", R"({"k3": 0})", R"([1, 2])"}) {
+    EXPECT_THROW(settingsFromJson(json::parse(bad), CorrectionSettings{}), CliError) << bad;
+  }
+  EXPECT_THROW(parseBody("{"), CliError);
+  EXPECT_THROW(parseBody("[]"), CliError);
+}
+
+TEST(UiCommandLine, PortBrowserAndStartingSettings) {
+  const CommandLine cl =
+      parseCommandLine({"ui", "a.jpg", "--port", "8123", "--no-browser", "--k1=-0.2"});
+  EXPECT_EQ(std::tuple(cl.command, cl.files, cl.port, cl.openBrowser, cl.settings.k1),
+            std::tuple(Command::kUi, std::vector<std::string>{"a.jpg"}, 8123, false, -0.2));
+  EXPECT_TRUE(parseCommandLine({"ui", "a.jpg"}).openBrowser);
+  for (const std::vector<std::string> &bad : {std::vector<std::string>{"ui"},
+                                              {"ui", "a.jpg", "b.jpg"},
+                                              {"ui", "a", "--port", "70000"},
+                                              {"ui", "a", "--no-browser=1"},
+                                              {"ui", "a", "-o", "d"},
+                                              {"correct", "a", "b", "--port", "1"},
+                                              {"preview", "a", "-o", "d", "--no-browser"}}) {
+    EXPECT_THROW(parseCommandLine(bad), CliError) << bad.back();
+  }
+}
+
+TEST(UiServer, EveryRequestNeedsTheTokenAndTheLocalHost) {
+  Editor e(kPhoto);
+  httplib::Client c = e.client();
+  EXPECT_EQ(c.Get("/api/state")->status, 403);
+  EXPECT_EQ(c.Get("/api/state?token=" + std::string(64, 'b'))->status, 403);
+  EXPECT_EQ(c.Get("/?token=")->status, 403);
+  EXPECT_EQ(c.Get("/app.js")->status, 403);
+  EXPECT_EQ(c.Post("/api/job/cancel", "{}", "application/json")->status, 403);
+
+  // A page elsewhere whose name resolves to 127.0.0.1 sends its own Host.
+  EXPECT_EQ(c.Get(e.withToken("/api/state"), {{"Host", "evil.example:" + std::to_string(e.port)}})
+                ->status,
+            403);
+  EXPECT_EQ(c.Get(e.withToken("/api/state"), {{"Origin", "http://evil.example"}})->status, 403);
+  EXPECT_EQ(
+      c.Get(e.withToken("/api/state"), {{"Host", "localhost:" + std::to_string(e.port)}})->status,
+      200);
+
+  const auto state = c.Get(e.withToken("/api/state"));
+  ASSERT_EQ(state->status, 200);
+  EXPECT_EQ(state->get_header_value("Cache-Control"), "no-store");
+  const json j = json::parse(state->body);
+  EXPECT_EQ(j.at("photo").at("width"), 1024);
+  EXPECT_EQ(j.at("photo").at("height"), 768);
+  EXPECT_EQ(j.at("profiles").at("available"), true);
+
+  const auto pageAnswer = c.Get(e.withToken("/"));
+  ASSERT_EQ(pageAnswer->status, 200);
+  EXPECT_EQ(pageAnswer->get_header_value("Content-Type"), "text/html; charset=utf-8");
+  EXPECT_NE(pageAnswer->body.find("app.js?token=" + kToken), std::string::npos);
+  EXPECT_EQ(pageAnswer->body.find("{{TOKEN}}"), std::string::npos);
+  const auto script = c.Get(e.withToken("/app.js"));
+  ASSERT_EQ(script->status, 200);
+  EXPECT_EQ(script->get_header_value("Content-Type"), "text/javascript; charset=utf-8");
+  EXPECT_EQ(c.Get(e.withToken("/secret.js"))->status, 404);
+}
+
+TEST(UiServer, APortInUseIsRefusedNotShared) {
+  Editor e(kPhoto);
+  UiServer second(*e.session, kToken);
+  EXPECT_THROW(second.start(e.port), CliError);
+}
+
+TEST(UiServer, BadRequestsGetAClearErrorAndTheServerGoesOn) {
+  Editor e(kPhoto);
+  struct Case {
+    const char *path;
+    std::string body;
+    int status;
+    const char *says;
+  };
+  const Case cases[] = {
+      {"/api/preview", "{not json", 400, "not valid JSON"},
+      {"/api/preview", "[1]", 400, "JSON object"},
+      {"/api/preview", R"({"box": {"width": 10, "height": 10}})", 400, "no settings"},
+      {"/api/preview", previewBody({{"k9", 1}}, 10, 10).dump(), 400, "unknown setting \"k9\""},
+      {"/api/preview", previewBody({{"scale", 0}}, 10, 10).dump(), 400, "scale"},
+      {"/api/preview", previewBody(json::object(), 0, 10).dump(), 400, "box width"},
+      {"/api/preview", previewBody(json::object(), 10, 10, "both").dump(), 400, "picture"},
+      {"/api/preview", previewBody({{"margins", {{"top", 5000}}}}, 10, 10).dump(), 400,
+       "larger than"},
+      {"/api/correct", R"({"settings": {}, "path": "x.gif"})", 400, "unknown format"},
+      {"/api/correct", R"({"settings": {}, "path": "x.png", "quality": 0})", 400, "quality"},
+      {"/api/save-settings", R"({"settings": {}})", 400, "path"},
+      {"/api/preview", std::string(kMaxRequestBytes + 1, ' '), 413, "too large"},
+  };
+  for (const Case &k : cases) {
+    const auto r = e.post(k.path, k.body);
+    ASSERT_TRUE(r) << k.path;
+    EXPECT_EQ(r->status, k.status) << k.body.substr(0, 80);
+    const json j = json::parse(r->body, nullptr, false);
+    ASSERT_TRUE(j.is_object()) << r->body;
+    EXPECT_NE(j.value("error", std::string()).find(k.says), std::string::npos) << r->body;
+  }
+  EXPECT_EQ(e.client().Get(e.withToken("/api/state"))->status, 200);
+}
+
+TEST(UiServer, AutoAndFillAnswerAsTheCommandDoes) {
+  // A compact camera the lens database knows, by its EXIF alone.
+  const fs::path camera =
+      fs::path(ORTAVEL_TESTDATA_DIR) / "exif/exif-jpeg/deb-opencv-doc_scenetext02.jpg";
+  const Image img = readImage(camera);
+  Editor e(camera);
+  const auto r =
+      e.post("/api/auto", json{{"settings", {{"method", "lanczos6"}, {"k1", -0.3}}}}.dump());
+  ASSERT_EQ(r->status, 200) << r->body;
+  const json got = json::parse(r->body).at("settings");
+
+  // The same lookup the command's --auto makes, from the same file.
+  const CommandLine cl =
+      parseCommandLine({"correct", camera.string(), "x.jpg", "--auto", "--fill"});
+  ProgressBar bar(false);
+  FilterSession filter(ORTAVEL_PLUGIN_PATH, bar);
+  const PhotoSettings want = settingsForPhoto(cl, filter, img, camera.string());
+  ASSERT_TRUE(want.profile);
+  EXPECT_EQ(got.at("k1").get<double>(), want.settings.k1);
+  EXPECT_EQ(got.at("k2").get<double>(), want.settings.k2);
+  EXPECT_EQ(got.at("scale").get<double>(), want.profile->scale);
+  EXPECT_EQ(got.at("method"), "lanczos6");  // the user's choice stays
+
+  // Fill on the profile's settings gives the zoom --auto --fill chose.
+  const auto f = e.post("/api/fill", json{{"settings", got}}.dump());
+  ASSERT_EQ(f->status, 200) << f->body;
+  EXPECT_EQ(json::parse(f->body).at("scale").get<double>(), *want.fillZoom);
+
+  // The chessboard photograph has no EXIF: Auto says so, and what to do.
+  Editor bare(kPhoto);
+  const auto none = bare.post("/api/auto", json{{"settings", json::object()}}.dump());
+  EXPECT_EQ(none->status, 422);
+  const std::string why = json::parse(none->body).at("error");
+  EXPECT_NE(why.find("--k1"), std::string::npos) << why;
+}
+
+TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {
+  Editor e(kPhoto);
+  const json first = {{"k1", -0.1}};
+  const json second = {{"k1", -0.25}, {"k2", 0.03}, {"method", "lanczos6"}};
+  // The first request makes both pictures; the second corrects the kept
+  // uncorrected one. Both must equal what a fresh full preview call makes.
+  for (const json &settings : {first, second}) {
+    const auto r = e.post("/api/preview", previewBody(settings, 400, 300).dump());
+    ASSERT_EQ(r->status, 200) << r->body;
+    ProgressBar bar(false);
+    FilterSession fresh(ORTAVEL_PLUGIN_PATH, bar);
+    const Previews p = fresh.preview(
+        readImage(kPhoto), settingsFromJson(settings, CorrectionSettings{}), 400, 300, "fresh");
+    EXPECT_EQ(r->get_header_value("X-Preview-Width"), std::to_string(p.corrected.width));
+    EXPECT_EQ(r->get_header_value("X-Preview-Height"), std::to_string(p.corrected.height));
+    EXPECT_TRUE(r->body == std::string(p.corrected.pixels.begin(), p.corrected.pixels.end()))
+        << settings.dump();
+
+    const auto un = e.post("/api/preview", previewBody(settings, 400, 300, "uncorrected").dump());
+    ASSERT_EQ(un->status, 200);
+    EXPECT_TRUE(un->body == std::string(p.uncorrected.pixels.begin(), p.uncorrected.pixels.end()));
+  }
+  // Never larger than the photo.
+  const auto big = e.post("/api/preview", previewBody(first, 4000, 4000).dump());
+  EXPECT_EQ(big->get_header_value("X-Preview-Width"), "1024");
+}
+
+TEST(UiServer, WritesOnlyWhereAskedAndExistingFilesOnlyWhenConfirmed) {
+  Folder dir;
+  const fs::path photo = dir.path() / "photo.jpg";
+  fs::copy_file(kPhoto, photo);
+  Editor e(photo);
+  const json settings = {{"k1", -0.2}, {"method", "lanczos8"}};
+  const json save = {{"settings", settings}, {"path", "lens.txt"}};
+
+  ASSERT_EQ(e.post("/api/save-settings", save.dump())->status, 200);
+  CorrectionSettings read;
+  readSettingsFile(dir.path() / "lens.txt", read);
+  EXPECT_EQ(formatSettings(read), formatSettings(settingsFromJson(settings, {})));
+
+  std::ofstream(dir.path() / "lens.txt") << "mine";
+  const auto again = e.post("/api/save-settings", save.dump());
+  EXPECT_EQ(again->status, 409);
+  EXPECT_TRUE(json::parse(again->body).at("exists"));
+  EXPECT_EQ(slurp(dir.path() / "lens.txt"), "mine");
+  json confirmed = save;
+  confirmed["overwrite"] = true;
+  EXPECT_EQ(e.post("/api/save-settings", confirmed.dump())->status, 200);
+  EXPECT_NE(slurp(dir.path() / "lens.txt"), "mine");
+
+  json onPhoto = confirmed;
+  onPhoto["path"] = "photo.jpg";
+  EXPECT_EQ(e.post("/api/save-settings", onPhoto.dump())->status, 400);
+  EXPECT_EQ(e.post("/api/correct", onPhoto.dump())->status, 400);
+  EXPECT_EQ(slurp(photo), slurp(kPhoto));
+
+  const json correct = {{"settings", settings}, {"path", "out.png"}};
+  ASSERT_EQ(e.post("/api/correct", correct.dump())->status, 202);
+  const json done = e.jobWhenDone();
+  EXPECT_EQ(done.at("state"), "done") << done.dump();
+  EXPECT_EQ(done.at("path"), (dir.path() / "out.png").string());
+  const Image out = readImage(dir.path() / "out.png");
+  EXPECT_EQ(out.doc.width, 1024);
+  EXPECT_EQ(e.post("/api/correct", correct.dump())->status, 409);
+}
+
+// Large enough that lanczos12 over it takes seconds, so that requests sent
+// meanwhile reach the server while the module is busy.
+Image bigPhoto() {
+  Image big;
+  big.colour = ColourModel::kRgb;
+  big.format = FileFormat::kPng;
+  big.fileBits = 16;
+  allocatePlanes(big, 4000, 3000, 16, 3);
+  for (auto &plane : big.doc.planes)
+    for (std::size_t i = 0; i < plane.samples.size(); ++i)
+      plane.samples[i] = static_cast<std::uint8_t>(i * 7);
+  return big;
+}
+
+TEST(UiServer, ANewerPreviewSupersedesOneStillWaiting) {
+  Folder dir;
+  Editor e(dir.path() / "big.png", bigPhoto());
+  const json slow = previewBody({{"method", "lanczos8"}}, 4000, 3000);
+  auto send = [&e](const json &body) {
+    const auto r = e.post("/api/preview", body.dump());
+    return r ? r->status : -1;
+  };
+  auto busy = std::async(std::launch::async, send, slow);
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  auto older = std::async(std::launch::async, send, previewBody({{"k1", -0.1}}, 64, 64));
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  auto newer = std::async(std::launch::async, send, previewBody({{"k1", -0.2}}, 64, 64));
+  EXPECT_EQ(std::tuple(busy.get(), older.get(), newer.get()), std::tuple(200, 409, 200));
+}
+
+TEST(UiServer, ACorrectionCanBeCancelledAndPreviewsWaitForIt) {
+  Folder dir;
+  Editor e(dir.path() / "big.png", bigPhoto());
+
+  const json correct = {{"settings", {{"k1", -0.1}, {"method", "lanczos12"}}}, {"path", "out.tif"}};
+  ASSERT_EQ(e.post("/api/correct", correct.dump())->status, 202);
+  const auto preview = e.post("/api/preview", previewBody(json::object(), 200, 200).dump());
+  EXPECT_EQ(preview->status, 409);
+  EXPECT_TRUE(json::parse(preview->body).at("busy"));
+  const auto second = e.post("/api/correct", correct.dump());
+  EXPECT_EQ(second->status, 400);
+  EXPECT_NE(second->body.find("already running"), std::string::npos);
+
+  const auto cancel = e.post("/api/job/cancel", "{}");
+  EXPECT_TRUE(json::parse(cancel->body).at("cancelling"));
+  const json j = e.jobWhenDone();
+  EXPECT_EQ(j.at("state"), "cancelled") << j.dump();
+  EXPECT_LT(j.at("done").get<int>(), j.at("total").get<int>());
+  // Nothing written, not even a temporary file.
+  EXPECT_TRUE(fs::is_empty(dir.path()));
+  // Previews resume.
+  EXPECT_EQ(e.post("/api/preview", previewBody(json::object(), 200, 200).dump())->status, 200);
+  EXPECT_FALSE(json::parse(e.post("/api/job/cancel", "{}")->body).at("cancelling"));
+}
