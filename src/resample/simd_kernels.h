@@ -20,11 +20,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
+
+#include <immintrin.h>
 
 #include "ortavel_isa.h"
 #include "resample/interp.h"
 #include "resample/isa.h"
 #include "resample/lanczos_tables.h"
+#include "resample/simd_lanes.h"
 #include "resample/source_points.h"
 
 namespace ortavel_resample {
@@ -129,6 +133,10 @@ struct VectorFilter {
   static constexpr int L = V::kLanes;
   static constexpr int kPixelBytes = C * static_cast<int>(sizeof(T));
   static constexpr int kWords = (kPixelBytes + 3) / 4;
+  // Pixels of 3 or 4 channels are filtered one register per pixel, and read
+  // four samples at a time; others one lane per pixel, a word at a time.
+  static constexpr bool kWholePixels = C >= 3;
+  static constexpr int kReach = kWholePixels ? 4 * static_cast<int>(sizeof(T)) : 4 * kWords;
 
   // Lanes [0, valid) of one group: sx, sy source positions, out the first
   // lane's output pixel.
@@ -167,22 +175,119 @@ struct VectorFilter {
           V::imul(V::imin(V::imax(V::iadd(x0, n_i), zero), last_col), V::iset1(s.pixel_stride));
       row[n] = V::imul(V::imin(V::imax(V::iadd(y0, n_i), zero), last_row), V::iset1(s.row_stride));
     }
-    // Taps whose words could reach past the block's end take the slow read.
-    const I word_limit = V::iset1(s.span - 4 * kWords);
-    const bool edge = V::igt_bits(V::iadd(row[N - 1], col[N - 1]), word_limit) != 0;
+    // Taps whose reads could reach past the block's end take the slow read.
+    const I read_limit = V::iset1(s.span - kReach);
+    const bool edge = V::igt_bits(V::iadd(row[N - 1], col[N - 1]), read_limit) != 0;
+    if constexpr (kWholePixels) {
+      if (edge) {
+        accumulate_pixels<true>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
+      } else {
+        accumulate_pixels<false>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
+      }
+    } else if (edge) {
+      accumulate<true>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
+    } else {
+      accumulate<false>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
+    }
+  }
 
+  // Pixels of 3 or 4 channels: the weights and tap offsets come from the
+  // lanes above; then each pixel is filtered on its own with its channels
+  // side by side in one register of four doubles (a fourth channel of a
+  // 3-channel pixel is computed and dropped). Plain loads instead of gathers.
+  template <bool kEdge>
+  static void accumulate_pixels(const SourceView &s, const I *row, const I *col, const D *wx,
+                                const D *wy, unsigned in_bits, int valid, uint8_t *out,
+                                int32_t out_stride) {
+    alignas(64) double wxs[N][L];
+    alignas(64) double wys[N][L];
+    alignas(64) int32_t rows[N][L];
+    alignas(64) int32_t cols[N][L];
+    for (int n = 0; n < N; ++n) {
+      V::store(wxs[n], wx[n]);
+      V::store(wys[n], wy[n]);
+      V::istore(rows[n], row[n]);
+      V::istore(cols[n], col[n]);
+    }
+    const __m256d max_value = _mm256_set1_pd(s.max_value);
+    for (int j = 0; j < valid; ++j) {
+      uint8_t *px = out + j * out_stride;
+      if ((in_bits >> j & 1u) == 0) {
+        std::memset(px, 0, kPixelBytes);
+        continue;
+      }
+      // The tap rows advance side by side (each still summed left to right),
+      // so that their additions do not wait on one another.
+      const uint8_t *tap_row[N];
+      __m256d rowsum[N];
+      for (int m = 0; m < N; ++m) {
+        tap_row[m] = s.data + rows[m][j];
+        rowsum[m] = _mm256_setzero_pd();
+      }
+      for (int n = 0; n < N; ++n) {
+        const __m256d w = _mm256_set1_pd(wxs[n][j]);
+        const int32_t at = cols[n][j];
+        for (int m = 0; m < N; ++m) {
+          rowsum[m] = _mm256_add_pd(rowsum[m], _mm256_mul_pd(load_four<kEdge>(tap_row[m] + at), w));
+        }
+      }
+      __m256d sum = _mm256_setzero_pd();
+      for (int m = 0; m < N; ++m) {
+        sum = _mm256_add_pd(sum, _mm256_mul_pd(rowsum[m], _mm256_set1_pd(wys[m][j])));
+      }
+      // (sum > 0 ? sum : 0), then (< max ? that : max): NaN becomes 0.
+      const __m256d v = _mm256_min_pd(_mm256_max_pd(sum, _mm256_setzero_pd()), max_value);
+      alignas(16) int32_t result[4];
+      _mm_store_si128(reinterpret_cast<__m128i *>(result),
+                      _mm256_cvttpd_epi32(_mm256_add_pd(v, _mm256_set1_pd(0.5))));
+      for (int k = 0; k < C; ++k) put_sample<T>(px + k * sizeof(T), result[k]);
+    }
+  }
+
+  // Four samples from p on, as doubles. kEdge: only the pixel's own C samples
+  // are read (the block may end right after them).
+  template <bool kEdge>
+  static __m256d load_four(const uint8_t *p) {
+    alignas(16) uint8_t copy[16] = {};
+    if constexpr (kEdge) {
+      std::memcpy(copy, p, kPixelBytes);
+      p = copy;
+    }
+    if constexpr (sizeof(T) == 1) {
+      int32_t bits;
+      std::memcpy(&bits, p, 4);
+      return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(bits)));
+    } else if constexpr (sizeof(T) == 2) {
+      const __m128i bits = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
+      return _mm256_cvtepi32_pd(_mm_cvtepu16_epi32(bits));
+    } else {
+      // Unsigned: flip the top bit, convert, and shift back exactly.
+      const __m128i bits = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+      const __m128i flipped = _mm_xor_si128(bits, _mm_set1_epi32(INT32_MIN));
+      return _mm256_add_pd(_mm256_cvtepi32_pd(flipped), _mm256_set1_pd(2147483648.0));
+    }
+  }
+
+  template <bool kEdge>
+  static void accumulate(const SourceView &s, const I *row, const I *col, const D *wx, const D *wy,
+                         unsigned in_bits, int valid, uint8_t *out, int32_t out_stride) {
+    // The tap rows advance side by side (each still summed left to right),
+    // so that their additions do not wait on one another.
+    D rowsum[N][C];
+    for (int m = 0; m < N; ++m) {
+      for (int k = 0; k < C; ++k) rowsum[m][k] = V::set1(0.0);
+    }
+    for (int n = 0; n < N; ++n) {
+      for (int m = 0; m < N; ++m) {
+        D value[C];
+        load_pixel<kEdge>(s, V::iadd(row[m], col[n]), value);
+        for (int k = 0; k < C; ++k) rowsum[m][k] = V::add(rowsum[m][k], V::mul(value[k], wx[n]));
+      }
+    }
     D sum[C];
     for (int k = 0; k < C; ++k) sum[k] = V::set1(0.0);
     for (int m = 0; m < N; ++m) {
-      D rowsum[C];
-      for (int k = 0; k < C; ++k) rowsum[k] = V::set1(0.0);
-      for (int n = 0; n < N; ++n) {
-        const I at = V::iadd(row[m], col[n]);
-        D value[C];
-        load_pixel(s, at, edge, value);
-        for (int k = 0; k < C; ++k) rowsum[k] = V::add(rowsum[k], V::mul(value[k], wx[n]));
-      }
-      for (int k = 0; k < C; ++k) sum[k] = V::add(sum[k], V::mul(rowsum[k], wy[m]));
+      for (int k = 0; k < C; ++k) sum[k] = V::add(sum[k], V::mul(rowsum[m][k], wy[m]));
     }
 
     alignas(64) int32_t result[C][L];
@@ -202,28 +307,41 @@ struct VectorFilter {
     }
   }
 
-  // The C samples of the pixels at byte offsets `at`, as doubles.
-  static void load_pixel(const SourceView &s, I at, bool edge, D *value) {
+  // The C samples of the pixels at byte offsets `at`, as doubles. kEdge: some
+  // words may reach past the block's end and are read from further back.
+  template <bool kEdge>
+  static void load_pixel(const SourceView &s, I at, D *value) {
     for (int word = 0; word < kWords; ++word) {
       I offset = V::iadd(at, V::iset1(4 * word));
       I extra_bits = V::iset1(0);
-      if (edge) {
+      if constexpr (kEdge) {
         const I back = V::imin(offset, V::iset1(s.span - 4));
         extra_bits = V::ishl3(V::isub(offset, back));
         offset = back;
       }
       const I bits = V::gather32(s.data, offset);
-      for (int k = 0; k < C; ++k) {
-        const int byte = k * static_cast<int>(sizeof(T));
-        if (byte / 4 != word) continue;
-        if constexpr (sizeof(T) == 4) {
-          value[k] = V::from_u32(bits);
-        } else {
-          const I shift = V::iadd(extra_bits, V::iset1(8 * (byte % 4)));
-          const I mask = V::iset1(sizeof(T) == 1 ? 0xFF : 0xFFFF);
-          value[k] = V::from_i32(V::iand(V::ishr(bits, shift), mask));
-        }
-      }
+      split_word<kEdge>(bits, extra_bits, word, value, std::make_integer_sequence<int, C>());
+    }
+  }
+
+  template <bool kEdge, int... kChannel>
+  static void split_word(I bits, I extra_bits, int word, D *value,
+                         std::integer_sequence<int, kChannel...>) {
+    (split_channel<kEdge, kChannel>(bits, extra_bits, word, value), ...);
+  }
+
+  template <bool kEdge, int kChannel>
+  static void split_channel(I bits, I extra_bits, int word, D *value) {
+    constexpr int kByte = kChannel * static_cast<int>(sizeof(T));
+    if (kByte / 4 != word) return;
+    if constexpr (sizeof(T) == 4) {
+      value[kChannel] = V::from_u32(bits);
+    } else if constexpr (kEdge) {
+      const I shift = V::iadd(extra_bits, V::iset1(8 * (kByte % 4)));
+      const I mask = V::iset1(sizeof(T) == 1 ? 0xFF : 0xFFFF);
+      value[kChannel] = V::from_i32(V::iand(V::ishr(bits, shift), mask));
+    } else {
+      value[kChannel] = V::from_i32(V::template extract<kByte % 4, sizeof(T)>(bits));
     }
   }
 

@@ -58,6 +58,22 @@ struct LanesSse2 {
 };
 #endif
 
+#if defined(__SSSE3__)
+// A byte shuffle that moves bytes [kByte, kByte + kSize) of each 32-bit lane to
+// the lane's bottom and clears the rest (a control byte with the top bit set
+// gives zero).
+template <int kByte, int kSize>
+inline __m128i byte_picker() {
+  static_assert(kByte >= 0 && kSize >= 1 && kByte + kSize <= 4, "bytes outside the lane");
+  auto pick = [](int lane, int i) -> char {
+    return static_cast<char>(i < kSize ? 4 * lane + kByte + i : -128);
+  };
+  return _mm_setr_epi8(pick(0, 0), pick(0, 1), pick(0, 2), pick(0, 3), pick(1, 0), pick(1, 1),
+                       pick(1, 2), pick(1, 3), pick(2, 0), pick(2, 1), pick(2, 2), pick(2, 3),
+                       pick(3, 0), pick(3, 1), pick(3, 2), pick(3, 3));
+}
+#endif
+
 #if defined(__AVX2__)
 struct LanesAvx2 {
   static constexpr int kLanes = 4;
@@ -103,6 +119,11 @@ struct LanesAvx2 {
   static I iand(I a, I b) { return _mm_and_si128(a, b); }
   static I ishr(I a, I count) { return _mm_srlv_epi32(a, count); }
   static I ishl3(I a) { return _mm_slli_epi32(a, 3); }
+  // Bytes [kByte, kByte + kSize) of every 32-bit lane, zero-extended.
+  template <int kByte, int kSize>
+  static I extract(I a) {
+    return _mm_shuffle_epi8(a, byte_picker<kByte, kSize>());
+  }
   static unsigned igt_bits(I a, I b) {
     return static_cast<unsigned>(_mm_movemask_ps(_mm_castsi128_ps(_mm_cmpgt_epi32(a, b))));
   }
@@ -156,6 +177,11 @@ struct LanesAvx512 {
   static I iand(I a, I b) { return _mm256_and_si256(a, b); }
   static I ishr(I a, I count) { return _mm256_srlv_epi32(a, count); }
   static I ishl3(I a) { return _mm256_slli_epi32(a, 3); }
+  template <int kByte, int kSize>
+  static I extract(I a) {
+    const __m128i picker = byte_picker<kByte, kSize>();
+    return _mm256_shuffle_epi8(a, _mm256_broadcastsi128_si256(picker));
+  }
   static unsigned igt_bits(I a, I b) { return _mm256_cmpgt_epi32_mask(a, b); }
   static void istore(int32_t *p, I a) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), a); }
 
