@@ -32,8 +32,9 @@ inline constexpr int kRunLength = 256;
 template <class V, class Body>
 void for_each_run(const interp_source *src, const interp_target *dst, interp_transform_fn transform,
                   const void *model, Body &&body) {
-  alignas(64) double sx[kRunLength];
-  alignas(64) double sy[kRunLength];
+  // Cleared once per call, so that no path can read an unset entry.
+  alignas(64) double sx[kRunLength] = {};
+  alignas(64) double sy[kRunLength] = {};
   const auto finish = [&](int count) {
     int i = 0;
     for (; i < count; ++i) {
@@ -44,7 +45,7 @@ void for_each_run(const interp_source *src, const interp_target *dst, interp_tra
   };
   if (transform == lensdistort_transform_point) {
     const ortavel_lens::LensRows<V> lens(*static_cast<const lensdistort_model *>(model));
-    alignas(64) double u[kRunLength];
+    alignas(64) double u[kRunLength] = {};
     for (int c0 = 0; c0 < dst->width; c0 += kRunLength) {
       const int count = dst->width - c0 < kRunLength ? dst->width - c0 : kRunLength;
       const int padded = (count + V::kLanes - 1) / V::kLanes * V::kLanes;
