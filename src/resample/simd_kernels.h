@@ -135,8 +135,8 @@ struct VectorFilter {
   static constexpr int kWords = (kPixelBytes + 3) / 4;
   // Pixels of 3 or 4 channels are filtered one register per pixel, and read
   // four samples at a time; others one lane per pixel, a word at a time. (With
-  // only 2 x 2 taps the lanes do better: fewer taps to gather, less to set up.)
-  static constexpr bool kWholePixels = C >= 3 && N > 2;
+  // only 2 x 2 taps of 8-bit pixels, one word each, the lanes do better.)
+  static constexpr bool kWholePixels = C >= 3 && (N > 2 || sizeof(T) > 1);
   static constexpr int kReach = kWholePixels ? 4 * static_cast<int>(sizeof(T)) : 4 * kWords;
 
   // Lanes [0, valid) of one group: sx, sy source positions, out the first
