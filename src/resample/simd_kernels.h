@@ -254,13 +254,19 @@ struct VectorFilter {
       std::memcpy(copy, p, kPixelBytes);
       p = copy;
     }
+    // Small integers become doubles without a conversion instruction: placed
+    // in the low mantissa bits of 2^52, they give 2^52 + v exactly, and
+    // subtracting 2^52 leaves v exactly.
+    const __m256i two52 = _mm256_set1_epi64x(0x4330000000000000LL);
     if constexpr (sizeof(T) == 1) {
       int32_t bits;
       std::memcpy(&bits, p, 4);
-      return _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(bits)));
+      const __m256i wide = _mm256_or_si256(_mm256_cvtepu8_epi64(_mm_cvtsi32_si128(bits)), two52);
+      return _mm256_sub_pd(_mm256_castsi256_pd(wide), _mm256_castsi256_pd(two52));
     } else if constexpr (sizeof(T) == 2) {
       const __m128i bits = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
-      return _mm256_cvtepi32_pd(_mm_cvtepu16_epi32(bits));
+      const __m256i wide = _mm256_or_si256(_mm256_cvtepu16_epi64(bits), two52);
+      return _mm256_sub_pd(_mm256_castsi256_pd(wide), _mm256_castsi256_pd(two52));
     } else {
       // Unsigned: flip the top bit, convert, and shift back exactly.
       const __m128i bits = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
