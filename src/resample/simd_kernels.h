@@ -1,16 +1,21 @@
-// The filtering kernels with one target pixel per vector lane.
+// The filtering kernels of the wide instruction sets.
 //
-// Each lane carries one pixel through exactly the scalar sequence of the
-// baseline kernels: the same weight formulas, and per channel each tap row
-// summed left to right, weighted by its row weight and added to the pixel's
-// sum; clamp, add one half, truncate. So every lane gives the baseline's bits.
+// Pixels are taken a group at a time, one pixel per vector lane: the inside
+// test, the weights and the tap offsets are computed for the whole group, each
+// lane by exactly the scalar sequence of the baseline kernels. The sums are
+// then formed in one of two ways, both keeping the baseline's order for every
+// channel (each tap row summed left to right, weighted by its row weight and
+// added to the pixel's sum; clamp, add one half, truncate):
+//  - pixels of 1 or 2 channels (and 8-bit bilinear): still one pixel per lane,
+//    samples fetched as 32-bit words by gather and split into channels;
+//  - pixels of 3 or 4 channels: pixel by pixel, its channels side by side in
+//    one register of four doubles, from plain loads.
+// So every pixel gets the baseline's bits.
 //
 // Taps are always read through clamped indices: inside the block that is the
 // direct read, at the border it repeats the edge pixels, as the baseline does.
-// Samples are fetched as 32-bit words by gather (one word covers a whole
-// 8-bit pixel of up to 4 channels) and split into channels with shifts; where
-// a word would reach past the last byte of the source block it is read from
-// further back and shifted the more.
+// Reads that could reach past the last byte of the source block (a word or
+// four samples from a pixel near its end) take a careful path for that group.
 //
 // Included by one unit per instruction set, with V the lane type of that unit.
 // Internal to the engines (C++ only).
