@@ -254,10 +254,10 @@ struct VectorFilter {
   // are read (the block may end right after them).
   template <bool kEdge>
   static __m256d load_four(const uint8_t *p) {
-    alignas(16) uint8_t copy[16] = {};
     if constexpr (kEdge) {
+      alignas(16) uint8_t copy[16] = {};
       std::memcpy(copy, p, kPixelBytes);
-      p = copy;
+      return load_four<false>(copy);
     }
     // Small integers become doubles without a conversion instruction: placed
     // in the low mantissa bits of 2^52, they give 2^52 + v exactly, and
