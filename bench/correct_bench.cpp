@@ -19,7 +19,9 @@
 #include <vector>
 
 #include "geometry/lensdistort.h"
+#include "opencv_compare.h"
 #include "resample/interp.h"
+#include "resample/isa.h"
 #include "workers/interp_workers.h"
 
 namespace {
@@ -79,12 +81,17 @@ lensdistort_model barrel_model() {
   return m;
 }
 
-void correct(benchmark::State &state, uint32_t method, uint32_t sample_size, bool pooled) {
-  const interp_method *entry = interp_get_method(method, sample_size);
-  if (entry == nullptr) {
-    state.SkipWithError("no kernel for this method and sample size");
+void correct(benchmark::State &state, uint32_t method, uint32_t sample_size, uint32_t isa,
+             bool pooled) {
+  const interp_method *row = interp_get_method(method, sample_size);
+  const interp_kernel_fn kernel = interp_get_kernel_isa(method, sample_size, isa);
+  if (row == nullptr || kernel == nullptr) {
+    state.SkipWithError("no kernel for this method, sample size and instruction set");
     return;
   }
+  // The table's row with the kernel of the level under test.
+  const interp_method level_row{row->method, kernel, row->support, row->sample_size};
+  const interp_method *entry = &level_row;
   Frame &f = frame(sample_size);
   const lensdistort_model model = barrel_model();
   const int32_t pixel_stride = kChannels * static_cast<int32_t>(sample_size);
@@ -126,7 +133,7 @@ void correct(benchmark::State &state, uint32_t method, uint32_t sample_size, boo
   state.counters["threads"] = pooled ? processors : 1;
 }
 
-// Console output as usual, plus a compact table of MP/s at the end.
+// Console output as usual, plus compact tables of MP/s at the end.
 class TableReporter : public benchmark::ConsoleReporter {
  public:
   void ReportRuns(const std::vector<Run> &runs) override {
@@ -139,35 +146,64 @@ class TableReporter : public benchmark::ConsoleReporter {
     }
   }
 
-  void PrintTable() const {
+  double Find(const std::string &name) const {
+    const auto it = results_.find(name);
+    return it == results_.end() ? -1.0 : it->second;
+  }
+
+  void PrintTable(const std::vector<uint32_t> &levels) const {
     std::printf("\nMP/s, %d x %d RGB, k1 = -0.05, k2 = 0.01\n", kWidth, kHeight);
-    std::printf("%-11s %11s %11s %11s %11s\n", "method", "8-bit 1T", "8-bit pool", "16-bit 1T",
-                "16-bit pool");
+    std::printf("%-11s %-7s %11s %11s %11s %11s\n", "method", "isa", "8-bit 1T", "8-bit pool",
+                "16-bit 1T", "16-bit pool");
     for (const char *method : kMethodNames) {
-      std::printf("%-11s", method);
-      for (const char *column : {"/8bit/single", "/8bit/pool", "/16bit/single", "/16bit/pool"}) {
-        const auto it = results_.find(std::string(method) + column);
-        if (it == results_.end()) {
-          std::printf(" %11s", "-");
-        } else {
-          std::printf(" %11.2f", it->second);
+      for (uint32_t isa : levels) {
+        std::printf("%-11s %-7s", method, interp_isa_name(isa));
+        for (const char *depth : {"/8bit/", "/16bit/"}) {
+          for (const char *threads : {"/single", "/pool"}) {
+            const double v = Find(std::string(method) + depth + interp_isa_name(isa) + threads);
+            if (v < 0) {
+              std::printf(" %11s", "-");
+            } else {
+              std::printf(" %11.2f", v);
+            }
+          }
         }
+        std::printf("\n");
       }
-      std::printf("\n");
     }
+    print_opencv_comparison([this](const std::string &name) { return Find(name); },
+                            interp_isa_name(levels.back()));
   }
 
  private:
   std::map<std::string, double> results_;
 };
 
-// Takes --ortavel_rows=N out of the arguments before the library sees them.
-void parse_own_flags(int *argc, char **argv) {
+// Takes --ortavel_rows=N and --ortavel_isa=LEVEL|all out of the arguments
+// before the library sees them.
+void parse_own_flags(int *argc, char **argv, std::vector<uint32_t> *levels) {
   int kept = 1;
+  const uint32_t widest = interp_isa_widest();
+  for (uint32_t isa = 0; isa <= widest; ++isa) levels->push_back(isa);
   for (int i = 1; i < *argc; ++i) {
-    const char *flag = "--ortavel_rows=";
-    if (std::strncmp(argv[i], flag, std::strlen(flag)) == 0) {
-      g_rows = std::clamp(std::atoi(argv[i] + std::strlen(flag)), 1, kHeight);
+    const std::string arg = argv[i];
+    const std::string rows = "--ortavel_rows=";
+    const std::string isa_flag = "--ortavel_isa=";
+    if (arg.rfind(rows, 0) == 0) {
+      g_rows = std::clamp(std::atoi(arg.c_str() + rows.size()), 1, kHeight);
+    } else if (arg.rfind(isa_flag, 0) == 0) {
+      const std::string wanted = arg.substr(isa_flag.size());
+      if (wanted != "all") {
+        levels->clear();
+        for (uint32_t isa = 0; isa <= widest; ++isa) {
+          if (wanted == interp_isa_name(isa)) levels->push_back(isa);
+        }
+        if (levels->empty()) {
+          std::fprintf(stderr, "--ortavel_isa: '%s' does not run here (widest: %s)\n",
+                       wanted.c_str(), interp_isa_name(widest));
+          std::exit(2);
+        }
+      }
     } else {
       argv[kept++] = argv[i];
     }
@@ -178,24 +214,31 @@ void parse_own_flags(int *argc, char **argv) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  parse_own_flags(&argc, argv);
+  std::vector<uint32_t> levels;
+  parse_own_flags(&argc, argv, &levels);
   for (uint32_t size : {1u, 2u}) {
     for (uint32_t method = 0; method < 7; ++method) {
-      for (bool pooled : {false, true}) {
-        const std::string name = std::string(kMethodNames[method]) +
-                                 (size == 1 ? "/8bit" : "/16bit") + (pooled ? "/pool" : "/single");
-        benchmark::RegisterBenchmark(name.c_str(), correct, method, size, pooled)
-            ->UseRealTime()
-            ->Unit(benchmark::kMillisecond)
-            ->MinTime(0.5);
+      for (uint32_t isa : levels) {
+        // TEST_ALIGN has one implementation; measure it once.
+        if (method == TEST_ALIGN && isa != levels.back()) continue;
+        for (bool pooled : {false, true}) {
+          const std::string name = std::string(kMethodNames[method]) +
+                                   (size == 1 ? "/8bit/" : "/16bit/") + interp_isa_name(isa) +
+                                   (pooled ? "/pool" : "/single");
+          benchmark::RegisterBenchmark(name.c_str(), correct, method, size, isa, pooled)
+              ->UseRealTime()
+              ->Unit(benchmark::kMillisecond)
+              ->MinTime(0.5);
+        }
       }
     }
   }
+  register_opencv_benchmarks(kWidth, kHeight, frame(1).source.data(), frame(2).source.data());
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   TableReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
-  reporter.PrintTable();
+  reporter.PrintTable(levels);
   benchmark::Shutdown();
   return 0;
 }

@@ -48,6 +48,37 @@ void paddingSample(std::int16_t padding, std::int32_t bps, std::uint8_t *out) {
   }
 }
 
+// `count` samples of `bps` bytes from `src` to `dst`, each side stepping by its
+// own stride in bytes. The sample size is fixed per loop, so each copy is a
+// single move rather than a library call per sample.
+template <std::size_t kBytes>
+void copySamples(std::uint8_t *dst, std::size_t dstStep, const std::uint8_t *src,
+                 std::size_t srcStep, std::int32_t count) {
+  for (std::int32_t i = 0; i < count; ++i, dst += dstStep, src += srcStep) {
+    std::memcpy(dst, src, kBytes);
+  }
+}
+
+void copySamples(std::int32_t bps, std::uint8_t *dst, std::size_t dstStep, const std::uint8_t *src,
+                 std::size_t srcStep, std::int32_t count) {
+  switch (bps) {
+    case 1:
+      copySamples<1>(dst, dstStep, src, srcStep, count);
+      break;
+    case 2:
+      copySamples<2>(dst, dstStep, src, srcStep, count);
+      break;
+    case 4:
+      copySamples<4>(dst, dstStep, src, srcStep, count);
+      break;
+    default:
+      for (std::int32_t i = 0; i < count; ++i, dst += dstStep, src += srcStep) {
+        std::memcpy(dst, src, static_cast<std::size_t>(bps));
+      }
+      break;
+  }
+}
+
 }  // namespace
 
 std::string rectText(const VRect &r) {
@@ -81,7 +112,6 @@ void Host::Impl::writeBack() {
   const std::int32_t bps = target.bytesPerSample();
   const std::int32_t nplanes = out.hi - out.lo + 1;
   const std::int32_t cols = out.rect.right - out.rect.left;
-  const std::size_t rowBytes = static_cast<std::size_t>(cols) * static_cast<std::size_t>(bps);
   for (std::int32_t y = out.rect.top; y < out.rect.bottom; ++y) {
     const std::uint8_t *src =
         out.buffer.data() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes;
@@ -90,9 +120,9 @@ void Host::Impl::writeBack() {
           target.planes[static_cast<std::size_t>(out.lo) + static_cast<std::size_t>(p)]
               .samples.data() +
           (static_cast<std::size_t>(y) * target.width + out.rect.left) * bps;
-      const std::uint8_t *s = src + static_cast<std::size_t>(p) * bps;
       const std::size_t step = static_cast<std::size_t>(nplanes) * bps;
-      for (std::size_t x = 0; x < rowBytes; x += bps, s += step) std::memcpy(dst + x, s, bps);
+      copySamples(bps, dst, static_cast<std::size_t>(bps), src + static_cast<std::size_t>(p) * bps,
+                  step, cols);
     }
   }
   note(LogKind::Tile, {{"op", "write-back"},
@@ -150,6 +180,13 @@ void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant) {
               .samples.data();
       std::uint8_t *d = row + static_cast<std::size_t>(p) * bps;
       const std::size_t step = static_cast<std::size_t>(nplanes) * bps;
+      if (rowInside && grant.rect.left >= 0 && grant.rect.right <= doc.width) {
+        // The whole row lies in the image: a plain interleaving copy.
+        copySamples(bps, d, step,
+                    plane + (static_cast<std::size_t>(sy) * doc.width + grant.rect.left) * bps,
+                    static_cast<std::size_t>(bps), grant.rect.right - grant.rect.left);
+        continue;
+      }
       for (std::int32_t x = grant.rect.left; x < grant.rect.right; ++x, d += step) {
         const bool inside = rowInside && x >= 0 && x < doc.width;
         if (inside || padding == plugInWantsEdgeReplication) {

@@ -6,47 +6,11 @@
 
 #include <cmath>
 
-namespace {
+#include "geometry/lens_frame.h"
 
-// Reference dimension and effective optical centre for one orientation. The
-// centre offsets are given in the unrotated picture's frame, so turned and
-// mirrored orientations swap and negate them.
-struct Frame {
-  double d_minus_1;  // reference dimension less one, formed in floating point
-  double cx;
-  double cy;
-};
-
-Frame frame_of(const lensdistort_model &m) {
-  const double x = m.centerX;
-  const double y = m.centerY;
-  const double w = static_cast<double>(m.imageWidth);
-  const double h = static_cast<double>(m.imageHeight);
-  switch (m.orientation) {
-    case 0:
-      return {w - 1.0, x, y};
-    case 1:
-      return {h - 1.0, y, -x};
-    case 2:
-      return {w - 1.0, -x, -y};
-    case 3:
-      return {h - 1.0, -y, x};
-    case 4:
-      return {w - 1.0, -x, y};
-    case 5:
-      return {h - 1.0, -y, -x};
-    case 6:
-      return {w - 1.0, x, -y};
-    case 7:
-      return {h - 1.0, y, x};
-    default:
-      return {h - 1.0, 0.0, 0.0};  // unknown values: centred, by height
-  }
-}
-
-constexpr double kPi = 3.141592653589793;
-
-}  // namespace
+using ortavel_lens::Frame;
+using ortavel_lens::frame_of;
+using ortavel_lens::kPi;
 
 void lensdistort_transform_point(double x, double y, double *out_x, double *out_y,
                                  const void *model) {

@@ -1,4 +1,6 @@
-// The resampling kernels: one template over sample type and weight function.
+// The baseline resampling kernels: one template over sample type and weight
+// function, with SSE2 where the processor family guarantees it. This is the
+// definition that the wider instruction-set paths (simd_kernels.h) match.
 //
 // Arithmetic order is fixed: per channel, each tap row is summed left to right,
 // then weighted by its row weight and added to the pixel's sum; the result is
@@ -19,10 +21,22 @@
 #endif
 
 #include "resample/interp.h"
+#include "resample/kernel_sets.h"
 #include "resample/kernels.h"
 #include "resample/lanczos_tables.h"
+#include "resample/simd_lanes.h"
+#include "resample/source_points.h"
 
 namespace {
+
+using ortavel_resample::for_each_run;
+
+// Lane type of the lens row evaluator.
+#if defined(__SSE2__)
+using BaselineLanes = ortavel_simd::LanesSse2;
+#else
+using BaselineLanes = ortavel_simd::Lanes1;
+#endif
 
 template <typename T>
 inline double load(const uint8_t *p) {
@@ -220,16 +234,10 @@ inline int clamp_index(int i, int last) {
   return i < 0 ? 0 : (i > last ? last : i);
 }
 
-// Where target pixel (x, y) comes from, as a position in the source block with
-// pixel (i, j) centred on (i, j); false when it lies outside the block's pixel
-// area (borders inclusive; NaN is outside).
-inline bool source_position(const interp_source *src, interp_transform_fn transform,
-                            const void *model, double x, double y, double x_limit, double y_limit,
-                            double *sx, double *sy) {
-  transform(x, y, sx, sy, model);
-  *sx = *sx - src->origin_x;
-  *sy = *sy - src->origin_y;
-  return *sx >= -0.5 && *sy >= -0.5 && *sx <= x_limit && *sy <= y_limit;
+// Whether source-block position (sx, sy) lies inside the block's pixel area
+// (borders inclusive; NaN is outside).
+inline bool inside(double sx, double sy, double x_limit, double y_limit) {
+  return sx >= -0.5 && sy >= -0.5 && sx <= x_limit && sy <= y_limit;
 }
 
 template <typename Method, typename T, int C>
@@ -243,14 +251,13 @@ void filter_block(const interp_source *src, const interp_target *dst, interp_tra
   const ptrdiff_t src_row = src->row_stride;
   const ptrdiff_t src_px = src->pixel_stride;
 
-  for (int r = 0; r < dst->height; ++r) {
-    uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride;
-    const double y = static_cast<double>(r) + dst->origin_y;
-    for (int c = 0; c < dst->width; ++c, out += dst->pixel_stride) {
-      double sx;
-      double sy;
-      if (!source_position(src, transform, model, static_cast<double>(c) + dst->origin_x, y,
-                           x_limit, y_limit, &sx, &sy)) {
+  const auto pixels = [&](int r, int c0, int count, const double *xs, const double *ys) {
+    uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride +
+                   static_cast<ptrdiff_t>(c0) * dst->pixel_stride;
+    for (int i = 0; i < count; ++i, out += dst->pixel_stride) {
+      const double sx = xs[i];
+      const double sy = ys[i];
+      if (!inside(sx, sy, x_limit, y_limit)) {
         zero_pixel<T>(out, channels);
         continue;
       }
@@ -278,7 +285,8 @@ void filter_block(const interp_source *src, const interp_target *dst, interp_tra
       }
       filter_pixel<T, N, C>(rows, cols, wx, wy, channels, max_value, out);
     }
-  }
+  };
+  for_each_run<BaselineLanes>(src, dst, transform, model, pixels);
 }
 
 template <typename Method, typename T>
@@ -312,56 +320,40 @@ int32_t align_kernel(const interp_source *src, const interp_target *dst,
   const double x_limit = static_cast<double>(src->width) - 0.5;
   const double y_limit = static_cast<double>(src->height) - 0.5;
 
-  for (int r = 0; r < dst->height; ++r) {
-    uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride;
-    const double y = static_cast<double>(r) + dst->origin_y;
-    for (int c = 0; c < dst->width; ++c, out += dst->pixel_stride) {
-      double sx;
-      double sy;
-      const bool inside =
-          source_position(src, transform, model, static_cast<double>(c) + dst->origin_x, y, x_limit,
-                          y_limit, &sx, &sy);
+  const auto pixels = [&](int r, int c0, int count, const double *xs, const double *ys) {
+    uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride +
+                   static_cast<ptrdiff_t>(c0) * dst->pixel_stride;
+    for (int i = 0; i < count; ++i, out += dst->pixel_stride) {
       zero_pixel<T>(out, channels);
-      if (inside) {
-        const double fx = sx - std::floor(sx);
-        const double fy = sy - std::floor(sy);
+      if (inside(xs[i], ys[i], x_limit, y_limit)) {
+        const double fx = xs[i] - std::floor(xs[i]);
+        const double fy = ys[i] - std::floor(ys[i]);
         // No clamp: the phase lies in 0..1 by construction.
         store<T>(out, round_half_up((1.0 - std::fabs(2.0 * fx - 1.0)) * max_value));
         store<T>(out + sizeof(T), round_half_up((1.0 - std::fabs(2.0 * fy - 1.0)) * max_value));
       }
     }
-  }
+  };
+  for_each_run<BaselineLanes>(src, dst, transform, model, pixels);
   return 0;
 }
 
 }  // namespace
 
-#define ORTAVEL_FILTER_KERNEL(name, method, type)                         \
-  int32_t name(const interp_source *source, const interp_target *target,  \
-               interp_transform_fn transform, const void *model) {        \
-    return filter_kernel<method, type>(source, target, transform, model); \
-  }
-
-ORTAVEL_FILTER_KERNEL(func_BILINEAR_1, Bilinear, uint8_t)
-ORTAVEL_FILTER_KERNEL(func_BILINEAR_2, Bilinear, uint16_t)
-ORTAVEL_FILTER_KERNEL(func_BILINEAR_4, Bilinear, uint32_t)
-ORTAVEL_FILTER_KERNEL(func_BICUBIC_1, Bicubic, uint8_t)
-ORTAVEL_FILTER_KERNEL(func_BICUBIC_2, Bicubic, uint16_t)
-ORTAVEL_FILTER_KERNEL(func_BICUBIC_4, Bicubic, uint32_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS4_1, Lanczos<2>, uint8_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS4_2, Lanczos<2>, uint16_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS4_4, Lanczos<2>, uint32_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS6_1, Lanczos<3>, uint8_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS6_2, Lanczos<3>, uint16_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS6_4, Lanczos<3>, uint32_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS8_1, Lanczos<4>, uint8_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS8_2, Lanczos<4>, uint16_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS8_4, Lanczos<4>, uint32_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS12_1, Lanczos<6>, uint8_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS12_2, Lanczos<6>, uint16_t)
-ORTAVEL_FILTER_KERNEL(func_LANCZOS12_4, Lanczos<6>, uint32_t)
-
-#undef ORTAVEL_FILTER_KERNEL
+const interp_kernel_fn *ortavel_kernels_baseline() {
+  static constexpr interp_kernel_fn kTable[18] = {
+      filter_kernel<Bilinear, uint8_t>,    filter_kernel<Bilinear, uint16_t>,
+      filter_kernel<Bilinear, uint32_t>,   filter_kernel<Bicubic, uint8_t>,
+      filter_kernel<Bicubic, uint16_t>,    filter_kernel<Bicubic, uint32_t>,
+      filter_kernel<Lanczos<2>, uint8_t>,  filter_kernel<Lanczos<2>, uint16_t>,
+      filter_kernel<Lanczos<2>, uint32_t>, filter_kernel<Lanczos<3>, uint8_t>,
+      filter_kernel<Lanczos<3>, uint16_t>, filter_kernel<Lanczos<3>, uint32_t>,
+      filter_kernel<Lanczos<4>, uint8_t>,  filter_kernel<Lanczos<4>, uint16_t>,
+      filter_kernel<Lanczos<4>, uint32_t>, filter_kernel<Lanczos<6>, uint8_t>,
+      filter_kernel<Lanczos<6>, uint16_t>, filter_kernel<Lanczos<6>, uint32_t>,
+  };
+  return kTable;
+}
 
 int32_t func_TEST_ALIGN_1(const interp_source *source, const interp_target *target,
                           interp_transform_fn transform, const void *model) {

@@ -2,6 +2,7 @@
  * as C, and answers a few facts for the C++ test through C linkage. */
 #include "geometry/lensdistort.h"
 #include "resample/interp.h"
+#include "resample/isa.h"
 #include "resample/kernels.h"
 #include "resample/lanczos_tables.h"
 
@@ -17,4 +18,8 @@ int c_kernel_is(uint32_t method, uint32_t sample_size, interp_kernel_fn kernel) 
 
 double c_lanczos12_tail(void) {
   return lanczos12tab[769];
+}
+
+const char *c_widest_isa_name(void) {
+  return interp_isa_name(interp_isa_widest());
 }

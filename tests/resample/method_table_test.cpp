@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 
 #include "resample/interp.h"
+#include "resample/isa.h"
 #include "resample/kernels.h"
 
 extern "C" {
 int32_t c_support_of(uint32_t method, uint32_t sample_size);
 int c_kernel_is(uint32_t method, uint32_t sample_size, interp_kernel_fn kernel);
 double c_lanczos12_tail(void);
+const char *c_widest_isa_name(void);
 }
 
 namespace {
@@ -58,6 +60,7 @@ TEST(MethodTable, HeadersServeCCallers) {
   EXPECT_TRUE(c_kernel_is(3, 4, func_LANCZOS6_4));
   EXPECT_FALSE(c_kernel_is(3, 4, func_LANCZOS6_2));
   EXPECT_EQ(c_lanczos12_tail(), 0.0);
+  EXPECT_STREQ(c_widest_isa_name(), interp_isa_name(interp_isa_widest()));
 }
 
 }  // namespace

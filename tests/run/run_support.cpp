@@ -11,6 +11,7 @@
 
 #include "emulator/fourcc.h"
 #include "resample/interp.h"
+#include "resample/isa.h"
 
 namespace {
 bool gRefuse = false;
@@ -106,8 +107,10 @@ hostemu::Document ReferenceCorrection(const hostemu::Document &doc, std::uint32_
                              rowStride, pixelStride, planes, maxValue};
   const interp_target target{out.data(), 0.0,         0.0,    doc.width, doc.height,
                              rowStride,  pixelStride, planes, maxValue};
-  interp_get_method(methodId, static_cast<std::uint32_t>(bps))
-      ->kernel(&source, &target, lensdistort_transform_point, &model);
+  // The baseline kernel, whatever this processor runs wider: the plug-in's
+  // own choice (the widest) must give its bits.
+  interp_get_kernel_isa(methodId, static_cast<std::uint32_t>(bps), INTERP_ISA_BASELINE)(
+      &source, &target, lensdistort_transform_point, &model);
   hostemu::Document result = doc;
   for (size_t i = 0; i < pixels; i++) {
     for (int p = 0; p < planes; p++) {

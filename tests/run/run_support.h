@@ -1,6 +1,6 @@
 // Shared helpers of the run's end-to-end tests: documents with known pixels,
 // descriptors carrying the automation step's settings and buffer addresses,
-// a reference correction made with one direct kernel call, and a switch that
+// a reference correction made with one direct call of the baseline kernel, and a switch that
 // makes the system refuse new threads (so the run works without a pool).
 #pragma once
 

@@ -1,0 +1,459 @@
+// The filtering kernels of the wide instruction sets.
+//
+// Pixels are taken a group at a time, one pixel per vector lane: the inside
+// test, the weights and the tap offsets are computed for the whole group, each
+// lane by exactly the scalar sequence of the baseline kernels. The sums are
+// then formed in one of two ways, both keeping the baseline's order for every
+// channel (each tap row summed left to right, weighted by its row weight and
+// added to the pixel's sum; clamp, add one half, truncate):
+//  - pixels of 1 or 2 channels (and 8-bit bilinear): still one pixel per lane,
+//    samples fetched as 32-bit words by gather and split into channels;
+//  - pixels of 3 or 4 channels: pixel by pixel, its channels side by side in
+//    one register of four doubles, from plain loads.
+// So every pixel gets the baseline's bits.
+//
+// Taps are always read through clamped indices: inside the block that is the
+// direct read, at the border it repeats the edge pixels, as the baseline does.
+// Reads that could reach past the last byte of the source block (a word or
+// four samples from a pixel near its end) take a careful path for that group.
+//
+// Included by one unit per instruction set, with V the lane type of that unit.
+// Internal to the engines (C++ only).
+#ifndef ORTAVEL_RESAMPLE_SIMD_KERNELS_H
+#define ORTAVEL_RESAMPLE_SIMD_KERNELS_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <utility>
+
+#include <immintrin.h>
+
+#include "ortavel_isa.h"
+#include "resample/interp.h"
+#include "resample/isa.h"
+#include "resample/lanczos_tables.h"
+#include "resample/simd_lanes.h"
+#include "resample/source_points.h"
+
+namespace ortavel_resample {
+inline namespace ORTAVEL_ISA_NAMESPACE {
+
+// ---- weight functions, lane by lane; w[0] belongs to the first tap --------
+
+struct VBilinear {
+  static constexpr int kTaps = 2;
+  template <class V>
+  static void weights(typename V::D f, typename V::D *w) {
+    w[0] = V::sub(V::set1(1.0), f);
+    w[1] = f;
+  }
+};
+
+// Cubic convolution with a = -0.75.
+struct VBicubic {
+  static constexpr int kTaps = 4;
+  template <class V>
+  static typename V::D inner(typename V::D t) {  // (1.25 t - 2.25) t t + 1
+    return V::add(V::mul(V::mul(V::sub(V::mul(V::set1(1.25), t), V::set1(2.25)), t), t),
+                  V::set1(1.0));
+  }
+  template <class V>
+  static typename V::D outer(typename V::D t) {  // ((-0.75 t + 3.75) t - 6) t + 3
+    return V::add(
+        V::mul(V::sub(V::mul(V::add(V::mul(V::set1(-0.75), t), V::set1(3.75)), t), V::set1(6.0)),
+               t),
+        V::set1(3.0));
+  }
+  template <class V>
+  static void weights(typename V::D f, typename V::D *w) {
+    w[0] = outer<V>(V::add(V::set1(1.0), f));
+    w[1] = inner<V>(f);
+    w[2] = inner<V>(V::sub(V::set1(1.0), f));
+    w[3] = outer<V>(V::sub(V::set1(2.0), f));
+  }
+};
+
+// Lanczos of half-width A from its table, interpolated between entries.
+template <int A>
+struct VLanczos {
+  static constexpr int kTaps = 2 * A;
+  static const double *table() {
+    if constexpr (A == 2) {
+      return lanczos4tab;
+    } else if constexpr (A == 3) {
+      return lanczos6tab;
+    } else if constexpr (A == 4) {
+      return lanczos8tab;
+    } else {
+      return lanczos12tab;
+    }
+  }
+  template <class V>
+  static void weights(typename V::D f, typename V::D *w) {
+    const double *tab = table();
+    const typename V::D t =
+        V::mul(V::sub(V::set1(static_cast<double>(-(A - 1))), f), V::set1(128.0));
+    const typename V::D ft = V::floor(t);
+    typename V::I p = V::to_i32(ft);
+    const typename V::D r = V::sub(t, ft);
+    const typename V::D one_r = V::sub(V::set1(1.0), r);
+    const typename V::I one = V::iset1(1);
+    const typename V::I step = V::iset1(128);
+    for (int n = 0; n < kTaps; ++n) {
+      const typename V::D near = V::gather_table(tab, V::iabs(p));
+      const typename V::D far = V::gather_table(tab, V::iabs(V::iadd(p, one)));
+      w[n] = V::add(V::mul(one_r, near), V::mul(r, far));
+      p = V::iadd(p, step);
+    }
+  }
+};
+
+// ---- the filter ------------------------------------------------------------
+
+// What a block's pixels are read from, fixed for one kernel call.
+struct SourceView {
+  const uint8_t *data;
+  int32_t width;
+  int32_t height;
+  int32_t row_stride;
+  int32_t pixel_stride;
+  int32_t span;  // bytes from data to the end of the block's last sample
+  double x_limit;
+  double y_limit;
+  double max_value;
+};
+
+template <typename T>
+inline void put_sample(uint8_t *p, int32_t v) {
+  const T s = static_cast<T>(static_cast<uint32_t>(v));
+  std::memcpy(p, &s, sizeof s);
+}
+
+template <class V, class Method, typename T, int C>
+struct VectorFilter {
+  using D = typename V::D;
+  using I = typename V::I;
+  static constexpr int N = Method::kTaps;
+  static constexpr int L = V::kLanes;
+  static constexpr int kPixelBytes = C * static_cast<int>(sizeof(T));
+  static constexpr int kWords = (kPixelBytes + 3) / 4;
+  // Pixels of 3 or 4 channels are filtered one register per pixel, and read
+  // four samples at a time; others one lane per pixel, a word at a time. (With
+  // only 2 x 2 taps of 8-bit pixels, one word each, the lanes do better.)
+  static constexpr bool kWholePixels = C >= 3 && (N > 2 || sizeof(T) > 1);
+  static constexpr int kReach = kWholePixels ? 4 * static_cast<int>(sizeof(T)) : 4 * kWords;
+
+  // Lanes [0, valid) of one group: sx, sy source positions, out the first
+  // lane's output pixel.
+  static void group(const SourceView &s, const double *sx, const double *sy, int valid,
+                    uint8_t *out, int32_t out_stride) {
+    D x = V::load(sx);
+    D y = V::load(sy);
+    const auto inside =
+        V::both(V::both(V::ge(x, V::set1(-0.5)), V::ge(y, V::set1(-0.5))),
+                V::both(V::le(x, V::set1(s.x_limit)), V::le(y, V::set1(s.y_limit))));
+    const unsigned in_bits = V::bits(inside) & ((1u << valid) - 1u);
+    if (in_bits == 0) {
+      for (int j = 0; j < valid; ++j) std::memset(out + j * out_stride, 0, kPixelBytes);
+      return;
+    }
+    // Lanes outside read pixel (0, 0) harmlessly and are not stored.
+    x = V::blend(inside, x, V::set1(0.0));
+    y = V::blend(inside, y, V::set1(0.0));
+    const D flx = V::floor(x);
+    const D fly = V::floor(y);
+    D wx[N];
+    D wy[N];
+    Method::template weights<V>(V::sub(x, flx), wx);
+    Method::template weights<V>(V::sub(y, fly), wy);
+
+    const I x0 = V::isub(V::to_i32(flx), V::iset1(N / 2 - 1));
+    const I y0 = V::isub(V::to_i32(fly), V::iset1(N / 2 - 1));
+    const I zero = V::iset1(0);
+    const I last_col = V::iset1(s.width - 1);
+    const I last_row = V::iset1(s.height - 1);
+    I col[N];
+    I row[N];
+    for (int n = 0; n < N; ++n) {
+      const I n_i = V::iset1(n);
+      col[n] =
+          V::imul(V::imin(V::imax(V::iadd(x0, n_i), zero), last_col), V::iset1(s.pixel_stride));
+      row[n] = V::imul(V::imin(V::imax(V::iadd(y0, n_i), zero), last_row), V::iset1(s.row_stride));
+    }
+    // Taps whose reads could reach past the block's end take the slow read.
+    const I read_limit = V::iset1(s.span - kReach);
+    const bool edge = V::igt_bits(V::iadd(row[N - 1], col[N - 1]), read_limit) != 0;
+    if constexpr (kWholePixels) {
+      if (edge) {
+        accumulate_pixels<true>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
+      } else {
+        accumulate_pixels<false>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
+      }
+    } else if (edge) {
+      accumulate<true>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
+    } else {
+      accumulate<false>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
+    }
+  }
+
+  // Pixels of 3 or 4 channels: the weights and tap offsets come from the
+  // lanes above; then each pixel is filtered on its own with its channels
+  // side by side in one register of four doubles (a fourth channel of a
+  // 3-channel pixel is computed and dropped). Plain loads instead of gathers.
+  template <bool kEdge>
+  static void accumulate_pixels(const SourceView &s, const I *row, const I *col, const D *wx,
+                                const D *wy, unsigned in_bits, int valid, uint8_t *out,
+                                int32_t out_stride) {
+    alignas(64) double wxs[N][L];
+    alignas(64) double wys[N][L];
+    alignas(64) int32_t rows[N][L];
+    alignas(64) int32_t cols[N][L];
+    for (int n = 0; n < N; ++n) {
+      V::store(wxs[n], wx[n]);
+      V::store(wys[n], wy[n]);
+      V::istore(rows[n], row[n]);
+      V::istore(cols[n], col[n]);
+    }
+    const __m256d max_value = _mm256_set1_pd(s.max_value);
+    for (int j = 0; j < valid; ++j) {
+      uint8_t *px = out + j * out_stride;
+      if ((in_bits >> j & 1u) == 0) {
+        std::memset(px, 0, kPixelBytes);
+        continue;
+      }
+      // The tap rows advance side by side (each still summed left to right),
+      // so that their additions do not wait on one another.
+      const uint8_t *tap_row[N];
+      __m256d rowsum[N];
+      for (int m = 0; m < N; ++m) {
+        tap_row[m] = s.data + rows[m][j];
+        rowsum[m] = _mm256_setzero_pd();
+      }
+      for (int n = 0; n < N; ++n) {
+        const __m256d w = _mm256_set1_pd(wxs[n][j]);
+        const int32_t at = cols[n][j];
+        for (int m = 0; m < N; ++m) {
+          rowsum[m] = _mm256_add_pd(rowsum[m], _mm256_mul_pd(load_four<kEdge>(tap_row[m] + at), w));
+        }
+      }
+      __m256d sum = _mm256_setzero_pd();
+      for (int m = 0; m < N; ++m) {
+        sum = _mm256_add_pd(sum, _mm256_mul_pd(rowsum[m], _mm256_set1_pd(wys[m][j])));
+      }
+      // (sum > 0 ? sum : 0), then (< max ? that : max): NaN becomes 0.
+      const __m256d v = _mm256_min_pd(_mm256_max_pd(sum, _mm256_setzero_pd()), max_value);
+      alignas(16) int32_t result[4];
+      _mm_store_si128(reinterpret_cast<__m128i *>(result),
+                      _mm256_cvttpd_epi32(_mm256_add_pd(v, _mm256_set1_pd(0.5))));
+      for (int k = 0; k < C; ++k) put_sample<T>(px + k * sizeof(T), result[k]);
+    }
+  }
+
+  // Four samples from p on, as doubles. kEdge: only the pixel's own C samples
+  // are read (the block may end right after them).
+  template <bool kEdge>
+  static __m256d load_four(const uint8_t *p) {
+    if constexpr (kEdge) {
+      alignas(16) uint8_t copy[16] = {};
+      std::memcpy(copy, p, kPixelBytes);
+      return load_four<false>(copy);
+    }
+    // Small integers become doubles without a conversion instruction: placed
+    // in the low mantissa bits of 2^52, they give 2^52 + v exactly, and
+    // subtracting 2^52 leaves v exactly.
+    const __m256i two52 = _mm256_set1_epi64x(0x4330000000000000LL);
+    if constexpr (sizeof(T) == 1) {
+      int32_t bits;
+      std::memcpy(&bits, p, 4);
+      const __m256i wide = _mm256_or_si256(_mm256_cvtepu8_epi64(_mm_cvtsi32_si128(bits)), two52);
+      return _mm256_sub_pd(_mm256_castsi256_pd(wide), _mm256_castsi256_pd(two52));
+    } else if constexpr (sizeof(T) == 2) {
+      const __m128i bits = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p));
+      const __m256i wide = _mm256_or_si256(_mm256_cvtepu16_epi64(bits), two52);
+      return _mm256_sub_pd(_mm256_castsi256_pd(wide), _mm256_castsi256_pd(two52));
+    } else {
+      // Unsigned: flip the top bit, convert, and shift back exactly.
+      const __m128i bits = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p));
+      const __m128i flipped = _mm_xor_si128(bits, _mm_set1_epi32(INT32_MIN));
+      return _mm256_add_pd(_mm256_cvtepi32_pd(flipped), _mm256_set1_pd(2147483648.0));
+    }
+  }
+
+  template <bool kEdge>
+  static void accumulate(const SourceView &s, const I *row, const I *col, const D *wx, const D *wy,
+                         unsigned in_bits, int valid, uint8_t *out, int32_t out_stride) {
+    // The tap rows advance side by side (each still summed left to right),
+    // so that their additions do not wait on one another.
+    D rowsum[N][C];
+    for (int m = 0; m < N; ++m) {
+      for (int k = 0; k < C; ++k) rowsum[m][k] = V::set1(0.0);
+    }
+    for (int n = 0; n < N; ++n) {
+      for (int m = 0; m < N; ++m) {
+        D value[C];
+        load_pixel<kEdge>(s, V::iadd(row[m], col[n]), value);
+        for (int k = 0; k < C; ++k) rowsum[m][k] = V::add(rowsum[m][k], V::mul(value[k], wx[n]));
+      }
+    }
+    D sum[C];
+    for (int k = 0; k < C; ++k) sum[k] = V::set1(0.0);
+    for (int m = 0; m < N; ++m) {
+      for (int k = 0; k < C; ++k) sum[k] = V::add(sum[k], V::mul(rowsum[m][k], wy[m]));
+    }
+
+    alignas(64) int32_t result[C][L];
+    const D max_value = V::set1(s.max_value);
+    for (int k = 0; k < C; ++k) {
+      // (sum > 0 ? sum : 0), then (< max ? that : max): NaN becomes 0.
+      const D v = V::min(V::max(sum[k], V::set1(0.0)), max_value);
+      V::istore(result[k], V::to_i32(V::add(v, V::set1(0.5))));
+    }
+    for (int j = 0; j < valid; ++j) {
+      uint8_t *px = out + j * out_stride;
+      if ((in_bits >> j & 1u) == 0) {
+        std::memset(px, 0, kPixelBytes);
+        continue;
+      }
+      for (int k = 0; k < C; ++k) put_sample<T>(px + k * sizeof(T), result[k][j]);
+    }
+  }
+
+  // The C samples of the pixels at byte offsets `at`, as doubles. kEdge: some
+  // words may reach past the block's end and are read from further back.
+  template <bool kEdge>
+  static void load_pixel(const SourceView &s, I at, D *value) {
+    for (int word = 0; word < kWords; ++word) {
+      I offset = V::iadd(at, V::iset1(4 * word));
+      I extra_bits = V::iset1(0);
+      if constexpr (kEdge) {
+        const I back = V::imin(offset, V::iset1(s.span - 4));
+        extra_bits = V::ishl3(V::isub(offset, back));
+        offset = back;
+      }
+      const I bits = V::gather32(s.data, offset);
+      split_word<kEdge>(bits, extra_bits, word, value, std::make_integer_sequence<int, C>());
+    }
+  }
+
+  template <bool kEdge, int... kChannel>
+  static void split_word(I bits, I extra_bits, int word, D *value,
+                         std::integer_sequence<int, kChannel...>) {
+    (split_channel<kEdge, kChannel>(bits, extra_bits, word, value), ...);
+  }
+
+  template <bool kEdge, int kChannel>
+  static void split_channel(I bits, I extra_bits, int word, D *value) {
+    constexpr int kByte = kChannel * static_cast<int>(sizeof(T));
+    if (kByte / 4 != word) return;
+    if constexpr (sizeof(T) == 4) {
+      value[kChannel] = V::from_u32(bits);
+    } else if constexpr (kEdge) {
+      const I shift = V::iadd(extra_bits, V::iset1(8 * (kByte % 4)));
+      const I mask = V::iset1(sizeof(T) == 1 ? 0xFF : 0xFFFF);
+      value[kChannel] = V::from_i32(V::iand(V::ishr(bits, shift), mask));
+    } else {
+      value[kChannel] = V::from_i32(V::template extract<kByte % 4, sizeof(T)>(bits));
+    }
+  }
+
+  static void run(const interp_source *src, const interp_target *dst, interp_transform_fn transform,
+                  const void *model, int32_t span) {
+    const SourceView s{src->data,
+                       src->width,
+                       src->height,
+                       src->row_stride,
+                       src->pixel_stride,
+                       span,
+                       static_cast<double>(src->width) - 0.5,
+                       static_cast<double>(src->height) - 0.5,
+                       static_cast<double>(dst->max_value)};
+    const int32_t out_stride = dst->pixel_stride;
+    for_each_run<V>(src, dst, transform, model,
+                    [&](int r, int c0, int count, const double *sx, const double *sy) {
+                      uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride +
+                                     static_cast<ptrdiff_t>(c0) * out_stride;
+                      for (int i = 0; i < count; i += L) {
+                        const int valid = count - i < L ? count - i : L;
+                        group(s, sx + i, sy + i, valid,
+                              out + static_cast<ptrdiff_t>(i) * out_stride, out_stride);
+                      }
+                    });
+  }
+};
+
+// Bytes from the first sample of the block to the end of its last sample, or
+// -1 when the block's layout is one the word reads cannot serve (they need at
+// least one word and offsets that fit in 32 bits).
+inline int64_t source_span(const interp_source *src, int sample_size) {
+  if (src->width < 1 || src->height < 1 || src->row_stride <= 0 || src->pixel_stride <= 0) {
+    return -1;
+  }
+  const int64_t span = int64_t{src->height - 1} * src->row_stride +
+                       int64_t{src->width - 1} * src->pixel_stride +
+                       int64_t{src->channels} * sample_size;
+  return span >= 4 && span <= INT32_MAX - 64 ? span : -1;
+}
+
+// A kernel of the interp_kernel_fn contract for one method and sample type.
+// Layouts the vector code does not take (other channel counts, tiny or huge
+// blocks, negative strides) go to the baseline kernel, which gives the same
+// bits.
+template <class V, class Method, typename T, uint32_t kMethodId>
+int32_t vector_kernel(const interp_source *src, const interp_target *dst,
+                      interp_transform_fn transform, const void *model) {
+  if (dst->channels != src->channels || dst->max_value != src->max_value) return 1;
+  const int64_t span = source_span(src, sizeof(T));
+  if (span > 0 && dst->width > 0 && dst->height > 0) {
+    const auto s = static_cast<int32_t>(span);
+    switch (dst->channels) {
+      case 1:
+        VectorFilter<V, Method, T, 1>::run(src, dst, transform, model, s);
+        return 0;
+      case 2:
+        VectorFilter<V, Method, T, 2>::run(src, dst, transform, model, s);
+        return 0;
+      case 3:
+        VectorFilter<V, Method, T, 3>::run(src, dst, transform, model, s);
+        return 0;
+      case 4:
+        VectorFilter<V, Method, T, 4>::run(src, dst, transform, model, s);
+        return 0;
+      default:
+        break;
+    }
+  }
+  return interp_get_kernel_isa(kMethodId, sizeof(T), INTERP_ISA_BASELINE)(src, dst, transform,
+                                                                          model);
+}
+
+// The 18 filtering kernels of one lane type, indexed by method * 3 + (0, 1, 2
+// for 1-, 2- and 4-byte samples).
+template <class V>
+struct VectorKernels {
+  static constexpr interp_kernel_fn kTable[18] = {
+      vector_kernel<V, VBilinear, uint8_t, BILINEAR>,
+      vector_kernel<V, VBilinear, uint16_t, BILINEAR>,
+      vector_kernel<V, VBilinear, uint32_t, BILINEAR>,
+      vector_kernel<V, VBicubic, uint8_t, BICUBIC>,
+      vector_kernel<V, VBicubic, uint16_t, BICUBIC>,
+      vector_kernel<V, VBicubic, uint32_t, BICUBIC>,
+      vector_kernel<V, VLanczos<2>, uint8_t, LANCZOS4>,
+      vector_kernel<V, VLanczos<2>, uint16_t, LANCZOS4>,
+      vector_kernel<V, VLanczos<2>, uint32_t, LANCZOS4>,
+      vector_kernel<V, VLanczos<3>, uint8_t, LANCZOS6>,
+      vector_kernel<V, VLanczos<3>, uint16_t, LANCZOS6>,
+      vector_kernel<V, VLanczos<3>, uint32_t, LANCZOS6>,
+      vector_kernel<V, VLanczos<4>, uint8_t, LANCZOS8>,
+      vector_kernel<V, VLanczos<4>, uint16_t, LANCZOS8>,
+      vector_kernel<V, VLanczos<4>, uint32_t, LANCZOS8>,
+      vector_kernel<V, VLanczos<6>, uint8_t, LANCZOS12>,
+      vector_kernel<V, VLanczos<6>, uint16_t, LANCZOS12>,
+      vector_kernel<V, VLanczos<6>, uint32_t, LANCZOS12>,
+  };
+};
+
+}  // namespace ORTAVEL_ISA_NAMESPACE
+}  // namespace ortavel_resample
+
+#endif
