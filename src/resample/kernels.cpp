@@ -80,18 +80,7 @@ struct Bicubic {
 template <int A>
 struct Lanczos {
   static constexpr int kTaps = 2 * A;
-  static const double *table() {
-    static_assert(A == 2 || A == 3 || A == 4 || A == 6, "no table for this half-width");
-    if constexpr (A == 2) {
-      return lanczos4tab;
-    } else if constexpr (A == 3) {
-      return lanczos6tab;
-    } else if constexpr (A == 4) {
-      return lanczos8tab;
-    } else {
-      return lanczos12tab;
-    }
-  }
+  static const double *table() { return lanczos_table_for<A>(); }
   static void weights(double f, double *w) {
     const double *tab = table();
     const double t = (static_cast<double>(-(A - 1)) - f) * 128.0;

@@ -18,4 +18,21 @@ ORTAVEL_API extern const double lanczos12tab[772]; /* 12 taps, a = 6 */
 
 ORTAVEL_END_C
 
+#ifdef __cplusplus
+/* The table of half-width A, for kernels that take A as a template argument. */
+template <int A>
+inline const double *lanczos_table_for() {
+  static_assert(A == 2 || A == 3 || A == 4 || A == 6, "no table for this half-width");
+  if constexpr (A == 2) {
+    return lanczos4tab;
+  } else if constexpr (A == 3) {
+    return lanczos6tab;
+  } else if constexpr (A == 4) {
+    return lanczos8tab;
+  } else {
+    return lanczos12tab;
+  }
+}
+#endif
+
 #endif

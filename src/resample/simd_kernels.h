@@ -78,17 +78,7 @@ struct VBicubic {
 template <int A>
 struct VLanczos {
   static constexpr int kTaps = 2 * A;
-  static const double *table() {
-    if constexpr (A == 2) {
-      return lanczos4tab;
-    } else if constexpr (A == 3) {
-      return lanczos6tab;
-    } else if constexpr (A == 4) {
-      return lanczos8tab;
-    } else {
-      return lanczos12tab;
-    }
-  }
+  static const double *table() { return lanczos_table_for<A>(); }
   template <class V>
   static void weights(typename V::D f, typename V::D *w) {
     const double *tab = table();
