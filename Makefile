@@ -15,7 +15,7 @@ deps:
 	@scripts/ensure-deps build test lint
 
 configure: deps
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DORTAVEL_BUILD_TESTS=ON -DORTAVEL_BUILD_BENCH=ON $(CMAKE_FLAGS) >/dev/null
+	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DORTAVEL_BUILD_TESTS=ON -DORTAVEL_BUILD_BENCH=ON -DCMAKE_UNITY_BUILD=OFF $(CMAKE_FLAGS) >/dev/null
 
 test: all browser-deps
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)

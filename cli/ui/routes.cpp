@@ -69,7 +69,7 @@ bool flag(const json &body, const char *key) {
   return body.at(key).get<bool>();
 }
 
-std::string text(const json &body, const char *key) {
+std::string textField(const json &body, const char *key) {
   if (!body.contains(key) || !body.at(key).is_string()) {
     throw usageError(std::string("the request needs ") + key + " as text");
   }
@@ -92,7 +92,7 @@ std::int32_t side(const json &box, const char *key) {
 // is replaced only when the request says the user confirmed it.
 std::optional<fs::path> writableTarget(const json &body, const UiSession &session,
                                        httplib::Response &res) {
-  const OutputTarget t = resolveOutput(text(body, "path"), session.photo().path);
+  const OutputTarget t = resolveOutput(textField(body, "path"), session.photo().path);
   if (t.exists && !flag(body, "overwrite")) {
     sendError(res, 409, t.path.string() + " exists; confirm to replace it",
               json{{"exists", true}, {"path", t.path.string()}});

@@ -23,7 +23,7 @@ std::int32_t whole(const json &v, const char *key) {
   return static_cast<std::int32_t>(v.get<std::int64_t>());
 }
 
-std::string text(const json &v, const char *key) {
+std::string nameValue(const json &v, const char *key) {
   if (!v.is_string()) throw usageError(std::string(key) + " must be a name");
   return v.get<std::string>();
 }
@@ -63,11 +63,11 @@ CorrectionSettings settingsFromJson(const json &j, const CorrectionSettings &bas
     else if (key == "scale")
       s.scale = number(v, "scale");
     else if (key == "method") {
-      const auto m = methodFromName(text(v, "method"));
+      const auto m = methodFromName(nameValue(v, "method"));
       if (!m) throw usageError("unknown method \"" + v.get<std::string>() + "\"");
       s.method = *m;
     } else if (key == "orientation") {
-      const auto o = orientationFromName(text(v, "orientation"));
+      const auto o = orientationFromName(nameValue(v, "orientation"));
       if (!o) throw usageError("unknown orientation \"" + v.get<std::string>() + "\"");
       s.orientation = *o;
     } else if (key == "margins") {
