@@ -1,8 +1,7 @@
-// The editor's seam to lens profiles: the two questions its `Auto` and
-// `Fill` buttons ask. A build without lens profiles answers both with the
-// reason they are unavailable, and the page disables the buttons with that
-// reason as their tooltip; a build with profiles links an implementation of
-// these functions that looks the lens up.
+// The editor's two questions to the lens profiles, asked by its `Auto` and
+// `Fill` buttons, answered as `ortavel correct --auto --fill` answers them.
+// Where the lens database cannot be loaded the page disables both buttons,
+// with the reason as their tooltip.
 #pragma once
 
 #include <filesystem>
@@ -10,21 +9,18 @@
 #include <string>
 
 #include "correction_settings.h"
-#include "filter_session.h"
 #include "lens_profiles/photo_identity.h"
 
 namespace ortavel::cli::ui {
 
 // What the profile code may know of the photo: its file, its size in pixels,
-// the camera as the plug-in's EXIF request reported it, the lens as the EXIF
-// directory names it, and what the user named instead on the command line.
+// its camera and lens as read (identifyPhoto), and what the user named
+// instead on the command line.
 struct PhotoFacts {
   std::filesystem::path path;
   std::int32_t width = 0;
   std::int32_t height = 0;
-  CameraInfo camera;
-  std::optional<std::string> lensMake;
-  std::optional<std::string> lensModel;
+  PhotoIdentity identity;
   ProfileOverrides overrides;
 };
 
@@ -35,8 +31,7 @@ struct ProfileAnswer {
   std::string reason;  // set when value is empty
 };
 
-// nullopt when lens profiles can be asked at all; otherwise the reason they
-// cannot ("lens profiles are not available in this build").
+// nullopt when the lens database loads; otherwise the reason it does not.
 std::optional<std::string> profilesUnavailable();
 
 // `current` with the lens parameters of the photo's lens profile (k1, k2 and

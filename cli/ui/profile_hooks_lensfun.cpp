@@ -1,6 +1,8 @@
 // The editor's `Auto` and `Fill` through the lens database, with the same
 // lookup and fill rule as `ortavel correct --auto --fill`.
+#include "exit_codes.h"
 #include "lens_profiles/fill_zoom.h"
+#include "lens_profiles/lens_database.h"
 #include "lens_profiles/lens_profile.h"
 #include "lens_profiles/profile_messages.h"
 #include "ui/profile_hooks.h"
@@ -13,9 +15,8 @@ std::optional<std::string> profilesUnavailable() {
 
 ProfileAnswer<CorrectionSettings> autoSettings(const PhotoFacts &photo,
                                                const CorrectionSettings &current) {
-  const PhotoIdentity identity{photo.camera.make, photo.camera.model, photo.camera.focalLengthMm,
-                               photo.lensMake, photo.lensModel};
-  const ProfileLookup found = findLensProfile(identity, photo.overrides, photo.width, photo.height);
+  const ProfileLookup found =
+      findLensProfile(photo.identity, photo.overrides, photo.width, photo.height);
   if (!found.profile) return {std::nullopt, found.error};
   CorrectionSettings s = current;
   applyProfile(*found.profile, s);

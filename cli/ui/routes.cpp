@@ -48,13 +48,12 @@ auto guarded(Handler handler) {
   };
 }
 
-json cameraJson(const PhotoFacts &p) {
-  const CameraInfo &c = p.camera;
+json cameraJson(const PhotoIdentity &c) {
   json j = json::object();
   j["make"] = c.make ? json(*c.make) : json(nullptr);
   j["model"] = c.model ? json(*c.model) : json(nullptr);
   j["focalLength"] = c.focalLengthMm ? json(*c.focalLengthMm) : json(nullptr);
-  j["lens"] = p.lensModel ? json(*p.lensModel) : json(nullptr);
+  j["lens"] = c.lensModel ? json(*c.lensModel) : json(nullptr);
   return j;
 }
 
@@ -152,7 +151,7 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                       {"height", p.height},
                       {"bits", img.fileBits},
                       {"format", formatName(img.format)}}},
-                    {"camera", cameraJson(p)},
+                    {"camera", cameraJson(p.identity)},
                     {"settings", settingsToJson(session.initialSettings())},
                     {"methods", methods},
                     {"orientations", orientations},

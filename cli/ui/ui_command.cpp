@@ -9,6 +9,7 @@
 #include "filter_session.h"
 #include "image_io/image_io.h"
 #include "interrupt.h"
+#include "photo_settings.h"
 #include "plugin_locator.h"
 #include "progress_bar.h"
 #include "ui/browser.h"
@@ -24,10 +25,10 @@ ExitCode runUi(const CommandLine &cl) {
   auto filter = std::make_unique<FilterSession>(locatePlugin(cl.plugin), quietBar);
   Image photo = readImage(photoPath);
   validateMargins(cl.settings.margins, photo.doc.width, photo.doc.height, photoPath.string());
-  CameraInfo camera = filter->identify(photo, photoPath.string());
+  PhotoIdentity identity = identifyPhoto(*filter, photo, photoPath.string());
 
-  ui::UiSession session(photoPath, std::move(photo), std::move(filter), camera, cl.settings,
-                        cl.profile);
+  ui::UiSession session(photoPath, std::move(photo), std::move(filter), std::move(identity),
+                        cl.settings, cl.profile);
   ui::UiServer server(session, ui::makeToken());
   server.start(cl.port);
   const std::string url = server.url();

@@ -2,7 +2,6 @@
 
 #include "commands.h"
 #include "exit_codes.h"
-#include "lens_profiles/exif_lens.h"
 
 namespace ortavel::cli::ui {
 
@@ -23,7 +22,7 @@ const char *jobStateName(JobState s) {
 }
 
 UiSession::UiSession(std::filesystem::path photoPath, Image photo,
-                     std::unique_ptr<FilterSession> filter, CameraInfo camera,
+                     std::unique_ptr<FilterSession> filter, PhotoIdentity identity,
                      CorrectionSettings initial, ProfileOverrides overrides)
     : path_(std::move(photoPath)),
       image_(std::move(photo)),
@@ -32,10 +31,7 @@ UiSession::UiSession(std::filesystem::path photoPath, Image photo,
   facts_.path = path_;
   facts_.width = image_.doc.width;
   facts_.height = image_.doc.height;
-  facts_.camera = std::move(camera);
-  ExifLens lens = readExifLens(image_.doc.exif);
-  facts_.lensMake = std::move(lens.make);
-  facts_.lensModel = std::move(lens.model);
+  facts_.identity = std::move(identity);
   facts_.overrides = std::move(overrides);
 }
 

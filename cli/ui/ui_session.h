@@ -49,7 +49,7 @@ struct CorrectRequest {
 class UiSession {
  public:
   UiSession(std::filesystem::path photoPath, Image photo, std::unique_ptr<FilterSession> filter,
-            CameraInfo camera, CorrectionSettings initial, ProfileOverrides overrides = {});
+            PhotoIdentity identity, CorrectionSettings initial, ProfileOverrides overrides = {});
   // Cancels a correction in progress and waits for it.
   ~UiSession();
   UiSession(const UiSession &) = delete;

@@ -62,8 +62,8 @@ class Folder {
 struct Editor {
   explicit Editor(const fs::path &photo, Image img) : bar(false) {
     auto filter = std::make_unique<FilterSession>(ORTAVEL_PLUGIN_PATH, bar);
-    CameraInfo camera = filter->identify(img, photo.string());
-    session = std::make_unique<UiSession>(photo, std::move(img), std::move(filter), camera,
+    PhotoIdentity identity = identifyPhoto(*filter, img, photo.string());
+    session = std::make_unique<UiSession>(photo, std::move(img), std::move(filter), identity,
                                           CorrectionSettings{});
     server = std::make_unique<UiServer>(*session, kToken);
     port = server->start(0);
