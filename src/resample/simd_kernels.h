@@ -9,7 +9,11 @@
 //  - pixels of 1 or 2 channels (and 8-bit bilinear): still one pixel per lane,
 //    samples fetched as 32-bit words by gather and split into channels;
 //  - pixels of 3 or 4 channels: pixel by pixel, its channels side by side in
-//    one register of four doubles, from plain loads.
+//    one register of four doubles. With the lens model, the output is walked
+//    in small tiles and the source samples under each tile's footprint are
+//    converted to doubles once (source_box.h), so the taps are plain loads;
+//    otherwise (another transform, or a footprint too large) the taps are
+//    read from the block and converted where they are read.
 // So every pixel gets the baseline's bits.
 //
 // Taps are always read through clamped indices: inside the block that is the
@@ -22,6 +26,7 @@
 #ifndef ORTAVEL_RESAMPLE_SIMD_KERNELS_H
 #define ORTAVEL_RESAMPLE_SIMD_KERNELS_H
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -34,6 +39,7 @@
 #include "resample/isa.h"
 #include "resample/lanczos_tables.h"
 #include "resample/simd_lanes.h"
+#include "resample/source_box.h"
 #include "resample/source_points.h"
 
 namespace ortavel_resample {
@@ -41,7 +47,37 @@ inline namespace ORTAVEL_ISA_NAMESPACE {
 
 // ---- weight functions, lane by lane; w[0] belongs to the first tap --------
 
-struct VBilinear {
+// Taps of one pixel's weights as stored for the whole-pixel path: rounded up
+// to a multiple of four, so that they can be formed four at a time.
+constexpr int padded_taps(int taps) {
+  return (taps + 3) / 4 * 4;
+}
+
+// The lane weights w[n] (lane j: pixel j) stored pixel by pixel: out[j][n].
+template <class V, int N, int NP>
+inline void store_pixel_weights(const typename V::D *w, double (*out)[NP]) {
+  alignas(64) double lanes[N][V::kLanes];
+  for (int n = 0; n < N; ++n) V::store(lanes[n], w[n]);
+  for (int j = 0; j < V::kLanes; ++j) {
+    for (int n = 0; n < N; ++n) out[j][n] = lanes[n][j];
+  }
+}
+
+// Weight functions without a table: the lane weights, stored pixel by pixel.
+template <class Method>
+struct LaneWeightsPerPixel {
+  struct Table {
+    void build() {}
+  };
+  template <class V, int NP>
+  static void pixel_weights(const Table & /*unused*/, typename V::D f, double (*w)[NP]) {
+    typename V::D lanes[Method::kTaps];
+    Method::template weights<V>(f, lanes);
+    store_pixel_weights<V, Method::kTaps, NP>(lanes, w);
+  }
+};
+
+struct VBilinear : LaneWeightsPerPixel<VBilinear> {
   static constexpr int kTaps = 2;
   template <class V>
   static void weights(typename V::D f, typename V::D *w) {
@@ -51,7 +87,7 @@ struct VBilinear {
 };
 
 // Cubic convolution with a = -0.75.
-struct VBicubic {
+struct VBicubic : LaneWeightsPerPixel<VBicubic> {
   static constexpr int kTaps = 4;
   template <class V>
   static typename V::D inner(typename V::D t) {  // (1.25 t - 2.25) t t + 1
@@ -97,6 +133,55 @@ struct VLanczos {
       p = V::iadd(p, step);
     }
   }
+
+  // The table laid out by fractional step: row q (0 .. 129) holds
+  // tab[|q - 128 A + 128 n|] for tap n, so that the entries a pixel's taps
+  // read (rows q and q + 1, with q = p + 128 A) sit side by side. Built once
+  // per kernel call.
+  static constexpr int kPadded = padded_taps(kTaps);
+  struct Table {
+    alignas(32) double row[130][kPadded];
+    void build() {
+      const double *tab = table();
+      for (int q = 0; q < 130; ++q) {
+        for (int n = 0; n < kPadded; ++n) {
+          const int i = q - 128 * A + 128 * n;
+          row[q][n] = n < kTaps ? tab[i < 0 ? -i : i] : 0.0;
+        }
+      }
+    }
+  };
+
+  // The same weights as weights() above, pixel by pixel: each pixel's taps
+  // are formed four at a time from two rows of the table, one multiply, one
+  // multiply and one add per tap as there.
+  template <class V, int NP>
+  static void pixel_weights(const Table &tb, typename V::D f, double (*w)[NP]) {
+    static_assert(NP == kPadded, "weights are stored with the table's padding");
+    const typename V::D t =
+        V::mul(V::sub(V::set1(static_cast<double>(-(A - 1))), f), V::set1(128.0));
+    const typename V::D ft = V::floor(t);
+    alignas(64) int32_t p[V::kLanes];
+    alignas(64) double r[V::kLanes];
+    alignas(64) double one_r[V::kLanes];
+    V::istore(p, V::to_i32(ft));
+    const typename V::D rr = V::sub(t, ft);
+    V::store(r, rr);
+    V::store(one_r, V::sub(V::set1(1.0), rr));
+    for (int j = 0; j < V::kLanes; ++j) {
+      // For 0 <= f < 1, q is within 0 .. 128; the bounds only keep the reads
+      // inside the table should a lane hold anything else.
+      int q = p[j] + 128 * A;
+      q = q < 0 ? 0 : (q > 128 ? 128 : q);
+      const __m256d a = _mm256_set1_pd(one_r[j]);
+      const __m256d b = _mm256_set1_pd(r[j]);
+      for (int n = 0; n < kPadded; n += 4) {
+        const __m256d near = _mm256_load_pd(&tb.row[q][n]);
+        const __m256d far = _mm256_load_pd(&tb.row[q + 1][n]);
+        _mm256_storeu_pd(&w[j][n], _mm256_add_pd(_mm256_mul_pd(a, near), _mm256_mul_pd(b, far)));
+      }
+    }
+  }
 };
 
 // ---- the filter ------------------------------------------------------------
@@ -135,7 +220,7 @@ struct VectorFilter {
   static constexpr int kReach = kWholePixels ? 4 * static_cast<int>(sizeof(T)) : 4 * kWords;
 
   // Lanes [0, valid) of one group: sx, sy source positions, out the first
-  // lane's output pixel.
+  // lane's output pixel. (Pixels of 1 or 2 channels, and 8-bit bilinear.)
   static void group(const SourceView &s, const double *sx, const double *sy, int valid,
                     uint8_t *out, int32_t out_stride) {
     D x = V::load(sx);
@@ -173,63 +258,129 @@ struct VectorFilter {
     }
     // Taps whose reads could reach past the block's end take the slow read.
     const I read_limit = V::iset1(s.span - kReach);
-    const bool edge = V::igt_bits(V::iadd(row[N - 1], col[N - 1]), read_limit) != 0;
-    if constexpr (kWholePixels) {
-      if (edge) {
-        accumulate_pixels<true>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
-      } else {
-        accumulate_pixels<false>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
-      }
-    } else if (edge) {
+    if (V::igt_bits(V::iadd(row[N - 1], col[N - 1]), read_limit) != 0) {
       accumulate<true>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
     } else {
       accumulate<false>(s, row, col, wx, wy, in_bits, valid, out, out_stride);
     }
   }
 
-  // Pixels of 3 or 4 channels: the weights and tap offsets come from the
-  // lanes above; then each pixel is filtered on its own with its channels
-  // side by side in one register of four doubles (a fourth channel of a
-  // 3-channel pixel is computed and dropped). Plain loads instead of gathers.
-  template <bool kEdge>
-  static void accumulate_pixels(const SourceView &s, const I *row, const I *col, const D *wx,
-                                const D *wy, unsigned in_bits, int valid, uint8_t *out,
-                                int32_t out_stride) {
-    alignas(64) double wxs[N][L];
-    alignas(64) double wys[N][L];
-    alignas(64) int32_t rows[N][L];
-    alignas(64) int32_t cols[N][L];
+  // ---- pixels of 3 or 4 channels -------------------------------------------
+  //
+  // The inside test, the weights and the tap offsets are formed for a group of
+  // lanes; then each pixel is filtered on its own with its channels side by
+  // side in one register of four doubles (a fourth channel of a 3-channel
+  // pixel is computed and dropped).
+
+  static constexpr int NP = padded_taps(N);
+  using Table = typename Method::Table;
+
+  // One group's taps, pixel by pixel: weights wx[j][n] and wy[j][m] of pixel
+  // j, and the offsets of its tap columns and rows in whatever it reads from.
+  struct Taps {
+    alignas(64) double wx[L][NP];
+    alignas(64) double wy[L][NP];
+    alignas(64) int32_t row[N][L];
+    alignas(64) int32_t col[N][L];
+    unsigned in_bits;
+    bool near_end;  // some read may reach past `limit` (see prepare)
+  };
+
+  // Where the offsets point: the tap at column c, row r (clamped to the block)
+  // is at (c - first_column) * column_step + (r - first_row) * row_step.
+  struct Offsets {
+    int32_t first_column;
+    int32_t column_step;
+    int32_t first_row;
+    int32_t row_step;
+    int32_t limit;  // the greatest offset whose read stays inside
+  };
+
+  // Lanes [0, valid) at sx, sy. Returns false when no lane is inside.
+  static bool prepare(const SourceView &s, const Table &table, const Offsets &at, const double *sx,
+                      const double *sy, int valid, Taps &t) {
+    D x = V::load(sx);
+    D y = V::load(sy);
+    const auto inside =
+        V::both(V::both(V::ge(x, V::set1(-0.5)), V::ge(y, V::set1(-0.5))),
+                V::both(V::le(x, V::set1(s.x_limit)), V::le(y, V::set1(s.y_limit))));
+    t.in_bits = V::bits(inside) & ((1u << valid) - 1u);
+    if (t.in_bits == 0) return false;
+    // Lanes outside read pixel (0, 0) harmlessly and are not stored.
+    x = V::blend(inside, x, V::set1(0.0));
+    y = V::blend(inside, y, V::set1(0.0));
+    const D flx = V::floor(x);
+    const D fly = V::floor(y);
+    Method::template pixel_weights<V, NP>(table, V::sub(x, flx), t.wx);
+    Method::template pixel_weights<V, NP>(table, V::sub(y, fly), t.wy);
+
+    const I x0 = V::isub(V::to_i32(flx), V::iset1(N / 2 - 1));
+    const I y0 = V::isub(V::to_i32(fly), V::iset1(N / 2 - 1));
+    const I zero = V::iset1(0);
+    const I last_col = V::iset1(s.width - 1);
+    const I last_row = V::iset1(s.height - 1);
+    const I first_col = V::iset1(at.first_column);
+    const I first_row = V::iset1(at.first_row);
+    I far_col = zero;
+    I far_row = zero;
     for (int n = 0; n < N; ++n) {
-      V::store(wxs[n], wx[n]);
-      V::store(wys[n], wy[n]);
-      V::istore(rows[n], row[n]);
-      V::istore(cols[n], col[n]);
+      const I n_i = V::iset1(n);
+      far_col = V::imul(V::isub(V::imin(V::imax(V::iadd(x0, n_i), zero), last_col), first_col),
+                        V::iset1(at.column_step));
+      far_row = V::imul(V::isub(V::imin(V::imax(V::iadd(y0, n_i), zero), last_row), first_row),
+                        V::iset1(at.row_step));
+      V::istore(t.col[n], far_col);
+      V::istore(t.row[n], far_row);
     }
-    const __m256d max_value = _mm256_set1_pd(s.max_value);
+    t.near_end = V::igt_bits(V::iadd(far_row, far_col), V::iset1(at.limit)) != 0;
+    return true;
+  }
+
+  // Reads straight from the source block, four samples at a time.
+  template <bool kEdge>
+  struct BlockReader {
+    const uint8_t *data;
+    const uint8_t *row(int32_t offset) const { return data + offset; }
+    static __m256d four(const uint8_t *p, int32_t offset) { return load_four<kEdge>(p + offset); }
+  };
+
+  // Reads from a box of converted samples.
+  struct BoxReader {
+    const double *data;
+    const double *row(int32_t offset) const { return data + offset; }
+    static __m256d four(const double *p, int32_t offset) { return _mm256_loadu_pd(p + offset); }
+  };
+
+  // The sums of the group's pixels, each tap row summed left to right and
+  // weighted by its row weight, then clamped, rounded and stored.
+  template <class Reader>
+  static void filter_pixels(const Reader &read, const Taps &t, double max, int valid, uint8_t *out,
+                            int32_t out_stride) {
+    const __m256d max_value = _mm256_set1_pd(max);
     for (int j = 0; j < valid; ++j) {
       uint8_t *px = out + j * out_stride;
-      if ((in_bits >> j & 1u) == 0) {
+      if ((t.in_bits >> j & 1u) == 0) {
         std::memset(px, 0, kPixelBytes);
         continue;
       }
       // The tap rows advance side by side (each still summed left to right),
       // so that their additions do not wait on one another.
-      const uint8_t *tap_row[N];
+      decltype(read.row(0)) tap_row[N];
       __m256d rowsum[N];
       for (int m = 0; m < N; ++m) {
-        tap_row[m] = s.data + rows[m][j];
+        tap_row[m] = read.row(t.row[m][j]);
         rowsum[m] = _mm256_setzero_pd();
       }
       for (int n = 0; n < N; ++n) {
-        const __m256d w = _mm256_set1_pd(wxs[n][j]);
-        const int32_t at = cols[n][j];
+        const __m256d w = _mm256_set1_pd(t.wx[j][n]);
+        const int32_t at = t.col[n][j];
         for (int m = 0; m < N; ++m) {
-          rowsum[m] = _mm256_add_pd(rowsum[m], _mm256_mul_pd(load_four<kEdge>(tap_row[m] + at), w));
+          rowsum[m] = _mm256_add_pd(rowsum[m], _mm256_mul_pd(Reader::four(tap_row[m], at), w));
         }
       }
       __m256d sum = _mm256_setzero_pd();
       for (int m = 0; m < N; ++m) {
-        sum = _mm256_add_pd(sum, _mm256_mul_pd(rowsum[m], _mm256_set1_pd(wys[m][j])));
+        sum = _mm256_add_pd(sum, _mm256_mul_pd(rowsum[m], _mm256_set1_pd(t.wy[j][m])));
       }
       // (sum > 0 ? sum : 0), then (< max ? that : max): NaN becomes 0.
       const __m256d v = _mm256_min_pd(_mm256_max_pd(sum, _mm256_setzero_pd()), max_value);
@@ -237,6 +388,141 @@ struct VectorFilter {
       _mm_store_si128(reinterpret_cast<__m128i *>(result),
                       _mm256_cvttpd_epi32(_mm256_add_pd(v, _mm256_set1_pd(0.5))));
       for (int k = 0; k < C; ++k) put_sample<T>(px + k * sizeof(T), result[k]);
+    }
+  }
+
+  // One group read straight from the block.
+  static void pixel_group(const SourceView &s, const Table &table, const double *sx,
+                          const double *sy, int valid, uint8_t *out, int32_t out_stride) {
+    const Offsets at{0, s.pixel_stride, 0, s.row_stride, s.span - kReach};
+    Taps t;
+    if (!prepare(s, table, at, sx, sy, valid, t)) {
+      for (int j = 0; j < valid; ++j) std::memset(out + j * out_stride, 0, kPixelBytes);
+      return;
+    }
+    if (t.near_end) {
+      filter_pixels(BlockReader<true>{s.data}, t, s.max_value, valid, out, out_stride);
+    } else {
+      filter_pixels(BlockReader<false>{s.data}, t, s.max_value, valid, out, out_stride);
+    }
+  }
+
+  // Output tiles for the lens model: kTileRows rows of kTileColumns pixels,
+  // whose footprint in the source is at most kBoxPixels pixels at ordinary
+  // zoom. The box of a 3-channel picture takes 48 KiB at most.
+  static constexpr int kTileRows = 8;
+  static constexpr int kTileColumns = N <= 4 ? 64 : 32;
+  static constexpr int kBoxPixels = 2048;
+
+  // One tile: positions sx[r][i], sy[r][i] for rows r < rows and columns
+  // i < count (NaN-padded to whole groups); out the tile's first pixel.
+  static void tile(const SourceView &s, const Table &table, const double (*sx)[kTileColumns],
+                   const double (*sy)[kTileColumns], int rows, int count, uint8_t *out,
+                   int32_t out_row_stride, int32_t out_stride, double *box) {
+    // The footprint: the smallest and greatest positions of pixels inside.
+    D low_x = V::set1(HUGE_VAL);
+    D low_y = V::set1(HUGE_VAL);
+    D high_x = V::set1(-HUGE_VAL);
+    D high_y = V::set1(-HUGE_VAL);
+    for (int r = 0; r < rows; ++r) {
+      for (int i = 0; i < count; i += L) {
+        const D x = V::load(sx[r] + i);
+        const D y = V::load(sy[r] + i);
+        const auto inside =
+            V::both(V::both(V::ge(x, V::set1(-0.5)), V::ge(y, V::set1(-0.5))),
+                    V::both(V::le(x, V::set1(s.x_limit)), V::le(y, V::set1(s.y_limit))));
+        low_x = V::min(V::blend(inside, x, V::set1(HUGE_VAL)), low_x);
+        low_y = V::min(V::blend(inside, y, V::set1(HUGE_VAL)), low_y);
+        high_x = V::max(V::blend(inside, x, V::set1(-HUGE_VAL)), high_x);
+        high_y = V::max(V::blend(inside, y, V::set1(-HUGE_VAL)), high_y);
+      }
+    }
+    alignas(64) double lanes[4][L];
+    V::store(lanes[0], low_x);
+    V::store(lanes[1], low_y);
+    V::store(lanes[2], high_x);
+    V::store(lanes[3], high_y);
+    double lx = HUGE_VAL;
+    double ly = HUGE_VAL;
+    double hx = -HUGE_VAL;
+    double hy = -HUGE_VAL;
+    for (int j = 0; j < L; ++j) {
+      lx = lanes[0][j] < lx ? lanes[0][j] : lx;
+      ly = lanes[1][j] < ly ? lanes[1][j] : ly;
+      hx = lanes[2][j] > hx ? lanes[2][j] : hx;
+      hy = lanes[3][j] > hy ? lanes[3][j] : hy;
+    }
+    if (!(lx <= hx)) {  // no pixel of the tile is inside
+      for (int r = 0; r < rows; ++r) {
+        uint8_t *o = out + static_cast<ptrdiff_t>(r) * out_row_stride;
+        for (int i = 0; i < count; ++i) std::memset(o + i * out_stride, 0, kPixelBytes);
+      }
+      return;
+    }
+    // Inside pixels lie within -0.5 .. width - 0.5 (and so for rows): their
+    // taps, clamped to the block as the filter clamps them, span this box.
+    const auto clamp = [](int32_t v, int32_t last) { return v < 0 ? 0 : (v > last ? last : v); };
+    const int32_t c0 = clamp(static_cast<int32_t>(std::floor(lx)) - (N / 2 - 1), s.width - 1);
+    const int32_t c1 = clamp(static_cast<int32_t>(std::floor(hx)) + N / 2, s.width - 1);
+    const int32_t r0 = clamp(static_cast<int32_t>(std::floor(ly)) - (N / 2 - 1), s.height - 1);
+    const int32_t r1 = clamp(static_cast<int32_t>(std::floor(hy)) + N / 2, s.height - 1);
+    const BoxExtent e{c0, r0, c1 - c0 + 1, r1 - r0 + 1};
+    if (int64_t{e.width} * e.height > kBoxPixels) {
+      // A footprint too large for the box (a strong zoom out): read directly.
+      for (int r = 0; r < rows; ++r) {
+        uint8_t *o = out + static_cast<ptrdiff_t>(r) * out_row_stride;
+        for (int i = 0; i < count; i += L) {
+          pixel_group(s, table, sx[r] + i, sy[r] + i, count - i < L ? count - i : L,
+                      o + static_cast<ptrdiff_t>(i) * out_stride, out_stride);
+        }
+      }
+      return;
+    }
+    fill_box<T, C>(s.data, s.row_stride, s.pixel_stride, e, box);
+    const Offsets at{c0, C, r0, e.width * C, INT32_MAX};
+    const BoxReader reader{box};
+    Taps t;
+    for (int r = 0; r < rows; ++r) {
+      uint8_t *o = out + static_cast<ptrdiff_t>(r) * out_row_stride;
+      for (int i = 0; i < count; i += L) {
+        const int valid = count - i < L ? count - i : L;
+        uint8_t *g = o + static_cast<ptrdiff_t>(i) * out_stride;
+        if (prepare(s, table, at, sx[r] + i, sy[r] + i, valid, t)) {
+          filter_pixels(reader, t, s.max_value, valid, g, out_stride);
+        } else {
+          for (int j = 0; j < valid; ++j) std::memset(g + j * out_stride, 0, kPixelBytes);
+        }
+      }
+    }
+  }
+
+  // The block tile by tile, with the lens model's row evaluator.
+  static void run_tiles(const SourceView &s, const Table &table, const interp_source *src,
+                        const interp_target *dst, const lensdistort_model &model) {
+    const ortavel_lens::LensRows<V> lens(model);
+    alignas(64) double u[kTileColumns];
+    alignas(64) double sx[kTileRows][kTileColumns];
+    alignas(64) double sy[kTileRows][kTileColumns];
+    alignas(64) double box[kBoxPixels * C + 4];
+    for (int r0 = 0; r0 < dst->height; r0 += kTileRows) {
+      const int rows = dst->height - r0 < kTileRows ? dst->height - r0 : kTileRows;
+      for (int c0 = 0; c0 < dst->width; c0 += kTileColumns) {
+        const int count = dst->width - c0 < kTileColumns ? dst->width - c0 : kTileColumns;
+        const int padded = (count + L - 1) / L * L;
+        lens.columns(c0, dst->origin_x, padded, u);
+        for (int r = 0; r < rows; ++r) {
+          lens.map(u, lens.row(static_cast<double>(r0 + r) + dst->origin_y), padded, sx[r], sy[r]);
+          int i = 0;
+          for (; i < count; ++i) {
+            sx[r][i] = sx[r][i] - src->origin_x;
+            sy[r][i] = sy[r][i] - src->origin_y;
+          }
+          for (; i < padded; ++i) sx[r][i] = sy[r][i] = NAN;
+        }
+        uint8_t *out = dst->data + static_cast<ptrdiff_t>(r0) * dst->row_stride +
+                       static_cast<ptrdiff_t>(c0) * dst->pixel_stride;
+        tile(s, table, sx, sy, rows, count, out, dst->row_stride, dst->pixel_stride, box);
+      }
     }
   }
 
@@ -359,16 +645,33 @@ struct VectorFilter {
                        static_cast<double>(src->height) - 0.5,
                        static_cast<double>(dst->max_value)};
     const int32_t out_stride = dst->pixel_stride;
-    for_each_run<V>(src, dst, transform, model,
-                    [&](int r, int c0, int count, const double *sx, const double *sy) {
-                      uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride +
-                                     static_cast<ptrdiff_t>(c0) * out_stride;
-                      for (int i = 0; i < count; i += L) {
-                        const int valid = count - i < L ? count - i : L;
-                        group(s, sx + i, sy + i, valid,
-                              out + static_cast<ptrdiff_t>(i) * out_stride, out_stride);
-                      }
-                    });
+    if constexpr (kWholePixels) {
+      Table table;
+      table.build();
+      if (transform == lensdistort_transform_point) {
+        run_tiles(s, table, src, dst, *static_cast<const lensdistort_model *>(model));
+        return;
+      }
+      for_each_run<V>(src, dst, transform, model,
+                      [&](int r, int c0, int count, const double *sx, const double *sy) {
+                        uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride +
+                                       static_cast<ptrdiff_t>(c0) * out_stride;
+                        for (int i = 0; i < count; i += L) {
+                          pixel_group(s, table, sx + i, sy + i, count - i < L ? count - i : L,
+                                      out + static_cast<ptrdiff_t>(i) * out_stride, out_stride);
+                        }
+                      });
+    } else {
+      for_each_run<V>(src, dst, transform, model,
+                      [&](int r, int c0, int count, const double *sx, const double *sy) {
+                        uint8_t *out = dst->data + static_cast<ptrdiff_t>(r) * dst->row_stride +
+                                       static_cast<ptrdiff_t>(c0) * out_stride;
+                        for (int i = 0; i < count; i += L) {
+                          group(s, sx + i, sy + i, count - i < L ? count - i : L,
+                                out + static_cast<ptrdiff_t>(i) * out_stride, out_stride);
+                        }
+                      });
+    }
   }
 };
 

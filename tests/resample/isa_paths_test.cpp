@@ -142,6 +142,55 @@ TEST_P(IsaPaths, WideBandOfABarrelLens) {
   }
 }
 
+// Pixels of 3 and 4 channels are filtered tile by tile from samples converted
+// once per tile. A strong zoom out spreads a tile over more source pixels than
+// that buffer takes, so such tiles read the block directly; a zoom in keeps
+// them small. Both, at every depth, with padded pixels and rows, next to the
+// block's edges (the model's centre is moved towards a corner).
+TEST_P(IsaPaths, TilesOfWholePixelsAtEveryZoom) {
+  const uint32_t isa = GetParam();
+  std::mt19937 rng(99);
+  const int max_for[5] = {0, 255, 32768, 0, 255};
+  for (double scale : {0.12, 0.45, 3.0}) {
+    for (uint32_t method = 0; method < TEST_ALIGN; ++method) {
+      for (uint32_t size : {1u, 2u, 4u}) {
+        for (int channels : {3, 4}) {
+          SCOPED_TRACE(testing::Message() << interp_isa_name(isa) << " scale " << scale
+                                          << " method " << method << " size " << size << " channels "
+                                          << channels);
+          const int w = 420, h = 150;
+          TestBlock src(w, h, channels, size, max_for[size], size, 5);
+          std::uniform_int_distribution<uint32_t> value(0, static_cast<uint32_t>(max_for[size]));
+          for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+              for (int k = 0; k < channels; ++k) src.set(x, y, k, value(rng));
+          lensdistort_model lens{};
+          lens.k1 = -0.08;
+          lens.k2 = 0.02;
+          lens.centerX = 0.4;
+          lens.centerY = -0.3;
+          lens.scale = scale;
+          lens.imageWidth = w;
+          lens.imageHeight = h;
+          TestBlock got(131, 27, channels, size, src.max_value, 0, 3, 0x5A);
+          TestBlock want = got;
+          got.origin_x = want.origin_x = 140.0;
+          got.origin_y = want.origin_y = 60.0;
+          const interp_source s = src.source();
+          const interp_target tg = got.target();
+          const interp_target tw = want.target();
+          ASSERT_EQ(interp_get_kernel_isa(method, size, isa)(&s, &tg, lensdistort_transform_point,
+                                                             &lens),
+                    0);
+          ASSERT_EQ(reference_resample(method, size, &s, &tw, lensdistort_transform_point, &lens),
+                    0);
+          ASSERT_EQ(got.bytes, want.bytes);
+        }
+      }
+    }
+  }
+}
+
 TEST(IsaLevels, WidestRunsAndWiderLevelsAreRefused) {
   const uint32_t widest = interp_isa_widest();
   ASSERT_LE(widest, static_cast<uint32_t>(INTERP_ISA_AVX512));
