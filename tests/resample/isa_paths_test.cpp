@@ -155,9 +155,9 @@ TEST_P(IsaPaths, TilesOfWholePixelsAtEveryZoom) {
     for (uint32_t method = 0; method < TEST_ALIGN; ++method) {
       for (uint32_t size : {1u, 2u, 4u}) {
         for (int channels : {3, 4}) {
-          SCOPED_TRACE(testing::Message() << interp_isa_name(isa) << " scale " << scale
-                                          << " method " << method << " size " << size << " channels "
-                                          << channels);
+          SCOPED_TRACE(testing::Message()
+                       << interp_isa_name(isa) << " scale " << scale << " method " << method
+                       << " size " << size << " channels " << channels);
           const int w = 420, h = 150;
           TestBlock src(w, h, channels, size, max_for[size], size, 5);
           std::uniform_int_distribution<uint32_t> value(0, static_cast<uint32_t>(max_for[size]));
@@ -179,9 +179,9 @@ TEST_P(IsaPaths, TilesOfWholePixelsAtEveryZoom) {
           const interp_source s = src.source();
           const interp_target tg = got.target();
           const interp_target tw = want.target();
-          ASSERT_EQ(interp_get_kernel_isa(method, size, isa)(&s, &tg, lensdistort_transform_point,
-                                                             &lens),
-                    0);
+          ASSERT_EQ(
+              interp_get_kernel_isa(method, size, isa)(&s, &tg, lensdistort_transform_point, &lens),
+              0);
           ASSERT_EQ(reference_resample(method, size, &s, &tw, lensdistort_transform_point, &lens),
                     0);
           ASSERT_EQ(got.bytes, want.bytes);
