@@ -358,38 +358,31 @@ struct VectorFilter {
     static __m256d four(const double *p, int32_t offset) { return _mm256_loadu_pd(p + offset); }
   };
 
-  // The sums of pixels j .. j + P - 1 (all inside): each tap row summed left
-  // to right, weighted by its row weight and added to the pixel's sum. The
-  // tap rows advance side by side, so that their additions do not wait on
-  // one another; each is still summed in its own order. (Two pixels at once
-  // measured no faster than one.)
-  template <int P, class Reader>
-  static void sum_pixels(const Reader &read, const Taps &t, int j, __m256d *sum) {
-    decltype(read.row(0)) tap_row[P][N];
-    __m256d rowsum[P][N];
-    for (int q = 0; q < P; ++q) {
-      for (int m = 0; m < N; ++m) {
-        tap_row[q][m] = read.row(t.row[m][j + q]);
-        rowsum[q][m] = _mm256_setzero_pd();
-      }
+  // The sum of pixel j (inside): each tap row summed left to right, weighted
+  // by its row weight and added to the pixel's sum. The tap rows advance side
+  // by side, so that their additions do not wait on one another; each is
+  // still summed in its own order. (Two pixels interleaved measured no
+  // faster: the pixels' chains already overlap.)
+  template <class Reader>
+  static __m256d sum_pixel(const Reader &read, const Taps &t, int j) {
+    decltype(read.row(0)) tap_row[N];
+    __m256d rowsum[N];
+    for (int m = 0; m < N; ++m) {
+      tap_row[m] = read.row(t.row[m][j]);
+      rowsum[m] = _mm256_setzero_pd();
     }
     for (int n = 0; n < N; ++n) {
-      for (int q = 0; q < P; ++q) {
-        const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j + q, n));
-        const int32_t at = t.col[n][j + q];
-        for (int m = 0; m < N; ++m) {
-          rowsum[q][m] =
-              _mm256_add_pd(rowsum[q][m], _mm256_mul_pd(Reader::four(tap_row[q][m], at), w));
-        }
-      }
-    }
-    for (int q = 0; q < P; ++q) {
-      sum[q] = _mm256_setzero_pd();
+      const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, n));
+      const int32_t at = t.col[n][j];
       for (int m = 0; m < N; ++m) {
-        sum[q] = _mm256_add_pd(
-            sum[q], _mm256_mul_pd(rowsum[q][m], _mm256_set1_pd(Taps::weight(t.wy, j + q, m))));
+        rowsum[m] = _mm256_add_pd(rowsum[m], _mm256_mul_pd(Reader::four(tap_row[m], at), w));
       }
     }
+    __m256d sum = _mm256_setzero_pd();
+    for (int m = 0; m < N; ++m) {
+      sum = _mm256_add_pd(sum, _mm256_mul_pd(rowsum[m], _mm256_set1_pd(Taps::weight(t.wy, j, m))));
+    }
+    return sum;
   }
 
   // (sum > 0 ? sum : 0), then (< max ? that : max) (NaN becomes 0), plus one
@@ -413,9 +406,7 @@ struct VectorFilter {
         std::memset(px, 0, kPixelBytes);
         continue;
       }
-      __m256d sum[1];
-      sum_pixels<1>(read, t, j, sum);
-      put_pixel(sum[0], max_value, px);
+      put_pixel(sum_pixel(read, t, j), max_value, px);
     }
   }
 
