@@ -2,11 +2,17 @@
 // each call on to the widest level this processor runs.
 #include "resample/isa.h"
 
+#include <cstdlib>
+#include <cstring>
+
 #include "resample/interp.h"
 #include "resample/kernel_sets.h"
 #include "resample/kernels.h"
 
-uint32_t interp_isa_widest(void) {
+namespace {
+
+// The widest level that both this build and this processor can run.
+uint32_t processor_widest() {
 #if defined(ORTAVEL_HAVE_AVX2_KERNELS) || defined(ORTAVEL_HAVE_AVX512_KERNELS)
   // The compiler's runtime keeps the processor's answer (operating-system
   // support for the wide registers included) from its own start-up.
@@ -22,6 +28,26 @@ uint32_t interp_isa_widest(void) {
   if (__builtin_cpu_supports("avx2")) return INTERP_ISA_AVX2;
 #endif
   return INTERP_ISA_BASELINE;
+}
+
+// The level that ORTAVEL_ISA names ("sse2" or "scalar", "avx2", "avx512"), or
+// the widest there is when it is unset or names none of them.
+uint32_t requested_level() {
+  const char *wanted = std::getenv("ORTAVEL_ISA");
+  if (wanted != nullptr) {
+    for (uint32_t isa = INTERP_ISA_BASELINE; isa <= INTERP_ISA_AVX512; ++isa) {
+      if (std::strcmp(wanted, interp_isa_name(isa)) == 0) return isa;
+    }
+  }
+  return INTERP_ISA_AVX512;
+}
+
+}  // namespace
+
+uint32_t interp_isa_widest(void) {
+  const uint32_t widest = processor_widest();
+  const uint32_t requested = requested_level();
+  return requested < widest ? requested : widest;
 }
 
 const char *interp_isa_name(uint32_t isa) {

@@ -21,7 +21,11 @@ enum interp_isa {
   INTERP_ISA_AVX512 = 2    /* one pixel per lane, 8 lanes (AVX-512 F, VL, DQ, BW) */
 };
 
-/* The widest level that both this build and this processor can run. */
+/* The widest level that both this build and this processor can run, or the
+ * narrower one named by the environment variable ORTAVEL_ISA ("sse2" or
+ * "scalar", "avx2", "avx512"), so that every path can be run and compared on
+ * one machine. The variable is read on every call: set it before the first
+ * correction and leave it. */
 ORTAVEL_API uint32_t interp_isa_widest(void);
 
 /* "sse2" (or "scalar"), "avx2", "avx512"; null for an unknown level. */
