@@ -1,7 +1,8 @@
 // The whole correction, through the host and the plug-in module, gives the
 // same file at every instruction-set level the processor runs (ORTAVEL_ISA
-// narrows the level): a real photograph at 8 bits, and a 16-bit picture with
-// alpha, for every method, with the zoom, centre and radius limit a user sets.
+// narrows the level): a real photograph at 8 bits, a 16-bit picture with
+// alpha, and one wider than 16-bit coordinates reach, for the methods users
+// pick, with the zoom, centre, radius limit and orientation a user sets.
 #include <gtest/gtest.h>
 #include <tiffio.h>
 #include <unistd.h>
@@ -23,28 +24,34 @@ namespace {
 const fs::path kPhoto =
     fs::path(ORTAVEL_TESTDATA_DIR) / "exif/exif-jpeg/deb-opencv-doc_scenetext02.jpg";
 
-// An RGBA picture at 16 bits: smooth ramps with noise, so that every tap counts.
-void writeRgba16(const fs::path &path, int w, int h) {
+// A TIFF of 8- or 16-bit samples, RGB or RGBA: smooth ramps with noise, so
+// that every tap counts.
+void writeTiff(const fs::path &path, int w, int h, int bits, int channels) {
   TIFF *tif = TIFFOpen(path.c_str(), "w");
   ASSERT_NE(tif, nullptr);
   TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
   TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, 16);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, 4);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, bits);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, channels);
   TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
   TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  const uint16_t extra = EXTRASAMPLE_UNASSALPHA;
-  TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &extra);
+  if (channels == 4) {
+    const uint16_t extra = EXTRASAMPLE_UNASSALPHA;
+    TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &extra);
+  }
   std::mt19937 rng(5);
-  std::vector<uint16_t> row(static_cast<size_t>(w) * 4);
+  const size_t samples = static_cast<size_t>(w) * channels;
+  std::vector<uint16_t> row16(samples);
+  std::vector<uint8_t> row8(samples);
   for (int y = 0; y < h; ++y) {
-    for (int x = 0; x < w; ++x) {
-      for (int k = 0; k < 4; ++k) {
-        row[static_cast<size_t>(x) * 4 + k] =
-            static_cast<uint16_t>((x * 97 + y * 61 + k * 9000) % 60000 + rng() % 4000);
-      }
+    for (size_t i = 0; i < samples; ++i) {
+      const int x = static_cast<int>(i) / channels;
+      const int k = static_cast<int>(i) % channels;
+      row16[i] = static_cast<uint16_t>((x * 97 + y * 61 + k * 9000) % 60000 + rng() % 4000);
+      row8[i] = static_cast<uint8_t>(row16[i] >> 8);
     }
-    ASSERT_EQ(TIFFWriteScanline(tif, row.data(), static_cast<uint32_t>(y), 0), 1);
+    void *row = bits == 16 ? static_cast<void *>(row16.data()) : static_cast<void *>(row8.data());
+    ASSERT_EQ(TIFFWriteScanline(tif, row, static_cast<uint32_t>(y), 0), 1);
   }
   TIFFClose(tif);
 }
@@ -77,11 +84,15 @@ class IsaLevels : public ::testing::Test {
 TEST_F(IsaLevels, EveryLevelWritesTheSameFile) {
   const uint32_t widest = interp_isa_widest();
   if (widest == INTERP_ISA_BASELINE) GTEST_SKIP() << "this processor runs the baseline only";
-  writeRgba16(dir_ / "rgba16.tif", 517, 389);
+  writeTiff(dir_ / "rgba16.tif", 517, 389, 16, 4);
+  // Wider than 16-bit coordinates reach.
+  writeTiff(dir_ / "wide.tif", 40003, 9, 8, 3);
   const struct {
     fs::path input;
     const char *output;
-  } pictures[] = {{kPhoto, "photo.png"}, {dir_ / "rgba16.tif", "rgba16-out.tif"}};
+  } pictures[] = {{kPhoto, "photo.png"},
+                  {dir_ / "rgba16.tif", "rgba16-out.tif"},
+                  {dir_ / "wide.tif", "wide-out.tif"}};
   const std::vector<std::string> models[] = {
       {"--k1", "-0.12", "--k2", "0.03"},
       {"--k1", "0.2", "--scale", "0.6", "--center", "0.2,-0.1", "--radius-limit", "0.9"},
