@@ -122,9 +122,9 @@ constexpr std::array<Mask, kN * kN> deinterleaveMasks() {
 
 template <int kN, int kB>
 __attribute__((target("ssse3"))) std::size_t interleaveBlocks(const std::uint8_t *const *planes,
-                                                               std::size_t pixels,
-                                                               std::uint8_t *out) {
-  static constexpr std::array<Mask, kN * kN> kMasks = interleaveMasks<kN, kB>();
+                                                              std::size_t pixels,
+                                                              std::uint8_t *out) {
+  static constexpr std::array<Mask, kN *kN> kMasks = interleaveMasks<kN, kB>();
   constexpr std::size_t kPixels = 16 / kB;
   __m128i mask[kN * kN];
   for (int i = 0; i < kN * kN; ++i) {
@@ -148,9 +148,9 @@ __attribute__((target("ssse3"))) std::size_t interleaveBlocks(const std::uint8_t
 
 template <int kN, int kB>
 __attribute__((target("ssse3"))) std::size_t deinterleaveBlocks(const std::uint8_t *in,
-                                                                 std::size_t pixels,
-                                                                 std::uint8_t *const *planes) {
-  static constexpr std::array<Mask, kN * kN> kMasks = deinterleaveMasks<kN, kB>();
+                                                                std::size_t pixels,
+                                                                std::uint8_t *const *planes) {
+  static constexpr std::array<Mask, kN *kN> kMasks = deinterleaveMasks<kN, kB>();
   constexpr std::size_t kPixels = 16 / kB;
   __m128i mask[kN * kN];
   for (int i = 0; i < kN * kN; ++i) {
@@ -160,7 +160,8 @@ __attribute__((target("ssse3"))) std::size_t deinterleaveBlocks(const std::uint8
   for (; done + kPixels <= pixels; done += kPixels) {
     const std::uint8_t *s = in + done * kN * kB;
     __m128i v[kN];
-    for (int c = 0; c < kN; ++c) v[c] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + 16 * c));
+    for (int c = 0; c < kN; ++c)
+      v[c] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + 16 * c));
     for (int p = 0; p < kN; ++p) {
       __m128i o = _mm_shuffle_epi8(v[0], mask[p * kN]);
       for (int c = 1; c < kN; ++c) o = _mm_or_si128(o, _mm_shuffle_epi8(v[c], mask[p * kN + c]));

@@ -55,10 +55,9 @@ void paddingSample(std::int16_t padding, std::int32_t bps, std::uint8_t *out) {
 // The planes lo..hi of `doc`, each pointing at sample (x, y).
 template <typename Byte, typename Doc>
 void planeRun(Doc &doc, std::int16_t lo, std::int32_t x, std::int32_t y, std::vector<Byte *> &at) {
-  const std::size_t offset =
-      (static_cast<std::size_t>(y) * static_cast<std::size_t>(doc.width) +
-       static_cast<std::size_t>(x)) *
-      static_cast<std::size_t>(doc.bytesPerSample());
+  const std::size_t offset = (static_cast<std::size_t>(y) * static_cast<std::size_t>(doc.width) +
+                              static_cast<std::size_t>(x)) *
+                             static_cast<std::size_t>(doc.bytesPerSample());
   for (std::size_t p = 0; p < at.size(); ++p) {
     at[p] = doc.planes[static_cast<std::size_t>(lo) + p].samples.data() + offset;
   }
@@ -177,8 +176,7 @@ void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant) {
     return edge.data();
   };
   for (std::int32_t y = r.top; y < r.bottom; ++y) {
-    std::uint8_t *row =
-        grant.buffer.get() + static_cast<std::size_t>(y - r.top) * grant.rowBytes;
+    std::uint8_t *row = grant.buffer.get() + static_cast<std::size_t>(y - r.top) * grant.rowBytes;
     const bool rowInside = y >= 0 && y < doc.height;
     const std::int32_t sy = std::clamp(y, 0, doc.height - 1);
     std::uint8_t *middle = row + static_cast<std::size_t>(middleLeft - r.left) * pixelBytes;

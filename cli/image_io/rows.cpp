@@ -32,7 +32,8 @@ void packRow(const Image &img, int y, int planes, int fileBits, bool invertColou
     auto *out = static_cast<std::uint8_t *>(row);
     hostemu::interleaveRow(from, 1, w, out);
     for (std::size_t x = 0; x < w && colour > 0; ++x, out += n) {
-      for (std::size_t p = 0; p < colour && p < n; ++p) out[p] = static_cast<std::uint8_t>(255 - out[p]);
+      for (std::size_t p = 0; p < colour && p < n; ++p)
+        out[p] = static_cast<std::uint8_t>(255 - out[p]);
     }
   } else if (img.doc.depth == 8) {
     // Bytes widened to words: interleave into the upper half of the row, then
