@@ -102,7 +102,8 @@ void Host::Impl::writeBack() {
   if (!out.valid) return;
   Document &target = working();
   const std::size_t cols = static_cast<std::size_t>(out.rect.right - out.rect.left);
-  std::vector<std::uint8_t *> planes(static_cast<std::size_t>(out.hi - out.lo + 1));
+  std::vector<std::uint8_t *> planes(static_cast<std::size_t>(out.hi) -
+                                     static_cast<std::size_t>(out.lo) + 1);
   for (std::int32_t y = out.rect.top; y < out.rect.bottom; ++y) {
     planeRun(target, out.lo, out.rect.left, y, planes);
     deinterleaveRow(out.buffer.get() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes,
@@ -157,7 +158,8 @@ constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
 // the grant is written, whatever an earlier tile left in the buffer.
 void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant) {
   const std::int32_t bps = doc.bytesPerSample();
-  const std::size_t nplanes = static_cast<std::size_t>(grant.hi - grant.lo + 1);
+  const std::size_t nplanes =
+      static_cast<std::size_t>(grant.hi) - static_cast<std::size_t>(grant.lo) + 1;
   const std::size_t pixelBytes = nplanes * static_cast<std::size_t>(bps);
   const VRect &r = grant.rect;
   const bool replicate = padding == plugInWantsEdgeReplication;
