@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstring>
+#include <type_traits>
 
 #if defined(__x86_64__) || defined(__i386__)
 #define HOSTEMU_X86_VECTORS 1
@@ -39,44 +40,47 @@ void deinterleaveFrom(const std::uint8_t *in, std::size_t first, std::size_t pix
   }
 }
 
-void interleaveFrom(std::span<const std::uint8_t *const> planes, std::int32_t bytesPerSample,
-                    std::size_t first, std::size_t pixels, std::uint8_t *out) {
-  if (planes.size() == 1) {
-    std::memcpy(out + first * bytesPerSample, planes[0] + first * bytesPerSample,
-                (pixels - first) * bytesPerSample);
-    return;
-  }
+template <int kValue>
+using Int = std::integral_constant<int, kValue>;
+
+// fn(Int<kBytes>{}) for the sample size.
+template <typename Fn>
+void forSampleSize(std::int32_t bytesPerSample, Fn &&fn) {
   switch (bytesPerSample) {
     case 1:
-      interleaveFrom<1>(planes, first, pixels, out);
+      fn(Int<1>{});
       break;
     case 2:
-      interleaveFrom<2>(planes, first, pixels, out);
+      fn(Int<2>{});
       break;
     default:
-      interleaveFrom<4>(planes, first, pixels, out);
+      fn(Int<4>{});
       break;
   }
 }
 
-void deinterleaveFrom(const std::uint8_t *in, std::int32_t bytesPerSample, std::size_t first,
-                      std::size_t pixels, std::span<std::uint8_t *const> planes) {
+void interleaveFrom(std::span<const std::uint8_t *const> planes, std::int32_t bytesPerSample,
+                    std::size_t first, std::size_t pixels, std::uint8_t *out) {
+  const std::size_t at = first * bytesPerSample;
   if (planes.size() == 1) {
-    std::memcpy(planes[0] + first * bytesPerSample, in + first * bytesPerSample,
-                (pixels - first) * bytesPerSample);
+    std::memcpy(out + at, planes[0] + at, pixels * bytesPerSample - at);
     return;
   }
-  switch (bytesPerSample) {
-    case 1:
-      deinterleaveFrom<1>(in, first, pixels, planes);
-      break;
-    case 2:
-      deinterleaveFrom<2>(in, first, pixels, planes);
-      break;
-    default:
-      deinterleaveFrom<4>(in, first, pixels, planes);
-      break;
+  forSampleSize(bytesPerSample, [&](auto bytes) {
+    interleaveFrom<decltype(bytes)::value>(planes, first, pixels, out);
+  });
+}
+
+void deinterleaveFrom(const std::uint8_t *in, std::int32_t bytesPerSample, std::size_t first,
+                      std::size_t pixels, std::span<std::uint8_t *const> planes) {
+  const std::size_t at = first * bytesPerSample;
+  if (planes.size() == 1) {
+    std::memcpy(planes[0] + at, in + at, pixels * bytesPerSample - at);
+    return;
   }
+  forSampleSize(bytesPerSample, [&](auto bytes) {
+    deinterleaveFrom<decltype(bytes)::value>(in, first, pixels, planes);
+  });
 }
 
 #ifdef HOSTEMU_X86_VECTORS
@@ -179,48 +183,42 @@ bool haveSsse3() {
   return yes;
 }
 
-// How many pixels from the start of the run the vector path did; 0 when it
-// has none for this layout.
-std::size_t interleaveVector(std::span<const std::uint8_t *const> planes,
-                             std::int32_t bytesPerSample, std::size_t pixels, std::uint8_t *out) {
+// fn(Int<kN>{}, Int<kB>{}) for the layouts the vector path takes: its
+// answer, how many pixels from the start of the run it did; 0 for the others.
+template <typename Fn>
+std::size_t forVectorLayout(std::size_t planes, std::int32_t bytesPerSample, Fn &&fn) {
   if (!haveSsse3()) return 0;
-  switch (planes.size() * 10 + static_cast<std::size_t>(bytesPerSample)) {
+  switch (planes * 10 + static_cast<std::size_t>(bytesPerSample)) {
     case 21:
-      return interleaveBlocks<2, 1>(planes.data(), pixels, out);
+      return fn(Int<2>{}, Int<1>{});
     case 22:
-      return interleaveBlocks<2, 2>(planes.data(), pixels, out);
+      return fn(Int<2>{}, Int<2>{});
     case 31:
-      return interleaveBlocks<3, 1>(planes.data(), pixels, out);
+      return fn(Int<3>{}, Int<1>{});
     case 32:
-      return interleaveBlocks<3, 2>(planes.data(), pixels, out);
+      return fn(Int<3>{}, Int<2>{});
     case 41:
-      return interleaveBlocks<4, 1>(planes.data(), pixels, out);
+      return fn(Int<4>{}, Int<1>{});
     case 42:
-      return interleaveBlocks<4, 2>(planes.data(), pixels, out);
+      return fn(Int<4>{}, Int<2>{});
     default:
       return 0;
   }
 }
 
+std::size_t interleaveVector(std::span<const std::uint8_t *const> planes,
+                             std::int32_t bytesPerSample, std::size_t pixels, std::uint8_t *out) {
+  return forVectorLayout(planes.size(), bytesPerSample, [&](auto n, auto bytes) {
+    return interleaveBlocks<decltype(n)::value, decltype(bytes)::value>(planes.data(), pixels, out);
+  });
+}
+
 std::size_t deinterleaveVector(const std::uint8_t *in, std::int32_t bytesPerSample,
                                std::size_t pixels, std::span<std::uint8_t *const> planes) {
-  if (!haveSsse3()) return 0;
-  switch (planes.size() * 10 + static_cast<std::size_t>(bytesPerSample)) {
-    case 21:
-      return deinterleaveBlocks<2, 1>(in, pixels, planes.data());
-    case 22:
-      return deinterleaveBlocks<2, 2>(in, pixels, planes.data());
-    case 31:
-      return deinterleaveBlocks<3, 1>(in, pixels, planes.data());
-    case 32:
-      return deinterleaveBlocks<3, 2>(in, pixels, planes.data());
-    case 41:
-      return deinterleaveBlocks<4, 1>(in, pixels, planes.data());
-    case 42:
-      return deinterleaveBlocks<4, 2>(in, pixels, planes.data());
-    default:
-      return 0;
-  }
+  return forVectorLayout(planes.size(), bytesPerSample, [&](auto n, auto bytes) {
+    return deinterleaveBlocks<decltype(n)::value, decltype(bytes)::value>(in, pixels,
+                                                                          planes.data());
+  });
 }
 
 #else
