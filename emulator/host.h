@@ -16,7 +16,7 @@
 //    while inputPadding is -3 (the default), gets filterBadParameters
 //    (-30100); an empty or inverted rectangle, or lo > hi, is "nothing" for
 //    that side (null data, 0 row bytes), not an error. Input padding -1
-//    replicates edges, 0..255 fills, -2 leaves the bytes as they are.
+//    replicates edges, 0..255 fills, -2 leaves them unfilled (they read as 0).
 //  - inData holds the document as it was when the invocation began; outData
 //    holds the working copy (earlier tiles' output included).
 //  - After start (and each continue) returns, the last output tile is

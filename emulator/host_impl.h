@@ -44,7 +44,10 @@ struct TileGrant {
   VRect rect{};
   std::int16_t lo = 0, hi = -1;
   std::int32_t rowBytes = 0;
-  std::vector<std::uint8_t> buffer;
+  // Kept from tile to tile and only ever grown: the host writes every byte a
+  // grant covers before the filter sees it, so it is never cleared.
+  std::unique_ptr<std::uint8_t[]> buffer;
+  std::size_t capacity = 0;
 };
 
 struct Host::Impl {

@@ -12,11 +12,17 @@
 //  - a buffer whose size does not fit the host's 32-bit sizes: memFullErr.
 // An empty or inverted rectangle, or an empty plane range (lo > hi), is not
 // an error: that side simply gets no data (a null pointer, 0 row bytes).
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <system_error>
+#include <thread>
+#include <vector>
 
 #include "emulator/host_impl.h"
+#include "emulator/interleave.h"
 
 namespace hostemu {
 
@@ -48,35 +54,21 @@ void paddingSample(std::int16_t padding, std::int32_t bps, std::uint8_t *out) {
   }
 }
 
-// `count` samples of `bps` bytes from `src` to `dst`, each side stepping by its
-// own stride in bytes. The sample size is fixed per loop, so each copy is a
-// single move rather than a library call per sample.
-template <std::size_t kBytes>
-void copySamples(std::uint8_t *dst, std::size_t dstStep, const std::uint8_t *src,
-                 std::size_t srcStep, std::int32_t count) {
-  for (std::int32_t i = 0; i < count; ++i, dst += dstStep, src += srcStep) {
-    std::memcpy(dst, src, kBytes);
+// The planes lo..hi of `doc`, each pointing at sample (x, y).
+template <typename Byte, typename Doc>
+void planeRun(Doc &doc, std::int16_t lo, std::int32_t x, std::int32_t y, std::vector<Byte *> &at) {
+  const std::size_t offset = (static_cast<std::size_t>(y) * static_cast<std::size_t>(doc.width) +
+                              static_cast<std::size_t>(x)) *
+                             static_cast<std::size_t>(doc.bytesPerSample());
+  for (std::size_t p = 0; p < at.size(); ++p) {
+    at[p] = doc.planes[static_cast<std::size_t>(lo) + p].samples.data() + offset;
   }
 }
 
-void copySamples(std::int32_t bps, std::uint8_t *dst, std::size_t dstStep, const std::uint8_t *src,
-                 std::size_t srcStep, std::int32_t count) {
-  switch (bps) {
-    case 1:
-      copySamples<1>(dst, dstStep, src, srcStep, count);
-      break;
-    case 2:
-      copySamples<2>(dst, dstStep, src, srcStep, count);
-      break;
-    case 4:
-      copySamples<4>(dst, dstStep, src, srcStep, count);
-      break;
-    default:
-      for (std::int32_t i = 0; i < count; ++i, dst += dstStep, src += srcStep) {
-        std::memcpy(dst, src, static_cast<std::size_t>(bps));
-      }
-      break;
-  }
+// `count` copies of the `bytes`-byte pixel at `pixel`, side by side.
+void repeatPixel(std::uint8_t *dst, const std::uint8_t *pixel, std::size_t bytes,
+                 std::int32_t count) {
+  for (std::int32_t i = 0; i < count; ++i, dst += bytes) std::memcpy(dst, pixel, bytes);
 }
 
 }  // namespace
@@ -109,21 +101,13 @@ bool Host::Impl::wantsMore() const {
 void Host::Impl::writeBack() {
   if (!out.valid) return;
   Document &target = working();
-  const std::int32_t bps = target.bytesPerSample();
-  const std::int32_t nplanes = out.hi - out.lo + 1;
-  const std::int32_t cols = out.rect.right - out.rect.left;
+  const std::size_t cols = static_cast<std::size_t>(out.rect.right - out.rect.left);
+  std::vector<std::uint8_t *> planes(static_cast<std::size_t>(out.hi) -
+                                     static_cast<std::size_t>(out.lo) + 1);
   for (std::int32_t y = out.rect.top; y < out.rect.bottom; ++y) {
-    const std::uint8_t *src =
-        out.buffer.data() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes;
-    for (std::int32_t p = 0; p < nplanes; ++p) {
-      std::uint8_t *dst =
-          target.planes[static_cast<std::size_t>(out.lo) + static_cast<std::size_t>(p)]
-              .samples.data() +
-          (static_cast<std::size_t>(y) * target.width + out.rect.left) * bps;
-      const std::size_t step = static_cast<std::size_t>(nplanes) * bps;
-      copySamples(bps, dst, static_cast<std::size_t>(bps), src + static_cast<std::size_t>(p) * bps,
-                  step, cols);
-    }
+    planeRun(target, out.lo, out.rect.left, y, planes);
+    deinterleaveRow(out.buffer.get() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes,
+                    target.bytesPerSample(), cols, planes);
   }
   note(LogKind::Tile, {{"op", "write-back"},
                        {"outRect", rectText(out.rect)},
@@ -138,7 +122,6 @@ namespace {
 OSErr prepareGrant(const Document &doc, const VRect &rect, std::int16_t lo, std::int16_t hi,
                    bool allowOutside, std::int32_t rowPadding, TileGrant &grant) {
   grant.valid = false;
-  grant.buffer.clear();
   grant.rowBytes = 0;
   if (isEmpty(rect) || lo > hi) return noErr;
   if (lo < 0 || hi >= static_cast<std::int16_t>(doc.planes.size())) return paramErr;
@@ -156,47 +139,86 @@ OSErr prepareGrant(const Document &doc, const VRect &rect, std::int16_t lo, std:
   grant.lo = lo;
   grant.hi = hi;
   grant.rowBytes = static_cast<std::int32_t>(rowBytes);
-  grant.buffer.assign(static_cast<std::size_t>(rows * rowBytes), 0);
+  const auto size = static_cast<std::size_t>(rows * rowBytes);
+  if (size > grant.capacity) {
+    grant.buffer.reset();  // the old one goes first: never both at once
+    grant.buffer = std::make_unique_for_overwrite<std::uint8_t[]>(size);
+    grant.capacity = size;
+  }
   grant.valid = true;
   return noErr;
 }
 
+// Grants of at least this many bytes are filled by two threads.
+constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
+
 // Copies the document's pixels under the grant into its interleaved buffer.
-// Pixels outside the image follow `padding` (edge replication, a fill value,
-// or left as they are).
+// Pixels outside the image follow `padding`: edge replication, a fill value,
+// or none, where they read as 0. Row padding reads as 0 too. Every byte of
+// the grant is written, whatever an earlier tile left in the buffer.
 void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant) {
   const std::int32_t bps = doc.bytesPerSample();
-  const std::int32_t nplanes = grant.hi - grant.lo + 1;
-  std::uint8_t fill[4] = {0, 0, 0, 0};
-  if (padding >= 0 && padding <= 255) paddingSample(padding, bps, fill);
-  for (std::int32_t y = grant.rect.top; y < grant.rect.bottom; ++y) {
-    std::uint8_t *row =
-        grant.buffer.data() + static_cast<std::size_t>(y - grant.rect.top) * grant.rowBytes;
-    const bool rowInside = y >= 0 && y < doc.height;
-    const std::int32_t sy = y < 0 ? 0 : (y >= doc.height ? doc.height - 1 : y);
-    for (std::int32_t p = 0; p < nplanes; ++p) {
-      const std::uint8_t *plane =
-          doc.planes[static_cast<std::size_t>(grant.lo) + static_cast<std::size_t>(p)]
-              .samples.data();
-      std::uint8_t *d = row + static_cast<std::size_t>(p) * bps;
-      const std::size_t step = static_cast<std::size_t>(nplanes) * bps;
-      if (rowInside && grant.rect.left >= 0 && grant.rect.right <= doc.width) {
-        // The whole row lies in the image: a plain interleaving copy.
-        copySamples(bps, d, step,
-                    plane + (static_cast<std::size_t>(sy) * doc.width + grant.rect.left) * bps,
-                    static_cast<std::size_t>(bps), grant.rect.right - grant.rect.left);
-        continue;
+  const std::size_t nplanes =
+      static_cast<std::size_t>(grant.hi) - static_cast<std::size_t>(grant.lo) + 1;
+  const std::size_t pixelBytes = nplanes * static_cast<std::size_t>(bps);
+  const VRect &r = grant.rect;
+  const bool replicate = padding == plugInWantsEdgeReplication;
+  // A pixel outside the image when it is not replicated: the fill colour or 0.
+  std::vector<std::uint8_t> outside(pixelBytes, 0);
+  if (padding >= 0 && padding <= 255) {
+    for (std::size_t p = 0; p < nplanes; ++p) paddingSample(padding, bps, &outside[p * bps]);
+  }
+  // Columns left of the image, in it, and right of it; any may be empty.
+  const std::int32_t leftCount = std::max(0, std::min(r.right, 0) - r.left);
+  const std::int32_t middleLeft = std::max(r.left, 0);
+  const std::int32_t middleCount = std::max(0, std::min(r.right, doc.width) - middleLeft);
+  const std::int32_t rightLeft = std::max(r.left, doc.width);
+  const std::int32_t rightCount = std::max(0, r.right - rightLeft);
+  const std::size_t usedBytes = static_cast<std::size_t>(r.right - r.left) * pixelBytes;
+  // Rows [top, bottom) of the grant; each caller has scratch of its own.
+  auto fillRows = [&](std::int32_t top, std::int32_t bottom) {
+    std::vector<const std::uint8_t *> planes(nplanes);
+    std::vector<std::uint8_t> edge(pixelBytes);
+    auto edgePixel = [&](std::int32_t x, std::int32_t y) {
+      planeRun(doc, grant.lo, x, y, planes);
+      for (std::size_t p = 0; p < nplanes; ++p) std::memcpy(&edge[p * bps], planes[p], bps);
+      return edge.data();
+    };
+    for (std::int32_t y = top; y < bottom; ++y) {
+      std::uint8_t *row = grant.buffer.get() + static_cast<std::size_t>(y - r.top) * grant.rowBytes;
+      const bool rowInside = y >= 0 && y < doc.height;
+      const std::int32_t sy = std::clamp(y, 0, doc.height - 1);
+      std::uint8_t *middle = row + static_cast<std::size_t>(middleLeft - r.left) * pixelBytes;
+      if (middleCount > 0 && (rowInside || replicate)) {
+        planeRun(doc, grant.lo, middleLeft, sy, planes);
+        interleaveRow(planes, bps, static_cast<std::size_t>(middleCount), middle);
+      } else {
+        repeatPixel(middle, outside.data(), pixelBytes, middleCount);
       }
-      for (std::int32_t x = grant.rect.left; x < grant.rect.right; ++x, d += step) {
-        const bool inside = rowInside && x >= 0 && x < doc.width;
-        if (inside || padding == plugInWantsEdgeReplication) {
-          const std::int32_t sx = x < 0 ? 0 : (x >= doc.width ? doc.width - 1 : x);
-          std::memcpy(d, plane + (static_cast<std::size_t>(sy) * doc.width + sx) * bps, bps);
-        } else if (padding >= 0 && padding <= 255) {
-          std::memcpy(d, fill, bps);
-        }
-      }
+      repeatPixel(row, replicate ? edgePixel(0, sy) : outside.data(), pixelBytes, leftCount);
+      repeatPixel(row + static_cast<std::size_t>(rightLeft - r.left) * pixelBytes,
+                  replicate ? edgePixel(doc.width - 1, sy) : outside.data(), pixelBytes,
+                  rightCount);
+      std::memset(row + usedBytes, 0, static_cast<std::size_t>(grant.rowBytes) - usedBytes);
     }
+  };
+  // A large block is copied by two threads, the filter's own being idle
+  // meanwhile: one core alone does not reach the memory's bandwidth.
+  const std::size_t bytes =
+      static_cast<std::size_t>(r.bottom - r.top) * static_cast<std::size_t>(grant.rowBytes);
+  if (bytes >= kSplitBytes && r.bottom - r.top >= 2 && std::thread::hardware_concurrency() > 1) {
+    const std::int32_t half = r.top + (r.bottom - r.top) / 2;
+    std::thread lower;
+    try {
+      lower = std::thread(fillRows, half, r.bottom);
+    } catch (const std::system_error &) {
+      fillRows(r.top, r.bottom);  // no thread to be had: all on this one
+      return;
+    }
+    fillRows(r.top, half);
+    lower.join();
+  } else {
+    fillRows(r.top, r.bottom);
   }
 }
 
@@ -224,11 +246,11 @@ std::int16_t Host::Impl::handOut() {
   } else {
     if (in.valid) fillGrant(document, padding, in);
     if (out.valid) fillGrant(working(), plugInWantsErrorOnBoundsException, out);
-    record.inData = in.valid ? in.buffer.data() : nullptr;
+    record.inData = in.valid ? in.buffer.get() : nullptr;
     record.inRowBytes = in.rowBytes;
     record.inColumnBytes = in.valid ? (in.hi - in.lo + 1) * bps : 0;
     record.inPlaneBytes = in.valid ? bps : 0;
-    record.outData = out.valid ? out.buffer.data() : nullptr;
+    record.outData = out.valid ? out.buffer.get() : nullptr;
     record.outRowBytes = out.rowBytes;
     record.outColumnBytes = out.valid ? (out.hi - out.lo + 1) * bps : 0;
     record.outPlaneBytes = out.valid ? bps : 0;

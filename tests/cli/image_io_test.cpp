@@ -5,7 +5,9 @@
 #include <lcms2.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -137,4 +139,123 @@ TEST(ImageWrite, FormatsThatCannotHoldThePictureAreNamed) {
   EXPECT_THROW(checkWritable(cmyk, FileFormat::kPng, "o.png"), CliError);
   EXPECT_NO_THROW(checkWritable(cmyk, FileFormat::kTiff, "o.tif"));
   EXPECT_THROW(checkWritable(ramp(ColourModel::kRgb, 2), FileFormat::kPng, "o.png"), CliError);
+}
+
+namespace {
+
+// Rows to and from files, in every combination the codecs use, against the
+// rules: file sample p of pixel x at x * planes + p, colour inverted when
+// asked (alpha never), 8-bit samples widened by 257, 16-bit ones rescaled.
+struct RowCase {
+  ColourModel colour;
+  int alpha;
+  int depth;
+  int fileBits;
+  bool invert;
+  bool dropAlpha;  // JPEG writes the colour planes only
+};
+
+std::string describe(const RowCase &c) {
+  return std::string(colourName(c.colour)) + " +" + std::to_string(c.alpha) + " alpha, " +
+         std::to_string(c.depth) + "-bit document, " + std::to_string(c.fileBits) + "-bit file" +
+         (c.invert ? ", inverted" : "") + (c.dropAlpha ? ", colour only" : "");
+}
+
+std::vector<RowCase> rowCases() {
+  std::vector<RowCase> all;
+  for (ColourModel colour : {ColourModel::kGrey, ColourModel::kRgb, ColourModel::kCmyk})
+    for (int alpha : {0, 1, 2})
+      for (int depth : {8, 16})
+        for (int fileBits : {8, 16})
+          for (bool invert : {false, true})
+            for (bool dropAlpha : {false, true}) {
+              all.push_back({colour, alpha, depth, fileBits, invert, dropAlpha});
+            }
+  return all;
+}
+
+std::uint16_t documentSample(const Image &img, int p, int x, int y) {
+  const auto &s = img.doc.planes[static_cast<std::size_t>(p)].samples;
+  const std::size_t at = static_cast<std::size_t>(y) * img.doc.width + x;
+  if (img.doc.depth == 8) return s[at];
+  std::uint16_t v;
+  std::memcpy(&v, &s[at * 2], 2);
+  return v;
+}
+
+}  // namespace
+
+TEST(ImageRows, PackedRowsFollowTheFileLayoutAndScale) {
+  for (const RowCase &c : rowCases()) {
+    SCOPED_TRACE(describe(c));
+    Image img;
+    img.colour = c.colour;
+    const int w = 37, h = 3;
+    allocatePlanes(img, w, h, c.depth, img.colourChannels() + c.alpha);
+    std::uint32_t seed = 12345;
+    for (auto &plane : img.doc.planes) {
+      for (std::size_t i = 0; i < plane.samples.size(); i += c.depth / 8) {
+        seed = seed * 1103515245u + 12345u;
+        if (c.depth == 8) {
+          plane.samples[i] = static_cast<std::uint8_t>(seed >> 16);
+        } else {  // some beyond 32768, as foreign data may be
+          const auto v = static_cast<std::uint16_t>((seed >> 8) % 40000);
+          std::memcpy(&plane.samples[i], &v, 2);
+        }
+      }
+    }
+    const int planes = c.dropAlpha ? img.colourChannels() : static_cast<int>(img.doc.planes.size());
+    const int colour = c.invert ? img.colourChannels() : 0;
+    std::vector<std::uint16_t> row(static_cast<std::size_t>(w * planes), 0xBEEF);
+    packRow(img, 1, planes, c.fileBits, c.invert, row.data());
+    const auto *bytes = reinterpret_cast<const std::uint8_t *>(row.data());
+    int wrong = 0;
+    for (int x = 0; x < w; ++x) {
+      for (int p = 0; p < planes; ++p) {
+        const std::uint16_t v = documentSample(img, p, x, 1);
+        const bool inv = p < colour;
+        const std::size_t at = static_cast<std::size_t>(x * planes + p);
+        std::uint16_t want;
+        if (c.depth == 8) {
+          const int b = inv ? 255 - v : v;
+          want = static_cast<std::uint16_t>(c.fileBits == 8 ? b : b * 257);
+        } else {
+          const auto hv = static_cast<std::uint16_t>(inv ? 32768 - std::min<int>(v, 32768) : v);
+          want = c.fileBits == 8 ? hostToFile8(hv) : hostToFile16(hv);
+        }
+        wrong += (c.fileBits == 8 ? bytes[at] : row[at]) != want;
+      }
+    }
+    EXPECT_EQ(wrong, 0);
+    // Exactly the row's bytes are written.
+    const std::size_t used = static_cast<std::size_t>(w * planes * c.fileBits / 8);
+    for (std::size_t i = used; i < row.size() * 2; ++i) {
+      wrong += bytes[i] != (i % 2 ? 0xBE : 0xEF);
+    }
+    EXPECT_EQ(wrong, 0);
+
+    // Reading: the file's depth is the document's.
+    if (c.depth != c.fileBits) continue;
+    std::vector<std::uint16_t> file(static_cast<std::size_t>(w * planes));
+    for (auto &v : file) {
+      seed = seed * 1103515245u + 12345u;
+      v = static_cast<std::uint16_t>(seed >> 12);
+    }
+    const auto *fileBytes = reinterpret_cast<const std::uint8_t *>(file.data());
+    unpackRow(img, 2, planes, c.fileBits, c.invert, file.data());
+    for (int x = 0; x < w; ++x) {
+      for (int p = 0; p < planes; ++p) {
+        const bool inv = p < colour;
+        const std::size_t at = static_cast<std::size_t>(x * planes + p);
+        std::uint16_t want;
+        if (c.fileBits == 8) {
+          want = static_cast<std::uint16_t>(inv ? 255 - fileBytes[at] : fileBytes[at]);
+        } else {
+          want = fileToHost16(static_cast<std::uint16_t>(inv ? 65535 - file[at] : file[at]));
+        }
+        wrong += documentSample(img, p, x, 2) != want;
+      }
+    }
+    EXPECT_EQ(wrong, 0);
+  }
 }

@@ -1,0 +1,253 @@
+// The plain loops move one sample at a time, each side at its own stride.
+// The vector path handles a block of 16 bytes from each plane at once: every
+// 16-byte chunk of the interleaved block is the OR of one byte shuffle per
+// plane (SSSE3), the shuffle masks worked out at compile time from the
+// layout. What a block does not cover at the end of a run goes the plain way.
+#include "emulator/interleave.h"
+
+#include <array>
+#include <cstring>
+#include <type_traits>
+
+#if defined(__x86_64__) || defined(__i386__)
+#define HOSTEMU_X86_VECTORS 1
+#include <immintrin.h>
+#endif
+
+namespace hostemu {
+namespace {
+
+// Pixels [first, pixels) of a run.
+template <std::size_t kBytes>
+void interleaveFrom(std::span<const std::uint8_t *const> planes, std::size_t first,
+                    std::size_t pixels, std::uint8_t *out) {
+  const std::size_t step = planes.size() * kBytes;
+  for (std::size_t p = 0; p < planes.size(); ++p) {
+    const std::uint8_t *s = planes[p] + first * kBytes;
+    std::uint8_t *d = out + first * step + p * kBytes;
+    for (std::size_t i = first; i < pixels; ++i, s += kBytes, d += step) std::memcpy(d, s, kBytes);
+  }
+}
+
+template <std::size_t kBytes>
+void deinterleaveFrom(const std::uint8_t *in, std::size_t first, std::size_t pixels,
+                      std::span<std::uint8_t *const> planes) {
+  const std::size_t step = planes.size() * kBytes;
+  for (std::size_t p = 0; p < planes.size(); ++p) {
+    const std::uint8_t *s = in + first * step + p * kBytes;
+    std::uint8_t *d = planes[p] + first * kBytes;
+    for (std::size_t i = first; i < pixels; ++i, s += step, d += kBytes) std::memcpy(d, s, kBytes);
+  }
+}
+
+template <int kValue>
+using Int = std::integral_constant<int, kValue>;
+
+// fn(Int<kBytes>{}) for the sample size.
+template <typename Fn>
+void forSampleSize(std::int32_t bytesPerSample, Fn &&fn) {
+  switch (bytesPerSample) {
+    case 1:
+      fn(Int<1>{});
+      break;
+    case 2:
+      fn(Int<2>{});
+      break;
+    default:
+      fn(Int<4>{});
+      break;
+  }
+}
+
+void interleaveFrom(std::span<const std::uint8_t *const> planes, std::int32_t bytesPerSample,
+                    std::size_t first, std::size_t pixels, std::uint8_t *out) {
+  const std::size_t at = first * bytesPerSample;
+  if (planes.size() == 1) {
+    std::memcpy(out + at, planes[0] + at, pixels * bytesPerSample - at);
+    return;
+  }
+  forSampleSize(bytesPerSample, [&](auto bytes) {
+    interleaveFrom<decltype(bytes)::value>(planes, first, pixels, out);
+  });
+}
+
+void deinterleaveFrom(const std::uint8_t *in, std::int32_t bytesPerSample, std::size_t first,
+                      std::size_t pixels, std::span<std::uint8_t *const> planes) {
+  const std::size_t at = first * bytesPerSample;
+  if (planes.size() == 1) {
+    std::memcpy(planes[0] + at, in + at, pixels * bytesPerSample - at);
+    return;
+  }
+  forSampleSize(bytesPerSample, [&](auto bytes) {
+    deinterleaveFrom<decltype(bytes)::value>(in, first, pixels, planes);
+  });
+}
+
+#ifdef HOSTEMU_X86_VECTORS
+
+using Mask = std::array<std::int8_t, 16>;
+
+// A block is 16 bytes of each of kN planes of kB-byte samples, 16 / kB pixels,
+// and kN chunks of 16 bytes interleaved. Mask [chunk * kN + plane] picks, for
+// each byte of that chunk, the byte of that plane's block that lands there
+// (-128: none, the shuffle writes 0).
+template <int kN, int kB>
+constexpr std::array<Mask, kN * kN> interleaveMasks() {
+  std::array<Mask, kN * kN> masks{};
+  for (int chunk = 0; chunk < kN; ++chunk) {
+    for (int plane = 0; plane < kN; ++plane) {
+      for (int k = 0; k < 16; ++k) {
+        const int at = 16 * chunk + k;  // byte in the interleaved block
+        const int pixel = at / (kN * kB);
+        const int channel = at % (kN * kB) / kB;
+        masks[chunk * kN + plane][k] =
+            static_cast<std::int8_t>(channel == plane ? pixel * kB + at % kB : -128);
+      }
+    }
+  }
+  return masks;
+}
+
+// Mask [plane * kN + chunk] picks, for each byte of that plane's block, the
+// byte of that interleaved chunk it comes from (-128: another chunk's).
+template <int kN, int kB>
+constexpr std::array<Mask, kN * kN> deinterleaveMasks() {
+  std::array<Mask, kN * kN> masks{};
+  for (int plane = 0; plane < kN; ++plane) {
+    for (int chunk = 0; chunk < kN; ++chunk) {
+      for (int k = 0; k < 16; ++k) {
+        const int at = (k / kB) * kN * kB + plane * kB + k % kB;
+        masks[plane * kN + chunk][k] = static_cast<std::int8_t>(at / 16 == chunk ? at % 16 : -128);
+      }
+    }
+  }
+  return masks;
+}
+
+template <int kN, int kB>
+__attribute__((target("ssse3"))) std::size_t interleaveBlocks(const std::uint8_t *const *planes,
+                                                              std::size_t pixels,
+                                                              std::uint8_t *out) {
+  static constexpr std::array<Mask, kN *kN> kMasks = interleaveMasks<kN, kB>();
+  constexpr std::size_t kPixels = 16 / kB;
+  __m128i mask[kN * kN];
+  for (int i = 0; i < kN * kN; ++i) {
+    mask[i] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(kMasks[i].data()));
+  }
+  std::size_t done = 0;
+  for (; done + kPixels <= pixels; done += kPixels) {
+    __m128i v[kN];
+    for (int p = 0; p < kN; ++p) {
+      v[p] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(planes[p] + done * kB));
+    }
+    std::uint8_t *d = out + done * kN * kB;
+    for (int c = 0; c < kN; ++c) {
+      __m128i o = _mm_shuffle_epi8(v[0], mask[c * kN]);
+      for (int p = 1; p < kN; ++p) o = _mm_or_si128(o, _mm_shuffle_epi8(v[p], mask[c * kN + p]));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(d + 16 * c), o);
+    }
+  }
+  return done;
+}
+
+template <int kN, int kB>
+__attribute__((target("ssse3"))) std::size_t deinterleaveBlocks(const std::uint8_t *in,
+                                                                std::size_t pixels,
+                                                                std::uint8_t *const *planes) {
+  static constexpr std::array<Mask, kN *kN> kMasks = deinterleaveMasks<kN, kB>();
+  constexpr std::size_t kPixels = 16 / kB;
+  __m128i mask[kN * kN];
+  for (int i = 0; i < kN * kN; ++i) {
+    mask[i] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(kMasks[i].data()));
+  }
+  std::size_t done = 0;
+  for (; done + kPixels <= pixels; done += kPixels) {
+    const std::uint8_t *s = in + done * kN * kB;
+    __m128i v[kN];
+    for (int c = 0; c < kN; ++c)
+      v[c] = _mm_loadu_si128(reinterpret_cast<const __m128i *>(s + 16 * c));
+    for (int p = 0; p < kN; ++p) {
+      __m128i o = _mm_shuffle_epi8(v[0], mask[p * kN]);
+      for (int c = 1; c < kN; ++c) o = _mm_or_si128(o, _mm_shuffle_epi8(v[c], mask[p * kN + c]));
+      _mm_storeu_si128(reinterpret_cast<__m128i *>(planes[p] + done * kB), o);
+    }
+  }
+  return done;
+}
+
+bool haveSsse3() {
+  static const bool yes = [] {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("ssse3") != 0;
+  }();
+  return yes;
+}
+
+// fn(Int<kN>{}, Int<kB>{}) for the layouts the vector path takes: its
+// answer, how many pixels from the start of the run it did; 0 for the others.
+template <typename Fn>
+std::size_t forVectorLayout(std::size_t planes, std::int32_t bytesPerSample, Fn &&fn) {
+  if (!haveSsse3()) return 0;
+  switch (planes * 10 + static_cast<std::size_t>(bytesPerSample)) {
+    case 21:
+      return fn(Int<2>{}, Int<1>{});
+    case 22:
+      return fn(Int<2>{}, Int<2>{});
+    case 31:
+      return fn(Int<3>{}, Int<1>{});
+    case 32:
+      return fn(Int<3>{}, Int<2>{});
+    case 41:
+      return fn(Int<4>{}, Int<1>{});
+    case 42:
+      return fn(Int<4>{}, Int<2>{});
+    default:
+      return 0;
+  }
+}
+
+std::size_t interleaveVector(std::span<const std::uint8_t *const> planes,
+                             std::int32_t bytesPerSample, std::size_t pixels, std::uint8_t *out) {
+  return forVectorLayout(planes.size(), bytesPerSample, [&](auto n, auto bytes) {
+    return interleaveBlocks<decltype(n)::value, decltype(bytes)::value>(planes.data(), pixels, out);
+  });
+}
+
+std::size_t deinterleaveVector(const std::uint8_t *in, std::int32_t bytesPerSample,
+                               std::size_t pixels, std::span<std::uint8_t *const> planes) {
+  return forVectorLayout(planes.size(), bytesPerSample, [&](auto n, auto bytes) {
+    return deinterleaveBlocks<decltype(n)::value, decltype(bytes)::value>(in, pixels,
+                                                                          planes.data());
+  });
+}
+
+#else
+
+std::size_t interleaveVector(std::span<const std::uint8_t *const>, std::int32_t, std::size_t,
+                             std::uint8_t *) {
+  return 0;
+}
+std::size_t deinterleaveVector(const std::uint8_t *, std::int32_t, std::size_t,
+                               std::span<std::uint8_t *const>) {
+  return 0;
+}
+
+#endif
+
+}  // namespace
+
+void interleaveRow(std::span<const std::uint8_t *const> planes, std::int32_t bytesPerSample,
+                   std::size_t pixels, std::uint8_t *out) {
+  if (planes.empty() || pixels == 0) return;
+  const std::size_t done = interleaveVector(planes, bytesPerSample, pixels, out);
+  if (done < pixels) interleaveFrom(planes, bytesPerSample, done, pixels, out);
+}
+
+void deinterleaveRow(const std::uint8_t *in, std::int32_t bytesPerSample, std::size_t pixels,
+                     std::span<std::uint8_t *const> planes) {
+  if (planes.empty() || pixels == 0) return;
+  const std::size_t done = deinterleaveVector(in, bytesPerSample, pixels, planes);
+  if (done < pixels) deinterleaveFrom(in, bytesPerSample, done, pixels, planes);
+}
+
+}  // namespace hostemu
