@@ -313,7 +313,8 @@ struct VectorFilter {
                 V::both(V::le(x, V::set1(s.x_limit)), V::le(y, V::set1(s.y_limit))));
     t.in_bits = V::bits(inside) & ((1u << valid) - 1u);
     if (t.in_bits == 0) return false;
-    // Lanes outside read pixel (0, 0) harmlessly and are not stored.
+    // Lanes outside get position (0, 0): their taps are never read (their
+    // offsets may point outside a tile's box) and they are stored as zeros.
     x = V::blend(inside, x, V::set1(0.0));
     y = V::blend(inside, y, V::set1(0.0));
     const D flx = V::floor(x);
