@@ -6,7 +6,7 @@
 // then formed in one of two ways, both keeping the baseline's order for every
 // channel (each tap row summed left to right, weighted by its row weight and
 // added to the pixel's sum; clamp, add one half, truncate):
-//  - pixels of 1 or 2 channels (and 8-bit bilinear): still one pixel per lane,
+//  - pixels of 1 or 2 channels: still one pixel per lane,
 //    samples fetched as 32-bit words by gather and split into channels;
 //  - pixels of 3 or 4 channels: pixel by pixel, its channels side by side in
 //    one register of four doubles. With the lens model, the output is walked
@@ -209,13 +209,12 @@ struct VectorFilter {
   static constexpr int kPixelBytes = C * static_cast<int>(sizeof(T));
   static constexpr int kWords = (kPixelBytes + 3) / 4;
   // Pixels of 3 or 4 channels are filtered one register per pixel, and read
-  // four samples at a time; others one lane per pixel, a word at a time. (With
-  // only 2 x 2 taps of 8-bit pixels, one word each, the lanes do better.)
-  static constexpr bool kWholePixels = C >= 3 && (N > 2 || sizeof(T) > 1);
+  // four samples at a time; others one lane per pixel, a word at a time.
+  static constexpr bool kWholePixels = C >= 3;
   static constexpr int kReach = kWholePixels ? 4 * static_cast<int>(sizeof(T)) : 4 * kWords;
 
   // Lanes [0, valid) of one group: sx, sy source positions, out the first
-  // lane's output pixel. (Pixels of 1 or 2 channels, and 8-bit bilinear.)
+  // lane's output pixel. (Pixels of 1 or 2 channels.)
   static void group(const SourceView &s, const double *sx, const double *sy, int valid,
                     uint8_t *out, int32_t out_stride) {
     D x = V::load(sx);
