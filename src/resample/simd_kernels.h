@@ -213,18 +213,28 @@ struct VectorFilter {
   static constexpr bool kWholePixels = C >= 3;
   static constexpr int kReach = kWholePixels ? 4 * static_cast<int>(sizeof(T)) : 4 * kWords;
 
+  // Zeros for `count` output pixels from out on (pixels outside the block).
+  static void clear_pixels(uint8_t *out, int count, int32_t out_stride) {
+    for (int j = 0; j < count; ++j) std::memset(out + j * out_stride, 0, kPixelBytes);
+  }
+
+  // The lanes whose position lies in the block: -0.5 .. width - 0.5 across,
+  // -0.5 .. height - 0.5 down (ordered compares: NaN is outside).
+  static auto inside_block(const SourceView &s, D x, D y) {
+    return V::both(V::both(V::ge(x, V::set1(-0.5)), V::ge(y, V::set1(-0.5))),
+                   V::both(V::le(x, V::set1(s.x_limit)), V::le(y, V::set1(s.y_limit))));
+  }
+
   // Lanes [0, valid) of one group: sx, sy source positions, out the first
   // lane's output pixel. (Pixels of 1 or 2 channels.)
   static void group(const SourceView &s, const double *sx, const double *sy, int valid,
                     uint8_t *out, int32_t out_stride) {
     D x = V::load(sx);
     D y = V::load(sy);
-    const auto inside =
-        V::both(V::both(V::ge(x, V::set1(-0.5)), V::ge(y, V::set1(-0.5))),
-                V::both(V::le(x, V::set1(s.x_limit)), V::le(y, V::set1(s.y_limit))));
+    const auto inside = inside_block(s, x, y);
     const unsigned in_bits = V::bits(inside) & ((1u << valid) - 1u);
     if (in_bits == 0) {
-      for (int j = 0; j < valid; ++j) std::memset(out + j * out_stride, 0, kPixelBytes);
+      clear_pixels(out, valid, out_stride);
       return;
     }
     // Lanes outside read pixel (0, 0) harmlessly and are not stored.
@@ -307,9 +317,7 @@ struct VectorFilter {
                       const double *sy, int valid, Taps &t) {
     D x = V::load(sx);
     D y = V::load(sy);
-    const auto inside =
-        V::both(V::both(V::ge(x, V::set1(-0.5)), V::ge(y, V::set1(-0.5))),
-                V::both(V::le(x, V::set1(s.x_limit)), V::le(y, V::set1(s.y_limit))));
+    const auto inside = inside_block(s, x, y);
     t.in_bits = V::bits(inside) & ((1u << valid) - 1u);
     if (t.in_bits == 0) return false;
     // Lanes outside get position (0, 0): their taps are never read (their
@@ -416,7 +424,7 @@ struct VectorFilter {
     const Offsets at{0, s.pixel_stride, 0, s.row_stride, s.span - kReach};
     Taps t;
     if (!prepare(s, table, at, sx, sy, valid, t)) {
-      for (int j = 0; j < valid; ++j) std::memset(out + j * out_stride, 0, kPixelBytes);
+      clear_pixels(out, valid, out_stride);
       return;
     }
     if (t.near_end) {
@@ -447,9 +455,7 @@ struct VectorFilter {
       for (int i = 0; i < count; i += L) {
         const D x = V::load(sx[r] + i);
         const D y = V::load(sy[r] + i);
-        const auto inside =
-            V::both(V::both(V::ge(x, V::set1(-0.5)), V::ge(y, V::set1(-0.5))),
-                    V::both(V::le(x, V::set1(s.x_limit)), V::le(y, V::set1(s.y_limit))));
+        const auto inside = inside_block(s, x, y);
         low_x = V::min(V::blend(inside, x, V::set1(HUGE_VAL)), low_x);
         low_y = V::min(V::blend(inside, y, V::set1(HUGE_VAL)), low_y);
         high_x = V::max(V::blend(inside, x, V::set1(-HUGE_VAL)), high_x);
@@ -473,8 +479,7 @@ struct VectorFilter {
     }
     if (!(lx <= hx)) {  // no pixel of the tile is inside
       for (int r = 0; r < rows; ++r) {
-        uint8_t *o = out + static_cast<ptrdiff_t>(r) * out_row_stride;
-        for (int i = 0; i < count; ++i) std::memset(o + i * out_stride, 0, kPixelBytes);
+        clear_pixels(out + static_cast<ptrdiff_t>(r) * out_row_stride, count, out_stride);
       }
       return;
     }
@@ -509,7 +514,7 @@ struct VectorFilter {
         if (prepare(s, table, at, sx[r] + i, sy[r] + i, valid, t)) {
           filter_pixels(reader, t, s.max_value, valid, g, out_stride);
         } else {
-          for (int j = 0; j < valid; ++j) std::memset(g + j * out_stride, 0, kPixelBytes);
+          clear_pixels(g, valid, out_stride);
         }
       }
     }
