@@ -30,12 +30,35 @@ struct Case {
 
 class IsaPaths : public testing::TestWithParam<uint32_t> {};
 
+// Runs `kernel` and the reference from `src` into two copies of `target`;
+// equal bytes expected, padding included.
+void expect_reference_bytes(interp_kernel_fn kernel, uint32_t method, uint32_t size,
+                            const TestBlock &src, const TestBlock &target,
+                            interp_transform_fn transform, const lensdistort_model &lens) {
+  ASSERT_NE(kernel, nullptr);
+  TestBlock got = target;
+  TestBlock want = target;
+  const interp_source s = src.source();
+  const interp_target tg = got.target();
+  const interp_target tw = want.target();
+  ASSERT_EQ(kernel(&s, &tg, transform, &lens), 0);
+  ASSERT_EQ(reference_resample(method, size, &s, &tw, lensdistort_transform_point, &lens), 0);
+  ASSERT_EQ(got.bytes, want.bytes);
+}
+
+// Every sample of the block drawn from 0 .. max.
+void fill_random(TestBlock &block, uint32_t max, std::mt19937 &rng) {
+  std::uniform_int_distribution<uint32_t> value(0, max);
+  for (int y = 0; y < block.height; ++y)
+    for (int x = 0; x < block.width; ++x)
+      for (int k = 0; k < block.channels; ++k) block.set(x, y, k, value(rng));
+}
+
 // Runs the level's kernel and the reference on one case; equal bytes expected,
 // padding included.
 void compare(uint32_t isa, uint32_t method, uint32_t size, const Case &c, std::mt19937 &rng,
              bool callback) {
   const interp_kernel_fn kernel = interp_get_kernel_isa(method, size, isa);
-  ASSERT_NE(kernel, nullptr);
   std::uniform_int_distribution<int> pad(0, 3);
   TestBlock src(c.source_width, c.source_height, c.channels, size, c.max_value, pad(rng) * size,
                 pad(rng));
@@ -65,19 +88,12 @@ void compare(uint32_t isa, uint32_t method, uint32_t size, const Case &c, std::m
   src.origin_x = 3.0;
   src.origin_y = 2.0;
 
-  TestBlock got(c.target_width, c.target_height, c.channels, size, c.max_value, pad(rng) * size,
-                pad(rng), 0xC5);
-  TestBlock want = got;
-  got.origin_x = want.origin_x = unit(rng) * 4.0;
-  got.origin_y = want.origin_y = unit(rng) * 4.0;
-
-  const interp_source s = src.source();
-  const interp_target tg = got.target();
-  const interp_target tw = want.target();
+  TestBlock target(c.target_width, c.target_height, c.channels, size, c.max_value, pad(rng) * size,
+                   pad(rng), 0xC5);
+  target.origin_x = unit(rng) * 4.0;
+  target.origin_y = unit(rng) * 4.0;
   const interp_transform_fn transform = callback ? lens_by_callback : lensdistort_transform_point;
-  ASSERT_EQ(kernel(&s, &tg, transform, &lens), 0);
-  ASSERT_EQ(reference_resample(method, size, &s, &tw, lensdistort_transform_point, &lens), 0);
-  ASSERT_EQ(got.bytes, want.bytes);
+  expect_reference_bytes(kernel, method, size, src, target, transform, lens);
 }
 
 TEST_P(IsaPaths, EveryKernelMatchesTheReference) {
@@ -119,25 +135,17 @@ TEST_P(IsaPaths, WideBandOfABarrelLens) {
                    << interp_isa_name(isa) << " method " << method << " size " << size);
       const int w = 301, h = 57;
       TestBlock src(w, h, 3, size, size == 1 ? 255 : 32768);
-      std::uniform_int_distribution<uint32_t> value(0, size == 1 ? 255u : 32768u);
-      for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-          for (int k = 0; k < 3; ++k) src.set(x, y, k, value(rng));
+      fill_random(src, size == 1 ? 255u : 32768u, rng);
       lensdistort_model lens{};
       lens.k1 = -0.05;
       lens.k2 = 0.01;
       lens.scale = 1.0;
       lens.imageWidth = w;
       lens.imageHeight = h;
-      TestBlock got(w, h, 3, size, src.max_value, 0, 0, 0x5A);
-      TestBlock want = got;
-      const interp_source s = src.source();
-      const interp_target tg = got.target();
-      const interp_target tw = want.target();
-      ASSERT_EQ(
-          interp_get_kernel_isa(method, size, isa)(&s, &tg, lensdistort_transform_point, &lens), 0);
-      ASSERT_EQ(reference_resample(method, size, &s, &tw, lensdistort_transform_point, &lens), 0);
-      ASSERT_EQ(got.bytes, want.bytes);
+      expect_reference_bytes(interp_get_kernel_isa(method, size, isa), method, size, src,
+                             TestBlock(w, h, 3, size, src.max_value, 0, 0, 0x5A),
+                             lensdistort_transform_point, lens);
+      if (HasFatalFailure()) return;
     }
   }
 }
@@ -160,10 +168,7 @@ TEST_P(IsaPaths, TilesOfWholePixelsAtEveryZoom) {
                        << " size " << size << " channels " << channels);
           const int w = 420, h = 150;
           TestBlock src(w, h, channels, size, max_for[size], size, 5);
-          std::uniform_int_distribution<uint32_t> value(0, static_cast<uint32_t>(max_for[size]));
-          for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-              for (int k = 0; k < channels; ++k) src.set(x, y, k, value(rng));
+          fill_random(src, static_cast<uint32_t>(max_for[size]), rng);
           lensdistort_model lens{};
           lens.k1 = -0.08;
           lens.k2 = 0.02;
@@ -172,19 +177,12 @@ TEST_P(IsaPaths, TilesOfWholePixelsAtEveryZoom) {
           lens.scale = scale;
           lens.imageWidth = w;
           lens.imageHeight = h;
-          TestBlock got(131, 27, channels, size, src.max_value, 0, 3, 0x5A);
-          TestBlock want = got;
-          got.origin_x = want.origin_x = 140.0;
-          got.origin_y = want.origin_y = 60.0;
-          const interp_source s = src.source();
-          const interp_target tg = got.target();
-          const interp_target tw = want.target();
-          ASSERT_EQ(
-              interp_get_kernel_isa(method, size, isa)(&s, &tg, lensdistort_transform_point, &lens),
-              0);
-          ASSERT_EQ(reference_resample(method, size, &s, &tw, lensdistort_transform_point, &lens),
-                    0);
-          ASSERT_EQ(got.bytes, want.bytes);
+          TestBlock target(131, 27, channels, size, src.max_value, 0, 3, 0x5A);
+          target.origin_x = 140.0;
+          target.origin_y = 60.0;
+          expect_reference_bytes(interp_get_kernel_isa(method, size, isa), method, size, src,
+                                 target, lensdistort_transform_point, lens);
+          if (HasFatalFailure()) return;
         }
       }
     }
