@@ -4,16 +4,18 @@
 // alpha, and one wider than 16-bit coordinates reach, for the methods users
 // pick, with the zoom, centre, radius limit and orientation a user sets.
 #include <gtest/gtest.h>
-#include <tiffio.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "image_io/image.h"
+#include "image_io/image_io.h"
 #include "resample/isa.h"
 #include "run_cli.h"
 
@@ -24,36 +26,32 @@ namespace {
 const fs::path kPhoto =
     fs::path(ORTAVEL_TESTDATA_DIR) / "exif/exif-jpeg/deb-opencv-doc_scenetext02.jpg";
 
-// A TIFF of 8- or 16-bit samples, RGB or RGBA: smooth ramps with noise, so
-// that every tap counts.
+// A TIFF of 8- or 16-bit samples, RGB or RGBA, written by the command's own
+// image code: smooth ramps with noise, so that every tap counts.
 void writeTiff(const fs::path &path, int w, int h, int bits, int channels) {
-  TIFF *tif = TIFFOpen(path.c_str(), "w");
-  ASSERT_NE(tif, nullptr);
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, bits);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, channels);
-  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
-  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  if (channels == 4) {
-    const uint16_t extra = EXTRASAMPLE_UNASSALPHA;
-    TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &extra);
-  }
+  using namespace ortavel::cli;
+  Image img;
+  img.colour = ColourModel::kRgb;
+  img.fileBits = bits;
+  allocatePlanes(img, w, h, bits, channels);
   std::mt19937 rng(5);
-  const size_t samples = static_cast<size_t>(w) * channels;
-  std::vector<uint16_t> row16(samples);
-  std::vector<uint8_t> row8(samples);
-  for (int y = 0; y < h; ++y) {
-    for (size_t i = 0; i < samples; ++i) {
-      const int x = static_cast<int>(i) / channels;
-      const int k = static_cast<int>(i) % channels;
-      row16[i] = static_cast<uint16_t>((x * 97 + y * 61 + k * 9000) % 60000 + rng() % 4000);
-      row8[i] = static_cast<uint8_t>(row16[i] >> 8);
+  for (int k = 0; k < channels; ++k) {
+    std::uint8_t *plane = img.doc.planes[static_cast<size_t>(k)].samples.data();
+    for (int y = 0; y < h; ++y) {
+      for (int x = 0; x < w; ++x) {
+        const size_t i = static_cast<size_t>(y) * w + x;
+        // 16-bit planes hold the host's scale, 0 .. 32768.
+        const uint32_t v = (x * 97 + y * 61 + k * 9000) % 30000 + rng() % 2000;
+        if (bits == 8) {
+          plane[i] = static_cast<std::uint8_t>(v >> 7);
+        } else {
+          const auto s = static_cast<uint16_t>(v);
+          std::memcpy(plane + 2 * i, &s, 2);
+        }
+      }
     }
-    void *row = bits == 16 ? static_cast<void *>(row16.data()) : static_cast<void *>(row8.data());
-    ASSERT_EQ(TIFFWriteScanline(tif, row, static_cast<uint32_t>(y), 0), 1);
   }
-  TIFFClose(tif);
+  writeImage(img, FileFormat::kTiff, path, {});
 }
 
 class IsaLevels : public ::testing::Test {
