@@ -528,20 +528,17 @@ struct VectorFilter {
     alignas(64) double sx[kTileRows][kTileColumns];
     alignas(64) double sy[kTileRows][kTileColumns];
     alignas(64) double box[kBoxPixels * C + 4];
-    for (int r0 = 0; r0 < dst->height; r0 += kTileRows) {
-      const int rows = dst->height - r0 < kTileRows ? dst->height - r0 : kTileRows;
-      for (int c0 = 0; c0 < dst->width; c0 += kTileColumns) {
-        const int count = dst->width - c0 < kTileColumns ? dst->width - c0 : kTileColumns;
-        const int padded = (count + L - 1) / L * L;
-        lens.columns(c0, dst->origin_x, padded, u);
+    // Column strips outermost, so that each strip's column terms are formed
+    // once for all rows of the block.
+    for (int c0 = 0; c0 < dst->width; c0 += kTileColumns) {
+      const int count = dst->width - c0 < kTileColumns ? dst->width - c0 : kTileColumns;
+      const int padded = (count + L - 1) / L * L;
+      lens.columns(c0, dst->origin_x, padded, u);
+      for (int r0 = 0; r0 < dst->height; r0 += kTileRows) {
+        const int rows = dst->height - r0 < kTileRows ? dst->height - r0 : kTileRows;
         for (int r = 0; r < rows; ++r) {
           lens.map(u, lens.row(static_cast<double>(r0 + r) + dst->origin_y), padded, sx[r], sy[r]);
-          int i = 0;
-          for (; i < count; ++i) {
-            sx[r][i] = sx[r][i] - src->origin_x;
-            sy[r][i] = sy[r][i] - src->origin_y;
-          }
-          for (; i < padded; ++i) sx[r][i] = sy[r][i] = NAN;
+          relative_to_block(src, count, L, sx[r], sy[r]);
         }
         uint8_t *out = dst->data + static_cast<ptrdiff_t>(r0) * dst->row_stride +
                        static_cast<ptrdiff_t>(c0) * dst->pixel_stride;

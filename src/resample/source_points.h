@@ -25,6 +25,19 @@ inline namespace ORTAVEL_ISA_NAMESPACE {
 // doubles live on the stack.
 inline constexpr int kRunLength = 256;
 
+// Source positions sx[i], sy[i], i < count, made relative to the source block
+// (its origin subtracted), and NaN from there up to the next multiple of
+// `lanes`, so that whole groups of lanes can be read.
+inline void relative_to_block(const interp_source *src, int count, int lanes, double *sx,
+                              double *sy) {
+  int i = 0;
+  for (; i < count; ++i) {
+    sx[i] = sx[i] - src->origin_x;
+    sy[i] = sy[i] - src->origin_y;
+  }
+  for (; i % lanes != 0; ++i) sx[i] = sy[i] = NAN;
+}
+
 // Calls body(row, first_column, count, sx, sy) for runs of at most kRunLength
 // pixels of one target row, every pixel of the block exactly once. sx and sy
 // hold positions in the source block (its origin subtracted), followed by NaN
@@ -35,14 +48,7 @@ void for_each_run(const interp_source *src, const interp_target *dst, interp_tra
   // Cleared once per call, so that no path can read an unset entry.
   alignas(64) double sx[kRunLength] = {};
   alignas(64) double sy[kRunLength] = {};
-  const auto finish = [&](int count) {
-    int i = 0;
-    for (; i < count; ++i) {
-      sx[i] = sx[i] - src->origin_x;
-      sy[i] = sy[i] - src->origin_y;
-    }
-    for (; i % V::kLanes != 0; ++i) sx[i] = sy[i] = NAN;
-  };
+  const auto finish = [&](int count) { relative_to_block(src, count, V::kLanes, sx, sy); };
   if (transform == lensdistort_transform_point) {
     const ortavel_lens::LensRows<V> lens(*static_cast<const lensdistort_model *>(model));
     alignas(64) double u[kRunLength] = {};
