@@ -2,7 +2,7 @@
 
 #include "exit_codes.h"
 #include "lens_profiles/exif_lens.h"
-#include "lens_profiles/fill_zoom.h"
+#include "lens_profiles/settings_fill.h"
 #include "lens_profiles/profile_messages.h"
 
 namespace ortavel::cli {

@@ -14,9 +14,14 @@
 #include <string>
 #include <vector>
 
-#include "lens_profiles/profile_conversion.h"
+#include "profiles/profile_conversion.h"
 
 namespace ortavel::cli {
+
+using profiles::CalibrationFrame;
+using profiles::ConvertedDistortion;
+using profiles::DatabaseDistortion;
+using profiles::DistortionModel;
 
 class LensDatabase {
  public:

@@ -5,8 +5,8 @@
 #include <stdexcept>
 
 #include "lens_profiles/lens_database.h"
-#include "lens_profiles/profile_conversion.h"
 #include "lens_profiles/profile_messages.h"
+#include "profiles/profile_conversion.h"
 
 namespace ortavel::cli {
 namespace {

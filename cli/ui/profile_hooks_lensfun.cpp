@@ -1,7 +1,7 @@
 // The editor's `Auto` and `Fill` through the lens database, with the same
 // lookup and fill rule as `ortavel correct --auto --fill`.
 #include "exit_codes.h"
-#include "lens_profiles/fill_zoom.h"
+#include "lens_profiles/settings_fill.h"
 #include "lens_profiles/lens_database.h"
 #include "lens_profiles/lens_profile.h"
 #include "lens_profiles/profile_messages.h"

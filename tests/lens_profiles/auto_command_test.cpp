@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "image_io/image_io.h"
-#include "lens_profiles/fill_zoom.h"
+#include "lens_profiles/settings_fill.h"
 #include "lens_profiles/lens_profile.h"
 #include "run_cli.h"
 #include "settings_file.h"

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "geometry/lensdistort.h"
-#include "lens_profiles/fill_zoom.h"
+#include "lens_profiles/settings_fill.h"
 
 namespace ortavel::cli {
 namespace {

@@ -18,7 +18,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace ortavel::cli {
+namespace ortavel::profiles {
 
 enum class DistortionModel { kPoly3, kPoly5, kPtLens };
 
@@ -63,4 +63,4 @@ struct ConvertedDistortion {
 ConvertedDistortion convertDistortion(const DatabaseDistortion &d, const CalibrationFrame &frame,
                                       std::int32_t width, std::int32_t height);
 
-}  // namespace ortavel::cli
+}  // namespace ortavel::profiles

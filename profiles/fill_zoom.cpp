@@ -4,36 +4,30 @@
 
 #include "geometry/lensdistort.h"
 
-namespace ortavel::cli {
+namespace ortavel::profiles {
 namespace {
 
 constexpr int kInnerGrid = 64;        // inner pixels checked per side
 constexpr double kLargestZoom = 1e6;  // beyond this the centre is outside
 constexpr double kSmallestZoom = 1e-6;
 
-lensdistort_model modelFor(const CorrectionSettings &s, std::int32_t width, std::int32_t height) {
-  lensdistort_model m{};
-  m.centerX = s.centerX;
-  m.centerY = s.centerY;
-  m.k1 = s.k1;
-  m.k2 = s.k2;
-  m.radiusLimit = s.radiusLimit;
-  m.scale = s.scale;
-  m.imageWidth = width;
-  m.imageHeight = height;
-  m.orientation = static_cast<std::uint32_t>(s.orientation);
+lensdistort_model modelFor(const lensdistort_model &lens, const FillCanvas &c, double zoom) {
+  lensdistort_model m = lens;
+  m.scale = zoom;
+  m.imageWidth = c.width;
+  m.imageHeight = c.height;
   return m;
 }
 
-}  // namespace
-
-bool fillsCanvas(const CorrectionSettings &s, std::int32_t width, std::int32_t height) {
-  const lensdistort_model m = modelFor(s, width, height);
+// Whether the canvas fills at this zoom.
+bool fillsCanvasAt(const lensdistort_model &lens, const FillCanvas &c, double zoom) {
+  const lensdistort_model m = modelFor(lens, c, zoom);
+  const std::int32_t width = c.width, height = c.height;
   const double maxX = width - 1, maxY = height - 1;
   // Output positions relative to the picture's top-left, as the run passes
   // them: the margins lie at negative positions and beyond the picture.
-  const std::int32_t x0 = -s.margins.left, x1 = width - 1 + s.margins.right;
-  const std::int32_t y0 = -s.margins.top, y1 = height - 1 + s.margins.bottom;
+  const std::int32_t x0 = -c.left, x1 = width - 1 + c.right;
+  const std::int32_t y0 = -c.top, y1 = height - 1 + c.bottom;
   auto inside = [&](std::int32_t x, std::int32_t y) {
     double sx = 0.0, sy = 0.0;
     lensdistort_transform_point(x, y, &sx, &sy, &m);
@@ -55,14 +49,15 @@ bool fillsCanvas(const CorrectionSettings &s, std::int32_t width, std::int32_t h
   return true;
 }
 
-std::optional<double> fillZoom(const CorrectionSettings &s, std::int32_t width,
-                               std::int32_t height) {
-  if (width < 2 || height < 1) return std::nullopt;
-  CorrectionSettings t = s;
-  auto fills = [&](double zoom) {
-    t.scale = zoom;
-    return fillsCanvas(t, width, height);
-  };
+}  // namespace
+
+bool fillsCanvas(const lensdistort_model &lens, const FillCanvas &c) {
+  return fillsCanvasAt(lens, c, lens.scale);
+}
+
+std::optional<double> fillZoom(const lensdistort_model &lens, const FillCanvas &canvas) {
+  if (canvas.width < 2 || canvas.height < 1) return std::nullopt;
+  auto fills = [&](double zoom) { return fillsCanvasAt(lens, canvas, zoom); };
   // A zoom that fills, then one that does not, then halve the gap between
   // them until they meet: `hi` only ever holds a zoom that fills.
   double hi = 1.0;
@@ -83,4 +78,4 @@ std::optional<double> fillZoom(const CorrectionSettings &s, std::int32_t width,
   return hi;
 }
 
-}  // namespace ortavel::cli
+}  // namespace ortavel::profiles

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <stdexcept>
 
-namespace ortavel::cli {
+namespace ortavel::profiles {
 namespace {
 
 // Coefficients of an odd polynomial a1 rho + a3 rho^3 + a5 rho^5 in pixels.
@@ -150,4 +150,4 @@ ConvertedDistortion convertDistortion(const DatabaseDistortion &given,
   return c;
 }
 
-}  // namespace ortavel::cli
+}  // namespace ortavel::profiles

@@ -1,0 +1,36 @@
+#include "lens_profiles/settings_fill.h"
+
+#include "profiles/fill_zoom.h"
+
+namespace ortavel::cli {
+namespace {
+
+lensdistort_model lensOf(const CorrectionSettings &s) {
+  lensdistort_model m{};
+  m.centerX = s.centerX;
+  m.centerY = s.centerY;
+  m.k1 = s.k1;
+  m.k2 = s.k2;
+  m.radiusLimit = s.radiusLimit;
+  m.scale = s.scale;
+  m.orientation = static_cast<std::uint32_t>(s.orientation);
+  return m;
+}
+
+profiles::FillCanvas canvasOf(const CorrectionSettings &s, std::int32_t width,
+                              std::int32_t height) {
+  return {width, height, s.margins.top, s.margins.bottom, s.margins.left, s.margins.right};
+}
+
+}  // namespace
+
+std::optional<double> fillZoom(const CorrectionSettings &s, std::int32_t width,
+                               std::int32_t height) {
+  return profiles::fillZoom(lensOf(s), canvasOf(s, width, height));
+}
+
+bool fillsCanvas(const CorrectionSettings &s, std::int32_t width, std::int32_t height) {
+  return profiles::fillsCanvas(lensOf(s), canvasOf(s, width, height));
+}
+
+}  // namespace ortavel::cli
