@@ -1,0 +1,55 @@
+// Lens profiles without lensfun: a compact table of the lens database's
+// cameras, lenses and distortion calibrations, generated at build time, and a
+// matcher for the names a photograph's EXIF gives. The automation module uses
+// it where the command uses the database itself; both convert through
+// profile_conversion, so they arrive at the same k1, k2 and zoom.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace ortavel::profiles {
+
+// What a photograph says about itself; empty strings and a focal length of 0
+// mean the file does not hold the value.
+struct TableQuery {
+  std::string make;       // EXIF Make
+  std::string model;      // EXIF Model
+  std::string lensMake;   // EXIF LensMake
+  std::string lensModel;  // EXIF LensModel, or a name the user picked
+  double focalLengthMm = 0.0;
+  std::int32_t width = 0;  // the picture in pixels
+  std::int32_t height = 0;
+};
+
+struct TableProfile {
+  std::string camera;  // as the database names them
+  std::string lens;
+  bool fixedLens = false;
+  double focalLengthMm = 0.0;
+  // Our lens model for this picture: k1, k2, zoom and the optical centre in
+  // the model's units; and the largest distance in pixels between where it
+  // and the database take a pixel from.
+  double k1 = 0.0;
+  double k2 = 0.0;
+  double scale = 1.0;
+  double centerX = 0.0;
+  double centerY = 0.0;
+  double fitErrorPx = 0.0;
+  bool exact = false;
+};
+
+// Either a profile or the reason there is none, worded for the user.
+struct TableLookup {
+  std::optional<TableProfile> profile;
+  std::string error;
+};
+
+TableLookup findTableProfile(const TableQuery &query);
+
+// The attribution the database's licence asks for, for About boxes and
+// notices.
+const char *lensTableAttribution();
+
+}  // namespace ortavel::profiles
