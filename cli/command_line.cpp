@@ -215,6 +215,9 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
     } else if (arg == "--save-settings") {
       only({Command::kCorrect});
       cl.settingsOut = needValue();
+    } else if (arg == "--threads") {
+      only({Command::kCorrect, Command::kPreview, Command::kUi});
+      cl.threads = parseInt(arg, needValue(), 1, 4096);
     } else if (arg == "--jobs" || arg == "-j") {
       only({Command::kCorrect});
       cl.jobs = parseInt(arg, needValue(), 1, 64);

@@ -22,10 +22,11 @@ struct CommandLine {
   std::optional<std::string> plugin;       // --plugin PATH
   bool force = false;
   bool quiet = false;
-  bool help = false;     // --help after a command, or `help CMD`
-  bool version = false;  // --version
-  int jobs = 0;          // 0: as many as the machine has processors, at most 4
-  int quality = 95;      // JPEG quality of written files
+  bool help = false;           // --help after a command, or `help CMD`
+  bool version = false;        // --version
+  int jobs = 0;                // 0: as many as the process may use processors, at most 4
+  std::optional<int> threads;  // --threads N: processors the plug-in's pool may use
+  int quality = 95;            // JPEG quality of written files
   int previewWidth = 512;
   int previewHeight = 512;
   bool sideBySide = false;   // preview --side-by-side: also NAME-before-after.png

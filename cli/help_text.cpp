@@ -72,6 +72,8 @@ const char kCorrect[] =
     "  -f, --force           replace output files that exist\n"
     "  --quality N           JPEG quality 1..100 (default 95)\n"
     "  -j, --jobs N          files read and written at once (default: processors, max 4)\n"
+    "  --threads N           processors the correction may use (default: those the\n"
+    "                        process may run on; also ORTAVEL_THREADS)\n"
     "\n"
     "Known lenses:\n";
 
@@ -117,6 +119,7 @@ const char kUi[] =
     "\n"
     "  --port N        listen on port N (default: any free port)\n"
     "  --no-browser    only print the address\n"
+    "  --threads N     processors the previews and the correction may use\n"
     "Takes the lens options of 'ortavel correct' (and --settings) as starting values,\n"
     "and --camera, --lens-model and --focal for the Auto button's lens profile.\n";
 
