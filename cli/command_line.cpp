@@ -221,6 +221,15 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
     } else if (arg == "--jobs" || arg == "-j") {
       only({Command::kCorrect});
       cl.jobs = parseInt(arg, needValue(), 1, 64);
+    } else if (arg == "--tiff-compression") {
+      only({Command::kCorrect});
+      const std::string v = needValue();
+      const auto codec = tiffCompressionFromName(v);
+      if (!codec)
+        throw usageError("--tiff-compression is none, deflate, lzw or zstd, not \"" + v + "\"");
+      if (!tiffCompressionAvailable(*codec))
+        throw usageError("--tiff-compression " + v + ": this build's libtiff cannot write it");
+      cl.tiffCompression = *codec;
     } else if (arg == "--quality") {
       only({Command::kCorrect});
       cl.quality = parseInt(arg, needValue(), 1, 100);

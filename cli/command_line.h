@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "correction_settings.h"
+#include "image_io/tiff_strips.h"
 #include "lens_profiles/photo_identity.h"
 
 namespace ortavel::cli {
@@ -27,6 +28,7 @@ struct CommandLine {
   int jobs = 0;                // 0: as many as the process may use processors, at most 4
   std::optional<int> threads;  // --threads N: processors the plug-in's pool may use
   int quality = 95;            // JPEG quality of written files
+  TiffCompression tiffCompression = TiffCompression::kDeflate;  // of written TIFF files
   int previewWidth = 512;
   int previewHeight = 512;
   bool sideBySide = false;   // preview --side-by-side: also NAME-before-after.png

@@ -148,7 +148,9 @@ ExitCode runCorrect(const CommandLine &cl) {
 
   std::mutex savedMutex;
   bool saved = false;
-  const WriteOptions writeOptions{cl.quality};
+  WriteOptions writeOptions;
+  writeOptions.jpegQuality = cl.quality;
+  writeOptions.tiffCompression = cl.tiffCompression;
   auto job = [&](std::size_t i) {
     const std::string &in = cl.files[i];
     const fs::path &out = outputs[i];

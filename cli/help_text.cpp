@@ -71,6 +71,7 @@ const char kCorrect[] =
     "  -o, --output-dir DIR  write into DIR (batch mode)\n"
     "  -f, --force           replace output files that exist\n"
     "  --quality N           JPEG quality 1..100 (default 95)\n"
+    "  --tiff-compression C  none, deflate (default), lzw or zstd, for TIFF output\n"
     "  -j, --jobs N          files read and written at once (default: processors, max 4)\n"
     "  --threads N           processors the correction may use (default: those the\n"
     "                        process may run on; also ORTAVEL_THREADS)\n"
