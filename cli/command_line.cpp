@@ -101,7 +101,8 @@ void checkProfileOptions(const CommandLine &cl, const std::vector<Pending> &give
     }
   }
   const auto &o = cl.profile;
-  if (!cl.autoProfile && cl.command != Command::kInfo &&
+  // info shows the profile, and the editor's Auto looks it up: both take them.
+  if (!cl.autoProfile && cl.command != Command::kInfo && cl.command != Command::kUi &&
       (o.camera || o.lensModel || o.focalLengthMm))
     throw usageError("--camera, --lens-model and --focal need --auto");
   if (cl.vignetting && !cl.autoProfile)
