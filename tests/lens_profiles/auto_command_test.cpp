@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -201,6 +203,33 @@ TEST_F(AutoCommand, VignettingBrightensTheCornersBeforeTheCorrection) {
                          "--vignetting", "--aperture", "4"});
   EXPECT_EQ(none.exitCode, 3);
   expectHas(none.err, {"no vignetting calibration"});
+}
+
+TEST_F(AutoCommand, AUserProfileInLensfunsUserFolderIsUsed) {
+  // lensfun reads $XDG_DATA_HOME/lensfun (~/.local/share/lensfun) besides its
+  // installed data: a camera and its lens calibrated by the user.
+  fs::create_directories(dir_ / "data/lensfun");
+  std::ofstream(dir_ / "data/lensfun/mine.xml") << R"(<lensdatabase version="1">
+  <camera><maker>Ortatest</maker><model>Ortatest One</model><mount>ortatestOne</mount>
+    <cropfactor>2</cropfactor></camera>
+  <lens><maker>Ortatest</maker><model>Ortatest One lens</model><mount>ortatestOne</mount>
+    <cropfactor>2</cropfactor>
+    <calibration><distortion model="poly3" focal="10" k1="-0.01"/></calibration></lens>
+</lensdatabase>
+)";
+  const char *old = std::getenv("XDG_DATA_HOME");
+  const std::string saved = old ? old : "";
+  ::setenv("XDG_DATA_HOME", (dir_ / "data").c_str(), 1);
+  const auto r = run({"info", kMinolta.string(), "--camera", "Ortatest One", "--focal", "10"});
+  if (old) {
+    ::setenv("XDG_DATA_HOME", saved.c_str(), 1);
+  } else {
+    ::unsetenv("XDG_DATA_HOME");
+  }
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  // poly3 r (1 - k1 + k1 r^2) keeps the centre's scale 1 - k1 = 1.01: zoom 1/1.01.
+  expectHas(r.out, {"Ortatest One, fixed lens \"Ortatest One lens\", 10 mm, poly3 k1=-0.01",
+                    "zoom = 0.99009901", "exact conversion"});
 }
 
 TEST_F(AutoCommand, NoExifIsAClearCaseAndCanBeNamedByHand) {
