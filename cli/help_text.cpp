@@ -122,7 +122,8 @@ const char kUi[] =
     "  --port N        listen on port N (default: any free port)\n"
     "  --no-browser    only print the address\n"
     "Takes the lens options of 'ortavel correct' (and --settings) as starting values,\n"
-    "and --camera, --lens-model and --focal for the Auto button's lens profile.\n";
+    "and --camera, --lens-model and --focal for the Auto button's lens profile,\n"
+    "--aperture F for its Vignetting box.\n";
 
 const char kAbout[] =
     "Usage: ortavel about\n"

@@ -81,7 +81,7 @@ struct Editor {
   }
   json jobWhenDone() const {
     for (;;) {
-      const json j = json::parse(client().Get(withToken("/api/job"))->body);
+      json j = json::parse(client().Get(withToken("/api/job"))->body);
       if (j.at("state") != "running") return j;
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
