@@ -34,7 +34,8 @@ struct CommandLine {
   bool sideBySide = false;   // preview --side-by-side: also NAME-before-after.png
   bool autoProfile = false;  // --auto: k1, k2 and zoom from the lens database
   bool fill = false;         // --fill: the zoom that leaves no empty border
-  ProfileOverrides profile;  // --camera, --lens-model, --focal
+  ProfileOverrides profile;  // --camera, --lens-model, --focal, --aperture
+  bool vignetting = false;   // --vignetting: the profile's vignetting taken out first
   int port = 0;              // ui: 0 = any free port
   bool openBrowser = true;   // ui: --no-browser turns it off
 };
