@@ -63,7 +63,7 @@ ExitCode runLenses(const CommandLine &cl) {
                       : c->Mount != nullptr ? std::string(c->Mount)
                                             : std::string("?")});
     }
-    std::printf("Cameras (%zu), named with --camera \"MAKER MODEL\":\n", cameras.size());
+    std::printf("Cameras (%zu), named with --camera \"NAME\" as listed:\n", cameras.size());
     printTable(rows);
   }
   if (!lenses.empty()) {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "image_io/image_io.h"
-#include "lens_profiles/settings_fill.h"
 #include "lens_profiles/lens_profile.h"
+#include "lens_profiles/settings_fill.h"
 #include "run_cli.h"
 #include "settings_file.h"
 
