@@ -29,17 +29,20 @@ std::string lower(std::string s) {
 struct TableDb {
   std::vector<Camera> cameras() const {
     std::vector<Camera> out;
+    out.reserve(lensdata::kCameraCount);
     for (std::size_t i = 0; i < lensdata::kCameraCount; ++i) out.push_back(&lensdata::kCameras[i]);
     return out;
   }
 
   static std::vector<Camera> toCameras(const std::vector<std::size_t> &found) {
     std::vector<Camera> out;
+    out.reserve(found.size());
     for (const std::size_t i : found) out.push_back(&lensdata::kCameras[i]);
     return out;
   }
   static std::vector<Lens> toLenses(const std::vector<std::size_t> &found) {
     std::vector<Lens> out;
+    out.reserve(found.size());
     for (const std::size_t i : found) out.push_back(&lensdata::kLenses[i]);
     return out;
   }

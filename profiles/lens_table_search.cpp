@@ -540,6 +540,7 @@ std::vector<std::size_t> findCamerasWords(const std::string &maker, const std::s
     }
   }
   std::vector<std::size_t> out;
+  out.reserve(found.size());
   for (const auto &f : found) out.push_back(f.first);
   return out;
 }
@@ -582,6 +583,7 @@ std::vector<std::size_t> findLenses(std::optional<std::size_t> camera,
                    [](const auto &a, const auto &b) { return b.second - a.second; });
   }
   std::vector<std::size_t> out;
+  out.reserve(found.size());
   for (const auto &f : found) out.push_back(f.first);
   return out;
 }

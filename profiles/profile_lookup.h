@@ -127,8 +127,8 @@ auto lookupProfile(const Db &db, const PhotoIdentity &photo, const ProfileOverri
   using C = typename decltype(db.cameras())::value_type;
   using L = decltype(db.fixedLensOf(C{}));
   LookupResult<C, L> r;
-  auto fail = [&](std::string message) {
-    r.error = std::move(message);
+  auto fail = [&](const std::string &message) {
+    r.error = message;
     return r;
   };
 

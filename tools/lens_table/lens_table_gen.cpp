@@ -34,7 +34,10 @@ class Pool {
       p += lang.size() + 1;
       const std::string text = p;
       p += text.size() + 1;
-      raw += lang + '\0' + text + '\0';
+      raw += lang;
+      raw += '\0';
+      raw += text;
+      raw += '\0';
     }
     raw += '\0';
     return add(raw);
