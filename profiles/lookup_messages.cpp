@@ -42,7 +42,7 @@ std::string whatWasRead(const PhotoIdentity &photo, const ProfileOverrides &over
 std::string noExif(const PhotoIdentity &photo, const ProfileOverrides &overrides) {
   return failure("the file names no camera (it has no EXIF data, or none about the camera)", photo,
                  overrides,
-                 "name the camera with --camera \"MAKER MODEL\" and the focal length with "
+                 "name the camera with --camera \"NAME\" and the focal length with "
                  "--focal MM (find the names with: ortavel lenses TEXT), " +
                      std::string(kManual));
 }
@@ -50,10 +50,11 @@ std::string noExif(const PhotoIdentity &photo, const ProfileOverrides &overrides
 std::string cameraNotFound(const PhotoIdentity &photo, const ProfileOverrides &overrides) {
   const std::string camera = overrides.camera ? "\"" + *overrides.camera + "\""
                                               : quoted(photo.make) + " " + quoted(photo.model);
-  return failure("the lens database has no camera " + camera, photo, overrides,
-                 "look for it with: ortavel lenses WORD (a word of the model), then name it with "
-                 "--camera \"MAKER MODEL\"; " +
-                     std::string(kManual));
+  return failure(
+      "the lens database has no camera " + camera, photo, overrides,
+      "look for it with: ortavel lenses WORD (a word of the model), then name it as listed "
+      "with --camera \"NAME\"; " +
+          std::string(kManual));
 }
 
 std::string noFocalLength(const PhotoIdentity &photo, const ProfileOverrides &overrides,
