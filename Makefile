@@ -78,7 +78,7 @@ windows:
 
 # The Windows module under Wine, scenario by scenario, against the Linux module.
 windows-test: configure windows
-	cmake --build $(BUILD) -j $(JOBS) --target ortavel_plugin ortavel-scenarios
+	cmake --build $(BUILD) -j $(JOBS) --target ortavel_plugin ortavel-scenarios ortavel-lens-table-check
 	scripts/windows-test $(BUILD) build-windows
 
 lint: configure

@@ -62,7 +62,8 @@ const char kCorrect[] =
     "                      of a batch with its own); cameras with a fixed lens\n"
     "                      are found by the camera alone\n"
     "  --lens-model TEXT   the lens, when the file does not name it\n"
-    "  --camera \"MAKER MODEL\"  the camera, instead of what EXIF says\n"
+    "  --camera NAME       the camera, instead of what EXIF says: as `ortavel\n"
+    "                      lenses` lists it, or \"MAKER MODEL\"\n"
     "  --focal MM          the focal length, instead of what EXIF says\n"
     "  --fill              the zoom that leaves no empty border, and no more\n"
     "                      (with --auto or with your own coefficients)\n"
@@ -82,7 +83,7 @@ const char kCorrect[] =
     "Known lenses:\n";
 
 const char kInfo[] =
-    "Usage: ortavel info IN... [--camera \"MAKER MODEL\"] [--lens-model TEXT] [--focal MM]\n"
+    "Usage: ortavel info IN... [--camera NAME] [--lens-model TEXT] [--focal MM]\n"
     "\n"
     "Prints, for each file, the camera make, model and focal length, as the plug-in\n"
     "reads them from the picture's EXIF data, the lens the EXIF data names, and the\n"

@@ -53,16 +53,17 @@ ExitCode runLenses(const CommandLine &cl) {
     return ExitCode::kOk;
   }
   if (!cameras.empty()) {
-    std::sort(cameras.begin(), cameras.end(),
-              [](const lfCamera *a, const lfCamera *b) { return cameraName(a) < cameraName(b); });
+    std::sort(cameras.begin(), cameras.end(), [](const lfCamera *a, const lfCamera *b) {
+      return cameraListName(a) < cameraListName(b);
+    });
     std::vector<std::vector<std::string>> rows{{"camera", "crop", "mount"}};
     for (const lfCamera *c : cameras) {
-      rows.push_back({cameraName(c), number(c->CropFactor),
+      rows.push_back({cameraListName(c), number(c->CropFactor),
                       hasFixedLens(c)       ? std::string("fixed lens")
                       : c->Mount != nullptr ? std::string(c->Mount)
                                             : std::string("?")});
     }
-    std::printf("Cameras (%zu), named with --camera \"MAKER MODEL\":\n", cameras.size());
+    std::printf("Cameras (%zu), named with --camera \"NAME\" as listed:\n", cameras.size());
     printTable(rows);
   }
   if (!lenses.empty()) {

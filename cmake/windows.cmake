@@ -11,5 +11,7 @@ add_link_options(-static -static-libgcc -static-libstdc++)
 include(${CMAKE_CURRENT_LIST_DIR}/pipl.cmake)
 
 add_subdirectory(src)
+# The profile arithmetic and the lens table, for the automation module.
+add_subdirectory(profiles)
 add_subdirectory(emulator)
 add_subdirectory(tests/windows)

@@ -148,8 +148,10 @@ std::string_view distortionModelName(DistortionModel m) {
 }
 
 double databaseUnitPixels(const CalibrationFrame &frame, std::int32_t width, std::int32_t height) {
-  const double diagonal =
-      std::hypot(static_cast<double>(width - 1), static_cast<double>(height - 1));
+  // sqrt and products, not hypot and pow: they round the same in every C
+  // library, so the Windows module converts to the same bits as Linux.
+  const double w = width - 1, h = height - 1;
+  const double diagonal = std::sqrt(w * w + h * h);
   const double ar = frame.lensAspectRatio;
   return diagonal * frame.cameraCropFactor / frame.lensCropFactor /
          (2.0 * std::sqrt(ar * ar + 1.0));
@@ -181,14 +183,16 @@ ConvertedDistortion convertDistortion(const DatabaseDistortion &given,
     throw std::invalid_argument("the calibration frame does not fit the picture");
   ConvertedDistortion c;
   c.exact = d.model != DistortionModel::kPtLens;
-  const double corner = std::hypot((width - 1) * 0.5, (height - 1) * 0.5);
+  const double halfW = (width - 1) * 0.5, halfH = (height - 1) * 0.5;
+  const double corner = std::sqrt(halfW * halfW + halfH * halfH);
   const OddPolynomial p = c.exact ? exactOdd(d, unit) : fitMinimax(d, unit, corner);
   if (!(p.a1 > 0.0)) throw std::invalid_argument("the model does not keep the centre's scale");
 
   const double halfSide = (width - 1) * 0.5;  // R: half the reference side
   c.scale = 1.0 / p.a1;
   c.k1 = p.a3 * c.scale * c.scale * c.scale * halfSide * halfSide;
-  c.k2 = p.a5 * std::pow(c.scale, 5) * std::pow(halfSide, 4);
+  const double scale2 = c.scale * c.scale, halfSide2 = halfSide * halfSide;
+  c.k2 = p.a5 * (scale2 * scale2 * c.scale) * (halfSide2 * halfSide2);
 
   const int radii = std::max(kMinErrorRadii, 2 * static_cast<int>(std::ceil(corner)) + 1);
   for (int i = 0; i < radii; ++i) {

@@ -65,6 +65,16 @@ std::string cameraName(const lfCamera *camera) {
   return std::string(shortMaker ? shortMaker : maker.c_str()) + " " + model;
 }
 
+std::string cameraVariant(const lfCamera *camera) {
+  const char *v = lf_mlstr_get(camera->Variant);
+  return v != nullptr ? std::string(v) : std::string();
+}
+
+std::string cameraListName(const lfCamera *camera) {
+  const std::string variant = cameraVariant(camera);
+  return variant.empty() ? cameraName(camera) : cameraName(camera) + " (" + variant + ")";
+}
+
 std::string lensName(const lfLens *lens) {
   return lens->Model ? std::string(lens->Model) : std::string();
 }
@@ -128,15 +138,11 @@ std::vector<const lfCamera *> LensDatabase::findCameras(const std::string &maker
   return takeList(db_->FindCamerasExt(maker.c_str(), model.c_str(), 0));
 }
 
-const lfCamera *LensDatabase::cameraByName(const std::string &text) const {
-  const auto space = text.find(' ');
-  if (space != std::string::npos) {
-    const auto found = findCameras(text.substr(0, space), text.substr(space + 1));
-    if (!found.empty()) return found.front();
-  }
+std::vector<const lfCamera *> LensDatabase::cameras() const {
   std::lock_guard lock(mutex_);
-  const auto any = takeList(db_->FindCamerasExt(nullptr, text.c_str(), 0));
-  return any.empty() ? nullptr : any.front();
+  std::vector<const lfCamera *> out;
+  for (auto *const *c = db_->GetCameras(); c != nullptr && *c != nullptr; ++c) out.push_back(*c);
+  return out;
 }
 
 std::vector<const lfLens *> LensDatabase::findLenses(const lfCamera *camera,

@@ -38,8 +38,8 @@ class LensDatabase {
   // library's looser word matching ("MINOLTA CO.,LTD" finds "Minolta Co., Ltd.").
   std::vector<const lfCamera *> findCameras(const std::string &maker,
                                             const std::string &model) const;
-  // A camera the user names as "MAKER MODEL" or just "MODEL"; null if none.
-  const lfCamera *cameraByName(const std::string &text) const;
+  // Every camera, in the database's order.
+  std::vector<const lfCamera *> cameras() const;
 
   // Lenses that fit `camera` and match the lens's name (and maker, when
   // known), most likely first.
@@ -73,7 +73,13 @@ class LensDatabase {
 // Names as the database stores them (the EXIF spelling for cameras) and as
 // it shows them in English, where it has a translation.
 std::string cameraName(const lfCamera *camera);  // "Canon PowerShot S40"
-std::string lensName(const lfLens *lens);        // "Canon EF 24-105mm f/4L IS USM"
+// The camera's variant, where the database has several entries of its name
+// ("16:9" of the DMC-LX3's modes, "DSC-F717" of the Cybershots); else empty.
+std::string cameraVariant(const lfCamera *camera);
+// The name `ortavel lenses` lists and --camera takes: the name, then the
+// variant in brackets when there is one ("Panasonic DMC-LX3 (16:9)").
+std::string cameraListName(const lfCamera *camera);
+std::string lensName(const lfLens *lens);  // "Canon EF 24-105mm f/4L IS USM"
 // Whether the camera has a fixed lens: the database gives such cameras a
 // mount of their own, whose name starts with a small letter ("canonS30").
 bool hasFixedLens(const lfCamera *camera);

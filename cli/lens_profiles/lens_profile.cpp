@@ -1,19 +1,12 @@
 #include "lens_profile.h"
 
-#include <cmath>
 #include <cstdio>
-#include <stdexcept>
 
 #include "lens_profiles/lens_database.h"
-#include "lens_profiles/profile_messages.h"
-#include "profiles/profile_conversion.h"
+#include "profiles/profile_lookup.h"
 
 namespace ortavel::cli {
 namespace {
-
-// Lenses are named by their nominal range; EXIF focal lengths of the ends
-// may stray a little from it.
-constexpr double kFocalSlack = 0.03;
 
 std::string termsText(const DatabaseDistortion &d) {
   char b[160];
@@ -53,95 +46,75 @@ std::string projectionName(lfLensType type) {
   }
 }
 
-ProfileLookup fail(std::string message) {
-  return {std::nullopt, std::move(message)};
-}
+// The lensfun database behind the shared lookup.
+struct LensfunDb {
+  const LensDatabase &db;
+
+  std::vector<const lfCamera *> cameras() const { return db.cameras(); }
+  std::vector<const lfCamera *> findCameras(const std::string &maker,
+                                            const std::string &model) const {
+    return db.findCameras(maker, model);
+  }
+  std::vector<const lfLens *> findLenses(const lfCamera *camera,
+                                         const std::optional<std::string> &maker,
+                                         const std::string &model) const {
+    return db.findLenses(camera, maker, model);
+  }
+  const lfLens *fixedLensOf(const lfCamera *camera) const {
+    return camera == nullptr ? nullptr : db.fixedLensOf(camera);
+  }
+  profiles::CameraFacts cameraFacts(const lfCamera *camera) const {
+    profiles::CameraFacts f;
+    f.name = cameraName(camera);
+    f.variant = cameraVariant(camera);
+    f.cropFactor = camera->CropFactor;
+    f.fixedLens = hasFixedLens(camera);
+    return f;
+  }
+  profiles::LensFacts lensFacts(const lfLens *lens) const {
+    profiles::LensFacts f;
+    f.name = lensName(lens);
+    f.minFocal = lens->MinFocal;
+    f.maxFocal = lens->MaxFocal;
+    f.cropFactor = lens->CropFactor;
+    f.aspectRatio = lens->AspectRatio;
+    f.centerX = lens->CenterX;
+    f.centerY = lens->CenterY;
+    return f;
+  }
+  std::optional<DatabaseDistortion> distortionAt(const lfLens *lens, double focalMm) const {
+    return db.distortionAt(lens, focalMm);
+  }
+};
 
 }  // namespace
 
 ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides &overrides,
                               std::int32_t width, std::int32_t height) {
-  const LensDatabase &db = LensDatabase::shared();
-
-  const lfCamera *camera = nullptr;
-  if (overrides.camera) {
-    camera = db.cameraByName(*overrides.camera);
-  } else {
-    // A make alone would match every camera of that maker.
-    if (!photo.model) return fail(messages::noExif(photo, overrides));
-    const auto found = db.findCameras(photo.make.value_or(""), photo.model.value_or(""));
-    if (!found.empty()) camera = found.front();
-  }
-  if (camera == nullptr) return fail(messages::cameraNotFound(photo, overrides));
-  const std::string cameraText = cameraName(camera);
-
-  // The lens by its name when there is one; a fixed-lens camera's own lens
-  // when the name finds nothing (compacts may record a name of their own).
-  const lfLens *lens = nullptr;
-  const std::optional<std::string> lensText =
-      overrides.lensModel ? overrides.lensModel : photo.lensModel;
-  if (lensText) {
-    const auto found =
-        db.findLenses(camera, overrides.lensModel ? std::nullopt : photo.lensMake, *lensText);
-    if (!found.empty()) lens = found.front();
-  }
-  bool fixed = false;
-  if (lens == nullptr && !overrides.lensModel) {
-    lens = db.fixedLensOf(camera);
-    fixed = lens != nullptr;
-  }
-  if (lens == nullptr) {
-    // A compact's name for its own lens need not be the database's.
-    if (!overrides.lensModel && hasFixedLens(camera))
-      return fail(messages::fixedLensWithoutProfile(photo, overrides, cameraText));
-    if (lensText) return fail(messages::lensNotFound(photo, overrides, cameraText, *lensText));
-    return fail(messages::lensNotNamed(photo, overrides, cameraText));
-  }
-  const std::string lensLabel = lensName(lens);
-
-  // Only now: without a profile for the lens a focal length would not help.
-  const std::optional<double> focal =
-      overrides.focalLengthMm ? overrides.focalLengthMm : photo.focalLengthMm;
-  if (!focal || !(*focal > 0.0) || !std::isfinite(*focal))
-    return fail(messages::noFocalLength(photo, overrides, cameraText, lensLabel));
-
-  if (lens->MinFocal > 0.0f) {
-    const double lo = lens->MinFocal, hi = lens->MaxFocal > 0.0f ? lens->MaxFocal : lo;
-    if (*focal < lo * (1.0 - kFocalSlack) || *focal > hi * (1.0 + kFocalSlack))
-      return fail(messages::focalOutOfRange(photo, overrides, lensLabel, *focal, lo, hi));
-  }
-  const auto distortion = db.distortionAt(lens, *focal);
-  if (!distortion) return fail(messages::noDistortionData(photo, overrides, lensLabel));
-
-  CalibrationFrame frame;
-  frame.lensCropFactor = lens->CropFactor;
-  frame.lensAspectRatio = lens->AspectRatio;
-  frame.cameraCropFactor = camera->CropFactor;
-  ConvertedDistortion c;
-  try {
-    c = convertDistortion(*distortion, frame, width, height);
-  } catch (const std::invalid_argument &e) {
-    return fail(messages::notConvertible(photo, overrides, lensLabel, e.what()));
-  }
+  const auto r =
+      profiles::lookupProfile(LensfunDb{LensDatabase::shared()}, photo, overrides, width, height);
+  if (!r.error.empty()) return {std::nullopt, r.error};
 
   LensProfile p;
-  p.camera = cameraText;
-  p.lens = lensLabel;
-  p.fixedLens = fixed;
-  p.focalLengthMm = *focal;
-  p.model = distortionModelName(distortion->model);
-  p.terms = termsText(*distortion);
-  p.cameraCropFactor = frame.cameraCropFactor;
-  p.lensCropFactor = frame.lensCropFactor;
-  p.lensAspectRatio = frame.lensAspectRatio;
-  p.k1 = c.k1;
-  p.k2 = c.k2;
-  p.scale = c.scale;
-  p.fitErrorPx = c.maxErrorPx;
-  p.exact = c.exact;
-  p.projection = projectionName(lens->Type);
-  p.cameraRecord = camera;
-  p.lensRecord = lens;
+  p.camera = profiles::cameraListName(r.cameraFacts);
+  p.lens = r.lensFacts.name;
+  p.fixedLens = r.fixedLens;
+  p.focalLengthMm = r.focalLengthMm;
+  p.model = distortionModelName(r.distortion.model);
+  p.terms = termsText(r.distortion);
+  p.cameraCropFactor = r.frame.cameraCropFactor;
+  p.lensCropFactor = r.frame.lensCropFactor;
+  p.lensAspectRatio = r.frame.lensAspectRatio;
+  p.k1 = r.converted.k1;
+  p.k2 = r.converted.k2;
+  p.scale = r.converted.scale;
+  p.centerX = r.centerX;
+  p.centerY = r.centerY;
+  p.fitErrorPx = r.converted.maxErrorPx;
+  p.exact = r.converted.exact;
+  p.projection = projectionName(r.lens->Type);
+  p.cameraRecord = r.camera;
+  p.lensRecord = r.lens;
   return {p, {}};
 }
 
@@ -149,8 +122,8 @@ void applyProfile(const LensProfile &p, CorrectionSettings &s) {
   s.k1 = p.k1;
   s.k2 = p.k2;
   s.scale = p.scale;
-  s.centerX = 0.0;
-  s.centerY = 0.0;
+  s.centerX = p.centerX;
+  s.centerY = p.centerY;
   s.orientation = 0;
 }
 

@@ -25,12 +25,15 @@ struct LensProfile {
   double cameraCropFactor = 1.0;
   double lensCropFactor = 1.0;
   double lensAspectRatio = 1.5;
-  // Our model: k1, k2 and zoom, centre 0,0, orientation 0, for this picture
-  // size; and the largest distance in pixels between where it and the
-  // database take each pixel from.
+  // Our model: k1, k2, zoom and the optical centre (the lens's own centre
+  // shift, 0,0 for almost every lens), orientation 0, for this picture size;
+  // and the largest distance in pixels between where it and the database
+  // take each pixel from.
   double k1 = 0.0;
   double k2 = 0.0;
   double scale = 1.0;
+  double centerX = 0.0;
+  double centerY = 0.0;
   double fitErrorPx = 0.0;
   bool exact = false;
   // The projection the database gives a lens that is not rectilinear
@@ -55,7 +58,7 @@ struct ProfileLookup {
 ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides &overrides,
                               std::int32_t width, std::int32_t height);
 
-// Puts the profile's k1, k2 and zoom into `s`, the centre at 0,0 and the
+// Puts the profile's k1, k2, zoom and optical centre into `s`, and the
 // orientation at 0, which the profile assumes; the rest stays.
 void applyProfile(const LensProfile &p, CorrectionSettings &s);
 

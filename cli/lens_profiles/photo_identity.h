@@ -1,32 +1,12 @@
 // What a photograph says about the camera and lens that took it, and what the
-// user says instead. Plain data: no database, no command line.
+// user says instead: the profile libraries' records, under the command's names.
 #pragma once
 
-#include <optional>
-#include <string>
+#include "profiles/photo_identity.h"
 
 namespace ortavel::cli {
 
-// As read from the photograph: make, model and focal length as the filter's
-// EXIF request answers them; the lens's make and name from the EXIF
-// directory's LensMake (0xA433) and LensModel (0xA434). Each is absent when
-// the file does not hold it.
-struct PhotoIdentity {
-  std::optional<std::string> make;
-  std::optional<std::string> model;
-  std::optional<double> focalLengthMm;
-  std::optional<std::string> lensMake;
-  std::optional<std::string> lensModel;
-  std::optional<double> aperture = std::nullopt;  // f-number (FNumber 0x829D), for vignetting
-};
-
-// What the user names instead (--camera "MAKER MODEL", --lens-model TEXT,
-// --focal MM, --aperture F); each replaces the photograph's own value.
-struct ProfileOverrides {
-  std::optional<std::string> camera;
-  std::optional<std::string> lensModel;
-  std::optional<double> focalLengthMm;
-  std::optional<double> aperture = std::nullopt;
-};
+using profiles::PhotoIdentity;
+using profiles::ProfileOverrides;
 
 }  // namespace ortavel::cli
