@@ -81,7 +81,8 @@ int removeStaleTemporaries(const std::filesystem::path &dir) noexcept {
     const std::string path = (dir / e->d_name).string();
     const int fd = ::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) continue;
-    struct stat held {}, named {};
+    struct stat held {
+    }, named{};
     // A writer holds its lock until the file is in place or gone; a free
     // lock on a file of ours means the process that made it has died.
     if (::fstat(fd, &held) == 0 && S_ISREG(held.st_mode) && held.st_uid == ::geteuid() &&
@@ -124,9 +125,10 @@ AtomicOutput::AtomicOutput(const std::filesystem::path &target, bool overwrite)
     }
     // Another process sweeping the directory may have taken the file for a
     // stale one before the lock: then it is gone, and we make another.
-    struct stat held {}, named {};
-    if (::flock(fd, LOCK_EX) == 0 && ::fstat(fd, &held) == 0 &&
-        ::lstat(name.data(), &named) == 0 && sameFile(held, named)) {
+    struct stat held {
+    }, named{};
+    if (::flock(fd, LOCK_EX) == 0 && ::fstat(fd, &held) == 0 && ::lstat(name.data(), &named) == 0 &&
+        sameFile(held, named)) {
       lockFd_ = fd;
       temp_ = name.data();
     } else {
@@ -181,7 +183,8 @@ void AtomicOutput::commit() {
 
 void AtomicOutput::withdraw() noexcept {
   if (!committed_) return;
-  struct stat held {}, named {};
+  struct stat held {
+  }, named{};
   if (::fstat(lockFd_, &held) == 0 && ::lstat(target_.c_str(), &named) == 0 &&
       sameFile(held, named)) {
     ::unlink(target_.c_str());

@@ -23,8 +23,8 @@ namespace ortavel::cli {
 class OutputExists : public CliError {
  public:
   explicit OutputExists(const std::filesystem::path &target)
-      : CliError(ExitCode::kUsage, target.string() + ": already exists (use --force to replace it)") {
-  }
+      : CliError(ExitCode::kUsage,
+                 target.string() + ": already exists (use --force to replace it)") {}
 };
 
 class AtomicOutput {

@@ -42,7 +42,8 @@ std::vector<JobOutcome> runJobs(std::size_t count, int threads,
       const std::uint64_t need = cost ? cost(i) : 0;
       if (cost) {
         std::unique_lock lock(mutex);
-        freed.wait(lock, [&] { return running == 0 || need <= budget - std::min(budget, inFlight); });
+        freed.wait(lock,
+                   [&] { return running == 0 || need <= budget - std::min(budget, inFlight); });
         inFlight += need;
         ++running;
       }

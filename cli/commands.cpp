@@ -99,8 +99,9 @@ bool checkSettingsTarget(const CommandLine &cl, const std::vector<fs::path> &inp
   const fs::path target = *cl.settingsOut;
   for (const auto &in : inputs) {
     if (sameFile(in, target)) {
-      throw usageError(target.string() + ": is an input of this run; --save-settings never "
-                                         "overwrites one");
+      throw usageError(target.string() +
+                       ": is an input of this run; --save-settings never "
+                       "overwrites one");
     }
   }
   if (cl.settingsIn && sameFile(*cl.settingsIn, target)) {
@@ -286,9 +287,8 @@ ExitCode runCorrect(const CommandLine &cl) {
   };
 
   const int threads = batch ? (cl.jobs > 0 ? cl.jobs : defaultJobs()) : 1;
-  const std::vector<JobOutcome> outcomes =
-      runJobs(n, threads, job, [&](std::size_t i) { return jobCost(cl, i); },
-              physicalMemory() / 2);
+  const std::vector<JobOutcome> outcomes = runJobs(
+      n, threads, job, [&](std::size_t i) { return jobCost(cl, i); }, physicalMemory() / 2);
   ExitCode worst = ExitCode::kOk;
   std::size_t failed = 0;
   const auto skips = static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), 1));

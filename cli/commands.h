@@ -26,8 +26,7 @@ void writeAtomically(const Image &img, FileFormat format, const std::filesystem:
 // `overwrite`; with a profile, comment lines say which one the numbers come
 // from. Throws CliError (OutputExists, failure).
 void writeSettings(const std::filesystem::path &path, const CorrectionSettings &s,
-                   const std::optional<LensProfile> &profile = std::nullopt,
-                   bool overwrite = true);
+                   const std::optional<LensProfile> &profile = std::nullopt, bool overwrite = true);
 
 // Prints "ortavel: message" on standard error.
 void reportError(const std::string &message);

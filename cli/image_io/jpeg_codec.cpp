@@ -3,8 +3,8 @@
 // (built with unwind tables on every platform we target) back to us, where
 // RAII closes the file and the decompressor.
 #include <algorithm>
-#include <climits>
 #include <cerrno>
+#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>

@@ -54,7 +54,7 @@ struct OptionsFree {
 };
 
 std::unique_ptr<TIFFOpenOptions, OptionsFree> options(Diagnostics &diag,
-                                                       std::uint64_t maxSingleAlloc) {
+                                                      std::uint64_t maxSingleAlloc) {
   std::unique_ptr<TIFFOpenOptions, OptionsFree> opts(TIFFOpenOptionsAlloc());
   if (!opts) throw std::bad_alloc();
   TIFFOpenOptionsSetErrorHandlerExtR(opts.get(), onError, &diag);
@@ -74,8 +74,8 @@ Tiff open(const std::filesystem::path &path, const char *mode, Diagnostics &diag
 
 // For reading: through an descriptor of our own, so that a pipe or a device
 // is refused before libtiff waits on it.
-Tiff openForReading(const std::filesystem::path &path, Diagnostics &diag,
-                    const ReadLimits &limits, std::uint64_t &fileBytes) {
+Tiff openForReading(const std::filesystem::path &path, Diagnostics &diag, const ReadLimits &limits,
+                    std::uint64_t &fileBytes) {
   CFile f = ortavel::cli::openForReading(path, fileBytes);
   const int fd = ::dup(::fileno(f.get()));
   if (fd < 0) throw inputError(path.string() + ": cannot open: " + std::strerror(errno));
@@ -259,8 +259,10 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
   const std::uint64_t samples = static_cast<std::uint64_t>(width) * height * spp * (bits / 8);
   const std::uint64_t stored = dataBytes(tif);
   if (stored > fileBytes) {
-    throw inputError(name + ": claims " + std::to_string(stored) + " bytes of picture data in a " +
-                     std::to_string(fileBytes) + "-byte file (truncated or corrupt)");
+    throw inputError(name + ": claims " + std::to_string(width) + " x " + std::to_string(height) +
+                     " pixels of " + std::to_string(spp) + " samples, " + std::to_string(stored) +
+                     " bytes of data in a " + std::to_string(fileBytes) +
+                     "-byte file (truncated or corrupt)");
   }
   checkAgainstFileSize(path, width, height, samples, maxExpansion(compression, spp), stored,
                        "TIFF strip");
