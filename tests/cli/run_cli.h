@@ -39,7 +39,7 @@ struct RunOptions {
   rlim_t fileSizeLimit = RLIM_INFINITY;  // RLIMIT_FSIZE: a disk that fills up
   int interruptAfterMs = -1;             // send SIGINT this long after the start
   // More signals: (milliseconds after the start, signal), in order.
-  std::vector<std::pair<int, int>> signals;
+  std::vector<std::pair<int, int>> signals = {};
   bool closedStdout = false;         // standard output a pipe nobody reads (`| head` gone)
   int killAfterMs = -1;              // SIGKILL a run that takes longer (a hang)
   rlim_t dataLimit = RLIM_INFINITY;  // RLIMIT_DATA: a safety net, not a measure
