@@ -22,16 +22,21 @@
 //     --abort-after N     abort after N output tiles
 //     --float KEY=V | --int KEY=V | --enum KEY=TYPE:VALUE | --string KEY=TEXT | --bool KEY=0|1
 //                         put an item into the descriptor handed to the filter
-#include <fcntl.h>
-#include <sys/stat.h>
+#ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
 #include <unistd.h>
+#endif
 
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <string>
@@ -90,10 +95,17 @@ constexpr std::uint64_t kMaxPixels = 1'000'000'000;
 constexpr int kMaxPlanes = 64;
 
 std::uint64_t memoryBudget() {
+#ifdef _WIN32
+  MEMORYSTATUSEX m{};
+  m.dwLength = sizeof m;
+  if (!GlobalMemoryStatusEx(&m)) return std::uint64_t{1} << 39;
+  return m.ullTotalPhys / 2;
+#else
   const long pages = ::sysconf(_SC_PHYS_PAGES);
   const long size = ::sysconf(_SC_PAGESIZE);
   if (pages <= 0 || size <= 0) return std::uint64_t{1} << 39;
   return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(size) / 2;
+#endif
 }
 
 void checkBounds(const hostemu::Document &doc, int planes) {
@@ -120,34 +132,28 @@ void checkBounds(const hostemu::Document &doc, int planes) {
 // regular file of exactly the size the document needs: a pipe or a device
 // is refused before any read (it would block or never end).
 void readRaw(hostemu::Document &doc, const std::string &path) {
-  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-  if (fd < 0) usage("cannot open " + path + ": " + std::strerror(errno));
-  struct Closer {
-    int fd;
-    ~Closer() { ::close(fd); }
-  } closer{fd};
-  struct stat st {};
-  if (::fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+  std::error_code ec;
+  const auto st = std::filesystem::status(path, ec);
+  if (ec || !std::filesystem::exists(st)) usage("cannot open " + path);
+  if (!std::filesystem::is_regular_file(st)) {
     usage(path + " is not a regular file (a pipe or a device is not read)");
   }
+  const std::uint64_t size = std::filesystem::file_size(path, ec);
   const std::size_t bps = static_cast<std::size_t>(doc.bytesPerSample());
   const std::size_t n = doc.planes.size();
   const std::uint64_t need = static_cast<std::uint64_t>(doc.planeBytes()) * n;
-  if (static_cast<std::uint64_t>(st.st_size) != need) {
-    usage(path + " holds " + std::to_string(st.st_size) +
+  if (ec || size != need) {
+    usage(path + " holds " + std::to_string(size) +
           " bytes; the size, depth and planes given need " + std::to_string(need));
   }
-  ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+  std::ifstream f(path, std::ios::binary);
+  if (!f) usage("cannot open " + path);
   const std::size_t w = static_cast<std::size_t>(doc.width);
-  std::vector<std::uint8_t> row(w * n * bps);
+  std::vector<char> row(w * n * bps);
   for (std::size_t p = 0; p < n; ++p) doc.planes[p].samples.reserve(doc.planeBytes());
   for (std::int32_t y = 0; y < doc.height; ++y) {
-    std::size_t got = 0;
-    while (got < row.size()) {
-      const ssize_t r = ::read(fd, row.data() + got, row.size() - got);
-      if (r < 0 && errno == EINTR) continue;
-      if (r <= 0) usage("cannot read " + path + ": it ended early or failed");
-      got += static_cast<std::size_t>(r);
+    if (!f.read(row.data(), static_cast<std::streamsize>(row.size()))) {
+      usage("cannot read " + path + ": it ended early or failed");
     }
     for (std::size_t p = 0; p < n; ++p) {
       auto &s = doc.planes[p].samples;
