@@ -298,6 +298,9 @@ ExitCode runCorrect(const CommandLine &cl) {
     if (o.code != ExitCode::kInterrupted || !batch) reportError(o.message);
     if (static_cast<int>(o.code) > static_cast<int>(worst)) worst = o.code;
   }
+  if (!batch && skips > 0 && !cl.quiet) {
+    reportError(outputs[0].string() + ": already there; left as it is (--skip-existing)");
+  }
   if (batch && (!cl.quiet || failed > 0)) {
     std::lock_guard lock(gOutputMutex);
     std::fprintf(stderr, "ortavel: corrected %zu of %zu files", n - failed - skips, n);
