@@ -2,8 +2,8 @@
 
 #include "exit_codes.h"
 #include "lens_profiles/exif_lens.h"
-#include "lens_profiles/profile_messages.h"
 #include "lens_profiles/settings_fill.h"
+#include "lens_profiles/profile_messages.h"
 
 namespace ortavel::cli {
 
