@@ -8,6 +8,7 @@
 
 #include "correction_settings.h"
 #include "image_io/limits.h"
+#include "image_io/tiff_strips.h"
 #include "lens_profiles/photo_identity.h"
 
 namespace ortavel::cli {
@@ -26,16 +27,19 @@ struct CommandLine {
   bool skipExisting = false;  // correct: leave outputs that exist, count them apart
   std::uint64_t maxPixels = kDefaultMaxPixels;  // --max-pixels: larger inputs are refused
   bool quiet = false;
-  bool help = false;     // --help after a command, or `help CMD`
-  bool version = false;  // --version
-  int jobs = 0;          // 0: as many as the machine has processors, at most 4
-  int quality = 95;      // JPEG quality of written files
+  bool help = false;           // --help after a command, or `help CMD`
+  bool version = false;        // --version
+  int jobs = 0;                // 0: as many as the process may use processors, at most 4
+  std::optional<int> threads;  // --threads N: processors the plug-in's pool may use
+  int quality = 95;            // JPEG quality of written files
+  TiffCompression tiffCompression = TiffCompression::kDeflate;  // of written TIFF files
   int previewWidth = 512;
   int previewHeight = 512;
   bool sideBySide = false;   // preview --side-by-side: also NAME-before-after.png
   bool autoProfile = false;  // --auto: k1, k2 and zoom from the lens database
   bool fill = false;         // --fill: the zoom that leaves no empty border
-  ProfileOverrides profile;  // --camera, --lens-model, --focal
+  ProfileOverrides profile;  // --camera, --lens-model, --focal, --aperture
+  bool vignetting = false;   // --vignetting: the profile's vignetting taken out first
   int port = 0;              // ui: 0 = any free port
   bool openBrowser = true;   // ui: --no-browser turns it off
 };

@@ -6,11 +6,13 @@
 
 #include "image_io/image.h"
 #include "image_io/limits.h"
+#include "image_io/tiff_strips.h"
 
 namespace ortavel::cli {
 
 struct WriteOptions {
   int jpegQuality = 95;  // 1..100
+  TiffCompression tiffCompression = TiffCompression::kDeflate;
 };
 
 // Each refuses, before allocating it, a picture over `limits` or larger than
@@ -27,7 +29,7 @@ ImageShape peekTiff(const std::filesystem::path &path);
 
 void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteOptions &opt);
 void writePng(const Image &img, const std::filesystem::path &path);
-void writeTiff(const Image &img, const std::filesystem::path &path);
+void writeTiff(const Image &img, const std::filesystem::path &path, const WriteOptions &opt);
 
 // Interleaves the planes of row y into `row` as file samples: bytes for an
 // 8-bit file, native 16-bit words for a 16-bit one (host values rescaled).

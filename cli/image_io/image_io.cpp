@@ -83,7 +83,7 @@ void writeImage(const Image &img, FileFormat format, const std::filesystem::path
       writePng(img, path);
       return;
     case FileFormat::kTiff:
-      writeTiff(img, path);
+      writeTiff(img, path, opt);
       return;
   }
 }

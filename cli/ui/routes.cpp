@@ -174,7 +174,8 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
           throw usageError("picture must be \"corrected\" or \"uncorrected\"");
         }
         UiSession::PreviewAnswer a =
-            session.preview(s, side(box, "width"), side(box, "height"), picture == "corrected");
+            session.preview(s, side(box, "width"), side(box, "height"), picture == "corrected",
+                            flag(body, "vignetting"));
         if (a.outcome == UiSession::PreviewOutcome::kSuperseded) {
           return sendError(res, 409, "superseded by a newer preview request",
                            {{"superseded", true}});
@@ -221,6 +222,7 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
         r.output = *target;
         r.format = *format;
         r.overwrite = flag(body, "overwrite");
+        r.vignetting = flag(body, "vignetting");
         const int id = session.startCorrect(r);
         sendJson(res, 202, {{"id", id}, {"path", target->string()}});
       }));
@@ -245,7 +247,18 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                 const json body = parseBody(req.body);
                 const auto a = autoSettings(session.photo(), requestSettings(body, session));
                 if (!a.value) return sendError(res, 422, a.reason);
-                sendJson(res, 200, {{"settings", settingsToJson(*a.value)}});
+                sendJson(res, 200, {{"settings", settingsToJson(*a.value)}, {"notes", a.notes}});
+              }));
+
+  server.Post("/api/vignetting",
+              guarded([&session](const httplib::Request &, httplib::Response &res) {
+                std::string note;
+                try {
+                  note = session.prepareVignetting();
+                } catch (const CliError &e) {
+                  return sendError(res, 422, e.what());
+                }
+                sendJson(res, 200, {{"note", note}});
               }));
 
   server.Post("/api/fill", guarded([&session](const httplib::Request &req, httplib::Response &res) {
