@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <new>
 #include <thread>
 
@@ -16,8 +18,19 @@ int defaultJobs() {
 
 std::vector<JobOutcome> runJobs(std::size_t count, int threads,
                                 const std::function<void(std::size_t)> &job) {
+  return runJobs(count, threads, job, nullptr, 0);
+}
+
+std::vector<JobOutcome> runJobs(std::size_t count, int threads,
+                                const std::function<void(std::size_t)> &job,
+                                const std::function<std::uint64_t(std::size_t)> &cost,
+                                std::uint64_t budget) {
   std::vector<JobOutcome> outcomes(count);
   std::atomic<std::size_t> next{0};
+  std::mutex mutex;
+  std::condition_variable freed;
+  std::uint64_t inFlight = 0;  // bytes the running jobs are expected to take
+  int running = 0;
   auto worker = [&] {
     for (;;) {
       const std::size_t i = next.fetch_add(1);
@@ -26,6 +39,31 @@ std::vector<JobOutcome> runJobs(std::size_t count, int threads,
         outcomes[i] = {ExitCode::kInterrupted, "interrupted before it started"};
         continue;
       }
+      const std::uint64_t need = cost ? cost(i) : 0;
+      if (cost) {
+        std::unique_lock lock(mutex);
+        freed.wait(lock,
+                   [&] { return running == 0 || need <= budget - std::min(budget, inFlight); });
+        inFlight += need;
+        ++running;
+      }
+      struct Release {
+        bool active;
+        std::uint64_t need;
+        std::mutex &mutex;
+        std::condition_variable &freed;
+        std::uint64_t &inFlight;
+        int &running;
+        ~Release() {
+          if (!active) return;
+          {
+            std::lock_guard lock(mutex);
+            inFlight -= need;
+            --running;
+          }
+          freed.notify_all();
+        }
+      } release{static_cast<bool>(cost), need, mutex, freed, inFlight, running};
       try {
         job(i);
       } catch (const CliError &e) {

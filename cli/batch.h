@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -24,6 +25,15 @@ struct JobOutcome {
 // those never run are reported as interrupted.
 std::vector<JobOutcome> runJobs(std::size_t count, int threads,
                                 const std::function<void(std::size_t)> &job);
+
+// As above, with the jobs in flight bounded by memory as well: job i is
+// expected to need cost(i) bytes, and starts only while the costs of the
+// jobs running leave room for it within `budget`. A job larger than the
+// whole budget runs alone.
+std::vector<JobOutcome> runJobs(std::size_t count, int threads,
+                                const std::function<void(std::size_t)> &job,
+                                const std::function<std::uint64_t(std::size_t)> &cost,
+                                std::uint64_t budget);
 
 // How many threads to use when the user did not say.
 int defaultJobs();

@@ -27,6 +27,15 @@ int parseInt(const std::string &option, const std::string &value, int lo, int hi
   return v;
 }
 
+std::uint64_t parseCount(const std::string &option, const std::string &value) {
+  std::uint64_t v = 0;
+  const auto r = std::from_chars(value.data(), value.data() + value.size(), v);
+  if (value.empty() || r.ec != std::errc() || r.ptr != value.data() + value.size() || v == 0) {
+    throw usageError(option + " needs a whole number above 0, not \"" + value + "\"");
+  }
+  return v;
+}
+
 double parseNumber(const std::string &option, const std::string &value) {
   const auto v = parseFinite(value);
   if (!v) throw usageError(option + " needs a finite number, not \"" + value + "\"");
@@ -211,6 +220,13 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       noValue();
       only({Command::kCorrect, Command::kPreview});
       cl.force = true;
+    } else if (arg == "--skip-existing") {
+      noValue();
+      only({Command::kCorrect});
+      cl.skipExisting = true;
+    } else if (arg == "--max-pixels") {
+      only({Command::kCorrect, Command::kInfo, Command::kPreview});
+      cl.maxPixels = parseCount(arg, needValue());
     } else if (arg == "-o" || arg == "--output-dir") {
       only({Command::kCorrect, Command::kPreview});
       cl.outputDir = needValue();
@@ -289,6 +305,9 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
     }
   }
   if (cl.help || cl.version) return cl;
+  if (cl.force && cl.skipExisting) {
+    throw usageError("--force and --skip-existing contradict each other: replace or keep?");
+  }
 
   if (cl.settingsIn) readSettingsFile(*cl.settingsIn, cl.settings);
   for (const auto &p : settingOptions) applySetting(p, cl.settings);

@@ -1,11 +1,13 @@
 // The command line of `ortavel`: a command, its files and its options.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "correction_settings.h"
+#include "image_io/limits.h"
 #include "image_io/tiff_strips.h"
 #include "lens_profiles/photo_identity.h"
 
@@ -22,6 +24,8 @@ struct CommandLine {
   std::optional<std::string> settingsOut;  // --save-settings FILE
   std::optional<std::string> plugin;       // --plugin PATH
   bool force = false;
+  bool skipExisting = false;  // correct: leave outputs that exist, count them apart
+  std::uint64_t maxPixels = kDefaultMaxPixels;  // --max-pixels: larger inputs are refused
   bool quiet = false;
   bool help = false;           // --help after a command, or `help CMD`
   bool version = false;        // --version

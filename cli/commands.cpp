@@ -1,5 +1,8 @@
 #include "commands.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <mutex>
@@ -31,7 +34,6 @@ std::string depthText(const Image &img) {
 // Where each input goes: OUT, or DIR/<input's name>.
 std::vector<fs::path> outputsFor(const CommandLine &cl) {
   if (!cl.outputDir) return {fs::path(cl.files[1])};
-  struct stat;
   std::error_code ec;
   if (!fs::is_directory(*cl.outputDir, ec)) {
     throw usageError(*cl.outputDir + ": output directory does not exist");
@@ -49,14 +51,86 @@ std::vector<fs::path> outputsFor(const CommandLine &cl) {
   return outs;
 }
 
-void writeRgbPng(const RgbPicture &pic, const fs::path &path, bool force) {
+// A preview picture into `file`'s temporary file; committed by the caller.
+void encodeRgbPng(const RgbPicture &pic, const AtomicOutput &file) {
   Image img;
   img.colour = ColourModel::kRgb;
   allocatePlanes(img, pic.width, pic.height, 8, 3);
   const std::size_t n = static_cast<std::size_t>(pic.width) * pic.height;
   for (std::size_t i = 0; i < n; ++i)
     for (int c = 0; c < 3; ++c) img.doc.planes[c].samples[i] = pic.pixels[i * 3 + c];
-  writeAtomically(img, FileFormat::kPng, path, force, {});
+  try {
+    writeImage(img, FileFormat::kPng, file.temporaryPath(), {});
+  } catch (const CliError &e) {
+    std::string text = e.what();
+    const std::string temp = file.temporaryPath().string();
+    for (auto at = text.find(temp); at != std::string::npos; at = text.find(temp))
+      text.replace(at, temp.size(), file.target().string());
+    throw CliError(e.code(), text);
+  }
+}
+
+ReadLimits limitsOf(const CommandLine &cl) {
+  ReadLimits l;
+  l.maxPixels = cl.maxPixels;
+  return l;
+}
+
+// A path as the file system resolves it, for telling whether two names,
+// one perhaps not yet existing, are the same file.
+fs::path resolved(const fs::path &p) {
+  std::error_code ec;
+  fs::path r = fs::weakly_canonical(p, ec);
+  if (ec) r = fs::absolute(p, ec).lexically_normal();
+  return r;
+}
+
+bool sameFile(const fs::path &a, const fs::path &b) {
+  std::error_code ec;
+  return resolved(a) == resolved(b) || fs::equivalent(a, b, ec);
+}
+
+// The settings file gets the care of a picture output, before any work:
+// never an input, never a picture written by the same run, never a file that
+// exists without --force (with --skip-existing one that exists is kept).
+// Returns false when it is to be left as it is.
+bool checkSettingsTarget(const CommandLine &cl, const std::vector<fs::path> &inputs,
+                         const std::vector<fs::path> &outputs) {
+  const fs::path target = *cl.settingsOut;
+  for (const auto &in : inputs) {
+    if (sameFile(in, target)) {
+      throw usageError(target.string() +
+                       ": is an input of this run; --save-settings never "
+                       "overwrites one");
+    }
+  }
+  if (cl.settingsIn && sameFile(*cl.settingsIn, target)) {
+    throw usageError(target.string() +
+                     ": is the settings file read with --settings; name another to save to");
+  }
+  for (const auto &out : outputs) {
+    if (sameFile(out, target)) {
+      throw usageError(target.string() + ": is also a picture output of this run");
+    }
+  }
+  if (cl.skipExisting) {
+    checkOutputPath(target, true);
+    struct stat st {};
+    return ::lstat(target.c_str(), &st) != 0;
+  }
+  checkOutputPath(target, cl.force);
+  return true;
+}
+
+// What a job may take at once: the decoded input, and the corrected canvas
+// (margins included) twice, as the filter's output and the encoder's source.
+std::uint64_t jobCost(const CommandLine &cl, std::size_t i) {
+  const auto shape = peekImage(cl.files[i]);
+  if (!shape) return 0;  // reading it will fail at once
+  const Margins &m = cl.settings.margins;
+  const std::uint64_t w = shape->width + static_cast<std::uint64_t>(m.left + m.right);
+  const std::uint64_t h = shape->height + static_cast<std::uint64_t>(m.top + m.bottom);
+  return shape->bytes() + 2 * w * h * shape->planes * shape->bytesPerSample;
 }
 
 // "[2/5] name": which file of how many is in the filter.
@@ -112,8 +186,8 @@ void writeAtomically(const Image &img, FileFormat format, const fs::path &target
 
 // With --auto, comment lines say which profile the numbers come from.
 void writeSettings(const fs::path &path, const CorrectionSettings &s,
-                   const std::optional<LensProfile> &profile) {
-  AtomicOutput out(path, true);
+                   const std::optional<LensProfile> &profile, bool overwrite) {
+  AtomicOutput out(path, overwrite);
   {
     std::ofstream f(out.temporaryPath(), std::ios::binary | std::ios::trunc);
     if (profile) {
@@ -130,8 +204,10 @@ void writeSettings(const fs::path &path, const CorrectionSettings &s,
 
 ExitCode runCorrect(const CommandLine &cl) {
   const std::vector<fs::path> outputs = outputsFor(cl);
+  const std::size_t n = outputs.size();  // without -o, files[1] is the output
+  const std::vector<fs::path> inputs(cl.files.begin(), cl.files.begin() + static_cast<long>(n));
   std::vector<FileFormat> formats;
-  for (std::size_t i = 0; i < outputs.size(); ++i) {
+  for (std::size_t i = 0; i < n; ++i) {
     const fs::path &out = outputs[i];
     std::error_code ec;
     if (fs::equivalent(cl.files[i], out, ec)) {
@@ -142,23 +218,33 @@ ExitCode runCorrect(const CommandLine &cl) {
       throw usageError(out.string() + ": unknown output format (name it .jpg, .png or .tif)");
     }
     formats.push_back(*f);
-    if (!cl.outputDir) checkOutputPath(out, cl.force);
+    if (!cl.outputDir) checkOutputPath(out, cl.force || cl.skipExisting);
   }
+  const bool saveSettings = cl.settingsOut && checkSettingsTarget(cl, inputs, outputs);
   ProgressBar bar(!cl.quiet && stderrIsTerminal());
   FilterSession session(locatePlugin(cl.plugin), bar);
   const bool batch = cl.outputDir.has_value();
-  const std::size_t n = outputs.size();  // without -o, files[1] is the output
+  const ReadLimits limits = limitsOf(cl);
 
   std::mutex savedMutex;
   bool saved = false;
+  std::vector<char> skipped(n, 0);
   WriteOptions writeOptions;
   writeOptions.jpegQuality = cl.quality;
   writeOptions.tiffCompression = cl.tiffCompression;
+  auto exists = [](const fs::path &p) {
+    struct stat st {};
+    return ::lstat(p.c_str(), &st) == 0;
+  };
   auto job = [&](std::size_t i) {
     const std::string &in = cl.files[i];
     const fs::path &out = outputs[i];
+    if (cl.skipExisting && exists(out)) {
+      skipped[i] = 1;
+      return;
+    }
     checkOutputPath(out, cl.force);
-    Image img = readImage(in);
+    Image img = readImage(in, limits);
     validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in);
     checkWritable(img, formats[i], out);
     const std::string label = batch ? batchLabel(i, n, in) : in;
@@ -180,35 +266,54 @@ ExitCode runCorrect(const CommandLine &cl) {
     }
     const CorrectionSettings recorded = session.correct(img, chosen.settings, label);
     if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
-    writeAtomically(img, formats[i], out, cl.force, writeOptions);
-    if (cl.settingsOut) {
+    try {
+      writeAtomically(img, formats[i], out, cl.force, writeOptions);
+    } catch (const OutputExists &) {
+      // Another process sharing the folder was first: its file stands.
+      if (!cl.skipExisting) throw;
+      skipped[i] = 1;
+      return;
+    }
+    if (saveSettings) {
       std::lock_guard lock(savedMutex);
       if (!saved) {
-        writeSettings(*cl.settingsOut, recorded, chosen.profile);
+        try {
+          writeSettings(*cl.settingsOut, recorded, chosen.profile, cl.force);
+        } catch (const OutputExists &) {
+          if (!cl.skipExisting) throw;
+        }
         saved = true;
       }
     }
     if (batch && !cl.quiet) {
       std::lock_guard lock(gOutputMutex);
       bar.clear();
+      // A closed standard output (`| head`) fails these writes; the batch
+      // goes on, and its summary goes to standard error.
       std::printf("%s -> %s\n", in.c_str(), out.string().c_str());
       std::fflush(stdout);
     }
   };
 
   const int threads = batch ? (cl.jobs > 0 ? cl.jobs : defaultJobs()) : 1;
-  const std::vector<JobOutcome> outcomes = runJobs(n, threads, job);
+  const std::vector<JobOutcome> outcomes = runJobs(
+      n, threads, job, [&](std::size_t i) { return jobCost(cl, i); }, physicalMemory() / 2);
   ExitCode worst = ExitCode::kOk;
   std::size_t failed = 0;
+  const auto skips = static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), 1));
   for (const auto &o : outcomes) {
     if (o.code == ExitCode::kOk) continue;
     ++failed;
     if (o.code != ExitCode::kInterrupted || !batch) reportError(o.message);
     if (static_cast<int>(o.code) > static_cast<int>(worst)) worst = o.code;
   }
+  if (!batch && skips > 0 && !cl.quiet) {
+    reportError(outputs[0].string() + ": already there; left as it is (--skip-existing)");
+  }
   if (batch && (!cl.quiet || failed > 0)) {
     std::lock_guard lock(gOutputMutex);
-    std::fprintf(stderr, "ortavel: corrected %zu of %zu files", n - failed, n);
+    std::fprintf(stderr, "ortavel: corrected %zu of %zu files", n - failed - skips, n);
+    if (skips > 0) std::fprintf(stderr, "; %zu skipped (already there)", skips);
     if (failed > 0) std::fprintf(stderr, "; %zu failed", failed);
     if (interrupted()) std::fprintf(stderr, " (interrupted)");
     std::fprintf(stderr, "\n");
@@ -223,7 +328,7 @@ ExitCode runInfo(const CommandLine &cl) {
   bool first = true;
   for (const auto &in : cl.files) {
     try {
-      const Image img = readImage(in);
+      const Image img = readImage(in, limitsOf(cl));
       const PhotoIdentity cam = identifyPhoto(session, img, in);
       if (!first) std::printf("\n");
       first = false;
@@ -270,23 +375,32 @@ ExitCode runPreview(const CommandLine &cl) {
   if (cl.sideBySide) checkOutputPath(pairPath, cl.force);
   ProgressBar bar(false);
   FilterSession session(locatePlugin(cl.plugin), bar);
-  Image img = readImage(in);
+  Image img = readImage(in, limitsOf(cl));
   validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in.string());
   const PhotoSettings chosen = settingsForPhoto(cl, session, img, in.string());
   const auto vignetting = correctPhotoVignetting(cl, chosen, img, in.string());
   if (vignetting && !cl.quiet) std::printf("%s\n", vignetting->c_str());
   const Previews p =
       session.preview(img, chosen.settings, cl.previewWidth, cl.previewHeight, in.string());
-  writeRgbPng(p.uncorrected, unPath, cl.force);
-  writeRgbPng(p.corrected, coPath, cl.force);
+  // The pictures go in place together or not at all: a pair that is half
+  // old, half new would show a correction that was never made.
+  AtomicOutput un(unPath, cl.force), co(coPath, cl.force);
+  encodeRgbPng(p.uncorrected, un);
+  encodeRgbPng(p.corrected, co);
+  std::optional<AtomicOutput> both;
+  RgbPicture pair;
+  if (cl.sideBySide) {
+    pair = sideBySide(p.uncorrected, p.corrected);
+    both.emplace(pairPath, cl.force);
+    encodeRgbPng(pair, *both);
+  }
+  if (interrupted()) throw CliError(ExitCode::kInterrupted, in.string() + ": interrupted");
+  AtomicOutput *all[3] = {&un, &co, both ? &*both : nullptr};
+  commitAll(all, both ? 3 : 2);
   if (!cl.quiet) {
     std::printf("%s (%d x %d)\n%s (%d x %d)\n", unPath.c_str(), p.uncorrected.width,
                 p.uncorrected.height, coPath.c_str(), p.corrected.width, p.corrected.height);
-  }
-  if (cl.sideBySide) {
-    const RgbPicture pair = sideBySide(p.uncorrected, p.corrected);
-    writeRgbPng(pair, pairPath, cl.force);
-    if (!cl.quiet) std::printf("%s (%d x %d)\n", pairPath.c_str(), pair.width, pair.height);
+    if (cl.sideBySide) std::printf("%s (%d x %d)\n", pairPath.c_str(), pair.width, pair.height);
   }
   return ExitCode::kOk;
 }

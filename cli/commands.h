@@ -22,10 +22,11 @@ ExitCode runUi(const CommandLine &cl);  // in ui/ui_command.cpp
 // file the user asked for. Throws CliError.
 void writeAtomically(const Image &img, FileFormat format, const std::filesystem::path &target,
                      bool force, const WriteOptions &opt);
-// Writes the settings file, replacing `path`; with a profile, comment lines
-// say which one the numbers come from. Throws CliError (failure).
+// Writes the settings file atomically, replacing `path` only when
+// `overwrite`; with a profile, comment lines say which one the numbers come
+// from. Throws CliError (OutputExists, failure).
 void writeSettings(const std::filesystem::path &path, const CorrectionSettings &s,
-                   const std::optional<LensProfile> &profile = std::nullopt);
+                   const std::optional<LensProfile> &profile = std::nullopt, bool overwrite = true);
 
 // Prints "ortavel: message" on standard error.
 void reportError(const std::string &message);

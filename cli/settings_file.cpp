@@ -1,7 +1,13 @@
 #include "settings_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
 #include <cstdio>
-#include <fstream>
+#include <cstring>
 #include <sstream>
 
 #include "exit_codes.h"
@@ -78,11 +84,41 @@ void parseSettings(const std::string &text, const std::string &name, CorrectionS
 }
 
 void readSettingsFile(const std::filesystem::path &path, CorrectionSettings &s) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw usageError(path.string() + ": cannot read the settings file");
-  std::ostringstream text;
-  text << in.rdbuf();
-  parseSettings(text.str(), path.string(), s);
+  const std::string name = path.string();
+  // Not through the name alone: a pipe or a device would block or never end.
+  const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+  if (fd < 0) {
+    throw usageError(name + ": cannot read the settings file: " +
+                     (errno == ENOENT ? std::string("no such file") : std::strerror(errno)));
+  }
+  struct Closer {
+    int fd;
+    ~Closer() { ::close(fd); }
+  } closer{fd};
+  struct stat st {};
+  if (::fstat(fd, &st) != 0) throw usageError(name + ": cannot read the settings file");
+  if (S_ISDIR(st.st_mode)) throw usageError(name + ": is a directory, not a settings file");
+  if (!S_ISREG(st.st_mode)) {
+    throw usageError(name + ": not a regular file (a pipe or device is not read as settings)");
+  }
+  if (static_cast<std::uint64_t>(st.st_size) > kMaxSettingsFileBytes) {
+    throw usageError(name + ": " + std::to_string(st.st_size) +
+                     " bytes is too large for a settings file (at most 1 MiB)");
+  }
+  std::string text;
+  char buf[65536];
+  for (;;) {
+    const ssize_t n = ::read(fd, buf, sizeof buf);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) throw usageError(name + ": cannot read the settings file: " + std::strerror(errno));
+    if (n == 0) break;
+    text.append(buf, static_cast<std::size_t>(n));
+    // It may grow while we read.
+    if (text.size() > kMaxSettingsFileBytes) {
+      throw usageError(name + ": too large for a settings file (at most 1 MiB)");
+    }
+  }
+  parseSettings(text, name, s);
 }
 
 std::string formatSettings(const CorrectionSettings &s) {

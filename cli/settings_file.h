@@ -4,6 +4,7 @@
 // names only the keys it sets; the others keep their values.
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -11,8 +12,11 @@
 
 namespace ortavel::cli {
 
+inline constexpr std::uint64_t kMaxSettingsFileBytes = 1 << 20;
+
 // Applies the file's keys on top of `s`. Throws CliError (usage) naming the
-// file and line of the first unknown key or bad value, or a missing file.
+// file and line of the first unknown key or bad value, or a missing file, a
+// directory, anything but a regular file, or one over 1 MiB.
 void readSettingsFile(const std::filesystem::path &path, CorrectionSettings &s);
 void parseSettings(const std::string &text, const std::string &name, CorrectionSettings &s);
 

@@ -7,7 +7,8 @@
 //     --planes N          planes (default 3)
 //     --mode M            host image mode number (default 3, RGB)
 //     --raw FILE          read the document from FILE: interleaved samples,
-//                         rows top to bottom, native byte order
+//                         rows top to bottom, native byte order (a regular
+//                         file of exactly the size the document needs)
 //     --out FILE          write the resulting document the same way
 //     --tile N            input and output tile size (default 512)
 //     --small-coords      a host without big-document support
@@ -21,13 +22,23 @@
 //     --abort-after N     abort after N output tiles
 //     --float KEY=V | --int KEY=V | --enum KEY=TYPE:VALUE | --string KEY=TEXT | --bool KEY=0|1
 //                         put an item into the descriptor handed to the filter
+#ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#else
+#include <unistd.h>
+#endif
+
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -78,23 +89,78 @@ void generate(hostemu::Document &doc) {
   }
 }
 
+// The document must fit: at most a gigapixel, at most kMaxPlanes planes,
+// and its samples within half the machine's memory.
+constexpr std::uint64_t kMaxPixels = 1'000'000'000;
+constexpr int kMaxPlanes = 64;
+
+std::uint64_t memoryBudget() {
+#ifdef _WIN32
+  MEMORYSTATUSEX m{};
+  m.dwLength = sizeof m;
+  if (!GlobalMemoryStatusEx(&m)) return std::uint64_t{1} << 39;
+  return m.ullTotalPhys / 2;
+#else
+  const long pages = ::sysconf(_SC_PHYS_PAGES);
+  const long size = ::sysconf(_SC_PAGESIZE);
+  if (pages <= 0 || size <= 0) return std::uint64_t{1} << 39;
+  return static_cast<std::uint64_t>(pages) * static_cast<std::uint64_t>(size) / 2;
+#endif
+}
+
+void checkBounds(const hostemu::Document &doc, int planes) {
+  if (doc.width < 1 || doc.height < 1) usage("--size needs a width and a height of 1 or more");
+  if (doc.depth != 8 && doc.depth != 16 && doc.depth != 32) usage("--depth takes 8, 16 or 32");
+  if (planes < 1 || planes > kMaxPlanes) {
+    usage("--planes takes 1 to " + std::to_string(kMaxPlanes) + ", not " + std::to_string(planes));
+  }
+  const std::uint64_t pixels =
+      static_cast<std::uint64_t>(doc.width) * static_cast<std::uint64_t>(doc.height);
+  if (pixels > kMaxPixels) {
+    usage(std::to_string(doc.width) + "x" + std::to_string(doc.height) +
+          " is more than the limit of " + std::to_string(kMaxPixels) + " pixels");
+  }
+  const std::uint64_t bytes = pixels * static_cast<std::uint64_t>(planes) *
+                              static_cast<std::uint64_t>(doc.bytesPerSample());
+  if (bytes > memoryBudget()) {
+    usage("the document would take " + std::to_string(bytes) +
+          " bytes, more than this machine's memory allows");
+  }
+}
+
+// Reads row by row into the planes, after checking that the file is a
+// regular file of exactly the size the document needs: a pipe or a device
+// is refused before any read (it would block or never end).
 void readRaw(hostemu::Document &doc, const std::string &path) {
-  std::ifstream f(path, std::ios::binary);
-  if (!f) usage("cannot open " + path);
-  std::vector<std::uint8_t> bytes((std::istreambuf_iterator<char>(f)), {});
+  std::error_code ec;
+  const auto st = std::filesystem::status(path, ec);
+  if (ec || !std::filesystem::exists(st)) usage("cannot open " + path);
+  if (!std::filesystem::is_regular_file(st)) {
+    usage(path + " is not a regular file (a pipe or a device is not read)");
+  }
+  const std::uint64_t size = std::filesystem::file_size(path, ec);
   const std::size_t bps = static_cast<std::size_t>(doc.bytesPerSample());
   const std::size_t n = doc.planes.size();
-  if (bytes.size() != doc.planeBytes() * n) {
-    usage(path + " holds " + std::to_string(bytes.size()) +
-          " bytes; the size, depth and planes "
-          "given need " +
-          std::to_string(doc.planeBytes() * n));
+  const std::uint64_t need = static_cast<std::uint64_t>(doc.planeBytes()) * n;
+  if (ec || size != need) {
+    usage(path + " holds " + std::to_string(size) +
+          " bytes; the size, depth and planes given need " + std::to_string(need));
   }
-  for (std::size_t p = 0; p < n; ++p) doc.planes[p].samples.assign(doc.planeBytes(), 0);
-  const std::size_t pixels = doc.planeBytes() / bps;
-  for (std::size_t i = 0; i < pixels; ++i) {
+  std::ifstream f(path, std::ios::binary);
+  if (!f) usage("cannot open " + path);
+  const std::size_t w = static_cast<std::size_t>(doc.width);
+  std::vector<char> row(w * n * bps);
+  for (std::size_t p = 0; p < n; ++p) doc.planes[p].samples.reserve(doc.planeBytes());
+  for (std::int32_t y = 0; y < doc.height; ++y) {
+    if (!f.read(row.data(), static_cast<std::streamsize>(row.size()))) {
+      usage("cannot read " + path + ": it ended early or failed");
+    }
     for (std::size_t p = 0; p < n; ++p) {
-      std::memcpy(&doc.planes[p].samples[i * bps], &bytes[(i * n + p) * bps], bps);
+      auto &s = doc.planes[p].samples;
+      const std::size_t at = s.size();
+      s.resize(at + w * bps);
+      for (std::size_t x = 0; x < w; ++x)
+        std::memcpy(&s[at + x * bps], &row[(x * n + p) * bps], bps);
     }
   }
 }
@@ -205,7 +271,7 @@ int main(int argc, char **argv) {
       usage("bad value for " + a);
     }
   }
-  if (planes < 1) usage("--planes must be at least 1");
+  checkBounds(doc, planes);
   doc.planes.resize(static_cast<std::size_t>(planes));
 
   try {

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "image_io/image.h"
+#include "image_io/limits.h"
 #include "image_io/tiff_strips.h"
 
 namespace ortavel::cli {
@@ -14,9 +15,17 @@ struct WriteOptions {
   TiffCompression tiffCompression = TiffCompression::kDeflate;
 };
 
-Image readJpeg(const std::filesystem::path &path);
-Image readPng(const std::filesystem::path &path);
-Image readTiff(const std::filesystem::path &path);
+// Each refuses, before allocating it, a picture over `limits` or larger than
+// the file could hold (see limits.h).
+Image readJpeg(const std::filesystem::path &path, const ReadLimits &limits = {});
+Image readPng(const std::filesystem::path &path, const ReadLimits &limits = {});
+Image readTiff(const std::filesystem::path &path, const ReadLimits &limits = {});
+
+// The header alone, for planning: what reading the file would allocate.
+// Throws CliError (bad input) like the readers when the header is unreadable.
+ImageShape peekJpeg(const std::filesystem::path &path);
+ImageShape peekPng(const std::filesystem::path &path);
+ImageShape peekTiff(const std::filesystem::path &path);
 
 void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteOptions &opt);
 void writePng(const Image &img, const std::filesystem::path &path);

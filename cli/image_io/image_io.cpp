@@ -10,32 +10,48 @@
 #include <string>
 
 #include "exit_codes.h"
+#include "image_io/c_file.h"
 
 namespace ortavel::cli {
 
-Image readImage(const std::filesystem::path &path) {
+Image readImage(const std::filesystem::path &path, const ReadLimits &limits) {
   const std::string name = path.string();
-  struct stat st {};
-  if (::stat(path.c_str(), &st) != 0) {
-    throw inputError(name + ": " + (errno == ENOENT ? "no such file" : std::strerror(errno)));
-  }
-  if (S_ISDIR(st.st_mode)) throw inputError(name + ": is a directory, not an image file");
-  std::FILE *f = std::fopen(path.c_str(), "rb");
-  if (!f) throw inputError(name + ": cannot open: " + std::strerror(errno));
+  checkRegularFile(path);
   unsigned char magic[8] = {};
-  const std::size_t n = std::fread(magic, 1, sizeof magic, f);
-  std::fclose(f);
-  if (n >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF) return readJpeg(path);
+  std::size_t n = 0;
+  {
+    const CFile f = openForReading(path);
+    n = std::fread(magic, 1, sizeof magic, f.get());
+  }
+  if (n >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF)
+    return readJpeg(path, limits);
   static const unsigned char kPng[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  if (n == 8 && std::memcmp(magic, kPng, 8) == 0) return readPng(path);
+  if (n == 8 && std::memcmp(magic, kPng, 8) == 0) return readPng(path, limits);
   if (n >= 4 && ((magic[0] == 'I' && magic[1] == 'I' && (magic[2] == 42 || magic[2] == 43) &&
                   magic[3] == 0) ||
                  (magic[0] == 'M' && magic[1] == 'M' && magic[2] == 0 &&
                   (magic[3] == 42 || magic[3] == 43)))) {
-    return readTiff(path);
+    return readTiff(path, limits);
   }
   if (n == 0) throw inputError(name + ": empty file, not an image");
   throw inputError(name + ": not an image this command reads (JPEG, PNG or TIFF expected)");
+}
+
+std::optional<ImageShape> peekImage(const std::filesystem::path &path) {
+  try {
+    checkRegularFile(path);
+    unsigned char magic[8] = {};
+    std::size_t n = 0;
+    {
+      const CFile f = openForReading(path);
+      n = std::fread(magic, 1, sizeof magic, f.get());
+    }
+    if (n >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF) return peekJpeg(path);
+    if (n == 8 && magic[0] == 0x89 && magic[1] == 'P') return peekPng(path);
+    if (n >= 4 && (magic[0] == 'I' || magic[0] == 'M')) return peekTiff(path);
+  } catch (const CliError &) {
+  }
+  return std::nullopt;
 }
 
 std::optional<FileFormat> formatForName(const std::filesystem::path &path) {

@@ -13,7 +13,13 @@ namespace ortavel::cli {
 
 // Reads any supported file, recognised by its first bytes, not its name.
 // Throws CliError (bad input) with a one-line message naming the file.
-Image readImage(const std::filesystem::path &path);
+// Pipes, devices and other files that are not regular files are refused
+// before anything is read; pictures over `limits` before they are decoded.
+Image readImage(const std::filesystem::path &path, const ReadLimits &limits = {});
+
+// The size of the picture in a file, from its header alone; nullopt when the
+// file is not one the readers take (reading it will say why).
+std::optional<ImageShape> peekImage(const std::filesystem::path &path);
 
 // The format an output name asks for: .jpg/.jpeg, .png, .tif/.tiff (any case).
 std::optional<FileFormat> formatForName(const std::filesystem::path &path);

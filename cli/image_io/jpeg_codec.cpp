@@ -4,6 +4,7 @@
 // RAII closes the file and the decompressor.
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cmath>
 #include <cstddef>
 #include <cstdio>
@@ -70,14 +71,19 @@ const std::uint8_t kExifPrefix[6] = {'E', 'x', 'i', 'f', 0, 0};
 
 }  // namespace
 
-Image readJpeg(const std::filesystem::path &path) {
-  CFile f = openForReading(path);
+Image readJpeg(const std::filesystem::path &path, const ReadLimits &limits) {
+  std::uint64_t fileBytes = 0;
+  CFile f = openForReading(path, fileBytes);
   Image img;
   img.format = FileFormat::kJpeg;
   img.fileBits = 8;
   Decompressor d;
   try {
     jpeg_stdio_src(&d.cinfo, f.get());
+    // libjpeg's own buffers (a progressive picture's coefficients) stay
+    // within the limit too: past it, it fails instead of taking more.
+    d.cinfo.mem->max_memory_to_use = static_cast<long>(
+        std::min<std::uint64_t>(limits.maxBytes, static_cast<std::uint64_t>(LONG_MAX)));
     jpeg_save_markers(&d.cinfo, JPEG_APP0 + 1, 0xFFFF);
     jpeg_save_markers(&d.cinfo, JPEG_APP0 + 2, 0xFFFF);
     jpeg_read_header(&d.cinfo, TRUE);
@@ -120,15 +126,23 @@ Image readJpeg(const std::filesystem::path &path) {
       img.yDpi = d.cinfo.Y_density * perInch;
     }
 
+    const std::uint64_t w = d.cinfo.image_width, h = d.cinfo.image_height;
+    checkClaimedSize(path, w, h, static_cast<std::uint64_t>(img.colourChannels()), 1, limits);
+    // Huffman coding spends at least one bit on each 8x8 block of the
+    // full-resolution component: one byte of file holds at most 512 pixels.
+    // Arithmetic coding has no such floor; the limits above bound it.
+    if (!d.cinfo.arith_code) checkAgainstFileSize(path, w, h, w * h, 512.0, fileBytes, "JPEG");
+
     jpeg_start_decompress(&d.cinfo);
     const int planes = static_cast<int>(d.cinfo.output_components);
-    allocatePlanes(img, static_cast<std::int32_t>(d.cinfo.output_width),
-                   static_cast<std::int32_t>(d.cinfo.output_height), 8, planes);
+    beginPlanes(img, static_cast<std::int32_t>(d.cinfo.output_width),
+                static_cast<std::int32_t>(d.cinfo.output_height), 8, planes);
     std::vector<JSAMPLE> row(static_cast<std::size_t>(d.cinfo.output_width) * planes);
     while (d.cinfo.output_scanline < d.cinfo.output_height) {
       const int y = static_cast<int>(d.cinfo.output_scanline);
       JSAMPROW rows[1] = {row.data()};
       jpeg_read_scanlines(&d.cinfo, rows, 1);
+      growRows(img, y + 1);
       unpackRow(img, y, planes, 8, invert, row.data());
     }
     jpeg_finish_decompress(&d.cinfo);
@@ -136,6 +150,20 @@ Image readJpeg(const std::filesystem::path &path) {
     throw inputError(path.string() + ": not a readable JPEG image (" + e.text + ")");
   }
   return img;
+}
+
+ImageShape peekJpeg(const std::filesystem::path &path) {
+  CFile f = openForReading(path);
+  Decompressor d;
+  try {
+    jpeg_stdio_src(&d.cinfo, f.get());
+    jpeg_read_header(&d.cinfo, TRUE);
+  } catch (const JpegFault &e) {
+    throw inputError(path.string() + ": not a readable JPEG image (" + e.text + ")");
+  }
+  const bool grey = d.cinfo.jpeg_color_space == JCS_GRAYSCALE;
+  const bool cmyk = d.cinfo.jpeg_color_space == JCS_CMYK || d.cinfo.jpeg_color_space == JCS_YCCK;
+  return {d.cinfo.image_width, d.cinfo.image_height, grey ? 1u : cmyk ? 4u : 3u, 1};
 }
 
 void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteOptions &opt) {

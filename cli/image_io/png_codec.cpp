@@ -37,8 +37,9 @@ bool littleEndianMachine() {
 
 }  // namespace
 
-Image readPng(const std::filesystem::path &path) {
-  CFile f = openForReading(path);
+Image readPng(const std::filesystem::path &path, const ReadLimits &limits) {
+  std::uint64_t fileBytes = 0;
+  CFile f = openForReading(path, fileBytes);
   png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
   if (!png) throw std::bad_alloc();
   png_infop info = png_create_info_struct(png);
@@ -60,6 +61,11 @@ Image readPng(const std::filesystem::path &path) {
     png_uint_32 width = 0, height = 0;
     int bitDepth = 0, colourType = 0;
     png_get_IHDR(png, info, &width, &height, &bitDepth, &colourType, nullptr, nullptr, nullptr);
+    // The filtered rows as the file holds them, before expansion; deflate
+    // turns one byte into at most 1032.
+    const std::uint64_t fileRow =
+        1 + (static_cast<std::uint64_t>(width) * png_get_channels(png, info) * bitDepth + 7) / 8;
+    checkAgainstFileSize(path, width, height, fileRow * height, 1032.0, fileBytes, "PNG");
 
     // Palettes, low bit depths and transparency chunks become plain planes;
     // 16-bit samples are kept whole, in the machine's byte order.
@@ -72,8 +78,10 @@ Image readPng(const std::filesystem::path &path) {
     const int bits = png_get_bit_depth(png, info);
     img.colour = channels <= 2 ? ColourModel::kGrey : ColourModel::kRgb;
     img.fileBits = bits;
-    allocatePlanes(img, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits,
-                   channels);
+    checkClaimedSize(path, width, height, static_cast<std::uint64_t>(channels),
+                     static_cast<std::uint64_t>(bits / 8), limits);
+    beginPlanes(img, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits,
+                channels);
 
     png_bytep exif = nullptr;
     png_uint_32 exifLen = 0;
@@ -100,6 +108,7 @@ Image readPng(const std::filesystem::path &path) {
       std::vector<png_byte> row(rowBytes);
       for (png_uint_32 y = 0; y < height; ++y) {
         png_read_row(png, row.data(), nullptr);
+        growRows(img, static_cast<std::int64_t>(y) + 1);
         unpackRow(img, static_cast<int>(y), channels, bits, false, row.data());
       }
     } else {
@@ -108,6 +117,7 @@ Image readPng(const std::filesystem::path &path) {
       std::vector<png_bytep> rows(height);
       for (png_uint_32 y = 0; y < height; ++y) rows[y] = all.data() + rowBytes * y;
       png_read_image(png, rows.data());
+      growRows(img, height);
       for (png_uint_32 y = 0; y < height; ++y)
         unpackRow(img, static_cast<int>(y), channels, bits, false, rows[y]);
     }
@@ -116,6 +126,31 @@ Image readPng(const std::filesystem::path &path) {
     throw inputError(path.string() + ": not a readable PNG image (" + e.text + ")");
   }
   return img;
+}
+
+ImageShape peekPng(const std::filesystem::path &path) {
+  CFile f = openForReading(path);
+  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
+  if (!png) throw std::bad_alloc();
+  png_infop info = png_create_info_struct(png);
+  struct Guard {
+    png_structp *p;
+    png_infop *i;
+    ~Guard() { png_destroy_read_struct(p, i, nullptr); }
+  } guard{&png, &info};
+  if (!info) throw std::bad_alloc();
+  try {
+    png_init_io(png, f.get());
+    png_set_benign_errors(png, 1);
+    png_set_user_limits(png, 0x7fffffff, 0x7fffffff);
+    png_read_info(png, info);
+    png_set_expand(png);
+    png_read_update_info(png, info);
+    return {png_get_image_width(png, info), png_get_image_height(png, info),
+            png_get_channels(png, info), png_get_bit_depth(png, info) == 16 ? 2u : 1u};
+  } catch (const PngFault &e) {
+    throw inputError(path.string() + ": not a readable PNG image (" + e.text + ")");
+  }
 }
 
 void writePng(const Image &img, const std::filesystem::path &path) {

@@ -3,8 +3,12 @@
 // samples kept as alpha planes. Camera tags travel as a small EXIF block.
 #include <tiffio.h>
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -13,6 +17,7 @@
 #include <vector>
 
 #include "exit_codes.h"
+#include "image_io/c_file.h"
 #include "image_io/codec.h"
 #include "image_io/exif_block.h"
 #include "image_io/sample_scale.h"
@@ -46,14 +51,72 @@ struct TiffCloser {
 };
 using Tiff = std::unique_ptr<TIFF, TiffCloser>;
 
-Tiff open(const std::filesystem::path &path, const char *mode, Diagnostics &diag) {
-  TIFFOpenOptions *opts = TIFFOpenOptionsAlloc();
+struct OptionsFree {
+  void operator()(TIFFOpenOptions *o) const { TIFFOpenOptionsFree(o); }
+};
+
+std::unique_ptr<TIFFOpenOptions, OptionsFree> options(Diagnostics &diag,
+                                                      std::uint64_t maxSingleAlloc) {
+  std::unique_ptr<TIFFOpenOptions, OptionsFree> opts(TIFFOpenOptionsAlloc());
   if (!opts) throw std::bad_alloc();
-  TIFFOpenOptionsSetErrorHandlerExtR(opts, onError, &diag);
-  TIFFOpenOptionsSetWarningHandlerExtR(opts, onWarning, &diag);
-  Tiff t(TIFFOpenExt(path.c_str(), mode, opts));
-  TIFFOpenOptionsFree(opts);
+  TIFFOpenOptionsSetErrorHandlerExtR(opts.get(), onError, &diag);
+  TIFFOpenOptionsSetWarningHandlerExtR(opts.get(), onWarning, &diag);
+  if (maxSingleAlloc > 0) {
+    TIFFOpenOptionsSetMaxSingleMemAlloc(
+        opts.get(), static_cast<tmsize_t>(std::min<std::uint64_t>(
+                        maxSingleAlloc, static_cast<std::uint64_t>(INT64_MAX))));
+  }
+  return opts;
+}
+
+Tiff open(const std::filesystem::path &path, const char *mode, Diagnostics &diag) {
+  const auto opts = options(diag, 0);
+  return Tiff(TIFFOpenExt(path.c_str(), mode, opts.get()));
+}
+
+// For reading: through an descriptor of our own, so that a pipe or a device
+// is refused before libtiff waits on it.
+Tiff openForReading(const std::filesystem::path &path, Diagnostics &diag, const ReadLimits &limits,
+                    std::uint64_t &fileBytes) {
+  CFile f = ortavel::cli::openForReading(path, fileBytes);
+  const int fd = ::dup(::fileno(f.get()));
+  if (fd < 0) throw inputError(path.string() + ": cannot open: " + std::strerror(errno));
+  const auto opts = options(diag, limits.maxBytes);
+  Tiff t(TIFFFdOpenExt(fd, path.c_str(), "r", opts.get()));
+  if (!t) ::close(fd);
   return t;
+}
+
+// The most bytes of samples one byte of strip or tile data can turn into
+// under each compression; 0 where no bound is known.
+double maxExpansion(std::uint16_t compression, std::uint16_t spp) {
+  switch (compression) {
+    case COMPRESSION_NONE:
+      return 1.0;
+    case COMPRESSION_PACKBITS:
+      return 64.0;  // two bytes repeat one up to 128 times
+    case COMPRESSION_LZW:
+      return 4096.0;  // a code of 9 bits or more names a string of at most 4096
+    case COMPRESSION_ADOBE_DEFLATE:
+    case COMPRESSION_DEFLATE:
+      return 1032.0;
+    case COMPRESSION_JPEG:
+    case COMPRESSION_OJPEG:
+      return 512.0 * spp;  // one bit per 8x8 block at least, as for JPEG files
+    default:
+      return 0.0;
+  }
+}
+
+// The strip or tile data the directory says the file holds, in bytes.
+std::uint64_t dataBytes(TIFF *tif) {
+  const std::uint32_t n = TIFFIsTiled(tif) ? TIFFNumberOfTiles(tif) : TIFFNumberOfStrips(tif);
+  std::uint64_t sum = 0;
+  for (std::uint32_t i = 0; i < n; ++i) {
+    const std::uint64_t c = TIFFGetStrileByteCount(tif, i);
+    sum = c > UINT64_MAX - sum ? UINT64_MAX : sum + c;
+  }
+  return sum;
 }
 
 // Copies `count` file samples, `stride` apart, into plane p from (x0, y).
@@ -119,9 +182,10 @@ bool setFocalLength(TIFF *t, double mm) {
 
 }  // namespace
 
-Image readTiff(const std::filesystem::path &path) {
+Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
   Diagnostics diag;
-  Tiff t = open(path, "r", diag);
+  std::uint64_t fileBytes = 0;
+  Tiff t = openForReading(path, diag, limits, fileBytes);
   if (!t) {
     throw inputError(path.string() + ": not a readable TIFF image" +
                      (diag.firstError.empty() ? std::string() : " (" + diag.firstError + ")"));
@@ -193,8 +257,18 @@ Image readTiff(const std::filesystem::path &path) {
                        std::to_string(photometric) + "); greyscale, RGB and CMYK are supported");
   }
   if (spp < colour) corrupt(path, diag);
-  allocatePlanes(img, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits,
-                 spp);
+  checkClaimedSize(path, width, height, spp, static_cast<std::uint64_t>(bits / 8), limits);
+  const std::uint64_t samples = static_cast<std::uint64_t>(width) * height * spp * (bits / 8);
+  const std::uint64_t stored = dataBytes(tif);
+  if (stored > fileBytes) {
+    throw inputError(name + ": claims " + std::to_string(width) + " x " + std::to_string(height) +
+                     " pixels of " + std::to_string(spp) + " samples, " + std::to_string(stored) +
+                     " bytes of data in a " + std::to_string(fileBytes) +
+                     "-byte file (truncated or corrupt)");
+  }
+  checkAgainstFileSize(path, width, height, samples, maxExpansion(compression, spp), stored,
+                       "TIFF strip");
+  beginPlanes(img, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits, spp);
   const bool separate = planar == PLANARCONFIG_SEPARATE && spp > 1;
   const int stride = separate ? 1 : spp;
   const int bytesPerSample = bits / 8;
@@ -204,10 +278,12 @@ Image readTiff(const std::filesystem::path &path) {
     TIFFGetField(tif, TIFFTAG_TILEWIDTH, &tw);
     TIFFGetField(tif, TIFFTAG_TILELENGTH, &th);
     if (tw == 0 || th == 0) corrupt(path, diag);
+    checkClaimedSize(path, tw, th, spp, static_cast<std::uint64_t>(bits / 8), limits);
     std::vector<std::uint8_t> tile(static_cast<std::size_t>(TIFFTileSize(tif)));
     const std::size_t tileRow = static_cast<std::size_t>(TIFFTileRowSize(tif));
     for (int s = 0; s < (separate ? spp : 1); ++s) {
       for (std::uint32_t ty = 0; ty < height; ty += th) {
+        growRows(img, static_cast<std::int64_t>(ty) + th);
         for (std::uint32_t tx = 0; tx < width; tx += tw) {
           if (TIFFReadTile(tif, tile.data(), tx, ty, 0, static_cast<std::uint16_t>(s)) < 0)
             corrupt(path, diag);
@@ -229,6 +305,7 @@ Image readTiff(const std::filesystem::path &path) {
       for (std::uint32_t y = 0; y < height; ++y) {
         if (TIFFReadScanline(tif, row.data(), y, static_cast<std::uint16_t>(s)) < 0)
           corrupt(path, diag);
+        growRows(img, static_cast<std::int64_t>(y) + 1);
         for (int p = separate ? s : 0; p < (separate ? s + 1 : spp); ++p) {
           unpackSamples(img, p, 0, static_cast<int>(y), static_cast<int>(width), bits, stride,
                         invert && p < colour, row.data() + (separate ? 0 : p * bytesPerSample));
@@ -254,6 +331,20 @@ Image readTiff(const std::filesystem::path &path) {
   }
   exifFromTiff(tif, img);
   return img;
+}
+
+ImageShape peekTiff(const std::filesystem::path &path) {
+  Diagnostics diag;
+  std::uint64_t fileBytes = 0;
+  Tiff t = openForReading(path, diag, ReadLimits{}, fileBytes);
+  if (!t) throw inputError(path.string() + ": not a readable TIFF image");
+  std::uint32_t width = 0, height = 0;
+  std::uint16_t spp = 1, bits = 8;
+  TIFFGetField(t.get(), TIFFTAG_IMAGEWIDTH, &width);
+  TIFFGetField(t.get(), TIFFTAG_IMAGELENGTH, &height);
+  TIFFGetFieldDefaulted(t.get(), TIFFTAG_SAMPLESPERPIXEL, &spp);
+  TIFFGetFieldDefaulted(t.get(), TIFFTAG_BITSPERSAMPLE, &bits);
+  return {width, height, spp, bits > 8 ? 2u : 1u};
 }
 
 void writeTiff(const Image &img, const std::filesystem::path &path, const WriteOptions &opt) {
