@@ -47,6 +47,7 @@ class ActionSuitesTest : public ::testing::Test {
       return noErr;
     };
     env.stringIds["com.example.filter"] = PS_FOURCC('F', 'l', 't', 'X');
+    env.mainWindow = 0x5A17;
     return env;
   }
 
@@ -120,6 +121,12 @@ TEST_F(ActionSuitesTest, EveryVersionGetsAFullTable) {
   const void *table = nullptr;
   EXPECT_NE(suites.basicSuite()->AcquireSuite(kPSActionDescriptorSuite, 6, &table), 0);
   EXPECT_NE(suites.basicSuite()->AcquireSuite(kPSActionReferenceSuite, 4, &table), 0);
+  // The step's dialog parent: the window the host names.
+  const PSUIHooksSuite1 *hooks = nullptr;
+  ASSERT_EQ(suites.basicSuite()->AcquireSuite(kPSUIHooksSuite, 1,
+                                              reinterpret_cast<const void **>(&hooks)),
+            0);
+  EXPECT_EQ(hooks->MainAppWindow(), 0x5A17);
   // Entries the host does not provide answer an error rather than crash.
   ASZString z = nullptr;
   PIActionDescriptor desc = make();
