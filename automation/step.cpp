@@ -1,5 +1,6 @@
 #include "automation/step.h"
 
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -154,8 +155,8 @@ DocumentFacts queryDocument(const Suites &s) {
   DescriptorUnitID unit = 0;
   check(s.descriptor->GetUnitFloat(doc.get(), keyResolution, &unit, &f.resolution),
         "read the document's resolution");
-  f.width = static_cast<std::int32_t>(pixels(s, doc.get(), keyWidth, f.resolution) + 0.5);
-  f.height = static_cast<std::int32_t>(pixels(s, doc.get(), keyHeight, f.resolution) + 0.5);
+  f.width = static_cast<std::int32_t>(std::lround(pixels(s, doc.get(), keyWidth, f.resolution)));
+  f.height = static_cast<std::int32_t>(std::lround(pixels(s, doc.get(), keyHeight, f.resolution)));
   DescriptorEnumTypeID type = 0;
   check(s.descriptor->GetEnumerated(doc.get(), keyMode, &type, &f.mode), "read the mode");
   int32 depth = 8;
