@@ -18,8 +18,8 @@
 //     --play N            playInfo
 //     --parameters        call the parameters selector first
 //     --about             call the about selector first
-//     --describe          print what the module's PiPL and terminology say
-//                         (Windows, where hosts read them) and run nothing
+//     --describe          print what the module's PiPL and terminology say (the
+//                         automation module's with --automation) and run nothing
 //     --abort-after N     abort after N output tiles
 //     --float KEY=V | --int KEY=V | --enum KEY=TYPE:VALUE | --string KEY=TEXT | --bool KEY=0|1
 //                         put an item into the descriptor handed to the filter
@@ -324,6 +324,11 @@ int main(int argc, char **argv) {
     }
     if (!exifFile.empty()) doc.exif = readFile(exifFile);
     hostemu::Plugin plugin(module);
+    if (!automation.module.empty() && describeOnly) {
+      hostemu::Plugin step(automation.module, hostemu::ModuleKind::Automation);
+      std::cout << hostemu::describe(*step.pipl(), step.aete());
+      return 0;
+    }
     if (!automation.module.empty()) {
       if (automation.playInfo) options.playInfo.reset();  // --play is the step's then
       const int status =
