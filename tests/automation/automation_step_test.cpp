@@ -46,12 +46,11 @@ struct StepRun {
   std::vector<std::string> alerts;
 };
 
-StepRun runStep(const ActionDescriptor *in, std::int32_t playInfo) {
+StepRun runStep(const ActionDescriptor *in, std::int32_t playInfo, AutomationOptions options = {}) {
   Plugin step(AUTOMATION_PATH, ModuleKind::Automation);
   Plugin filter(ORTAVEL_PLUGIN_PATH);
   StepRun run;
   run.document = ortavel::cli::readImage(kPhoto).doc;
-  AutomationOptions options;
   options.playInfo = playInfo;
   options.alertCallback = [&run](const std::string &title, const std::string &text) {
     run.alerts.push_back(title + ": " + text);
@@ -151,6 +150,28 @@ TEST(AutomationStep, WithoutAProfileItSaysSoAndLeavesThePicture) {
   EXPECT_EQ(silent.result.result, 0);
   EXPECT_TRUE(silent.alerts.empty());
   EXPECT_FALSE(silent.result.documentChanged);
+}
+
+// The step's failures are the host's: no document to query, a filter that
+// fails. Nothing is recorded and the picture stays.
+TEST(AutomationStep, FailuresEndTheStepWithTheirCode) {
+  AutomationOptions noDocument;
+  noDocument.documentOpen = false;
+  const StepRun closed = runStep(nullptr, plugInDialogDisplay, noDocument);
+  EXPECT_EQ(closed.result.result, paramErr);
+  EXPECT_TRUE(closed.result.plays.empty());
+  EXPECT_FALSE(closed.result.descriptor);
+
+  AutomationOptions failingFilter;
+  failingFilter.filterOptions.outTileHeight = 0;  // the filter refuses it
+  const ActionDescriptor settings = recordedSettings();
+  const StepRun failed = runStep(&settings, plugInDialogDontDisplay, failingFilter);
+  EXPECT_EQ(failed.result.result, -30100);
+  EXPECT_FALSE(failed.result.descriptor);
+  EXPECT_FALSE(failed.result.documentChanged);
+  EXPECT_EQ(failed.result.leakedObjects, 0u);
+  EXPECT_EQ(failed.document.planes[0].samples,
+            ortavel::cli::readImage(kPhoto).doc.planes[0].samples);
 }
 
 TEST(AutomationStep, AboutNamesTheLensDataLicence) {
