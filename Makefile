@@ -6,6 +6,7 @@ PREFIX  ?= /usr/local
 CMAKE_FLAGS ?=
 
 .PHONY: all deps configure test bench demo install asan tsan fuzz lint format clean windows windows-test
+.PHONY: windows-dist
 .PHONY: browser-deps bench-ui
 
 all: configure
@@ -78,8 +79,14 @@ windows:
 
 # The Windows module under Wine, scenario by scenario, against the Linux module.
 windows-test: configure windows
-	cmake --build $(BUILD) -j $(JOBS) --target ortavel_plugin ortavel-scenarios ortavel-lens-table-check
+	cmake --build $(BUILD) -j $(JOBS) --target ortavel_plugin ortavel_automation ortavel-host ortavel-scenarios ortavel-lens-table-check
 	scripts/windows-test $(BUILD) build-windows
+
+# dist/Ortavel-VERSION-win64.zip: both Windows modules, install text and
+# notices. FORCE=1 replaces an existing archive.
+VERSION ?= $(shell grep -m1 -o 'Ortavel VERSION [0-9.]*' CMakeLists.txt | cut -d' ' -f3)
+windows-dist: windows
+	scripts/windows-dist build-windows $(VERSION) $(if $(FORCE),--force)
 
 lint: configure
 	scripts/lint $(BUILD)

@@ -31,3 +31,22 @@ function(ortavel_add_pipl target)
   set_source_files_properties(${_rc} PROPERTIES
     OBJECT_DEPENDS "${_dir}/${target}.pipl;${_dir}/${target}.aete")
 endfunction()
+
+# ortavel_add_pipl_beside(TARGET [DESCRIPTION FILE])
+# Linux: shared objects carry no resources, so the same PiPL and terminology
+# are written beside the built module, as MODULE.pipl and MODULE.aete, where
+# the host emulator's loader reads them.
+function(ortavel_add_pipl_beside target)
+  cmake_parse_arguments(P "" "DESCRIPTION" "" ${ARGN})
+  if(NOT P_DESCRIPTION)
+    set(P_DESCRIPTION ${PROJECT_SOURCE_DIR}/src/frame/pipl/ortavel_pipl.json)
+  endif()
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/tools/pipl/gen_pipl.py ${P_DESCRIPTION}
+      --beside $<TARGET_FILE:${target}>
+    COMMENT "Writing the PiPL and terminology beside ${target}"
+    VERBATIM)
+  # Relink (and so rewrite them) when the description or the generator changes.
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS
+    ${P_DESCRIPTION} ${PROJECT_SOURCE_DIR}/tools/pipl/gen_pipl.py)
+endfunction()

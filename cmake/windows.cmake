@@ -1,5 +1,6 @@
 # The Windows x64 tree (make windows, with cmake/mingw-w64-x86_64.cmake):
-# Ortavel.8bf, the host emulator ortavel-host.exe and the scenario driver.
+# Ortavel.8bf, OrtavelAutomation.8li, the host emulator ortavel-host.exe and
+# the scenario driver.
 # Everything links the C and C++ runtimes and winpthreads statically, so the
 # programs run on any Windows, and under Wine, with the system's DLLs alone.
 enable_language(RC)
@@ -14,4 +15,5 @@ add_subdirectory(src)
 # The profile arithmetic and the lens table, for the automation module.
 add_subdirectory(profiles)
 add_subdirectory(emulator)
+add_subdirectory(automation)
 add_subdirectory(tests/windows)

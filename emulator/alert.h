@@ -20,6 +20,28 @@ __declspec(dllexport)
 
 #ifdef __cplusplus
 }
+
+#include <functional>
+#include <string>
+
+namespace hostemu {
+// Where alerts go while no filter host is active (an automation plug-in's
+// host installs one around its messages); the guard restores the previous.
+using AlertSink = std::function<void(const std::string &title, const std::string &text)>;
+class AlertSinkGuard {
+ public:
+  explicit AlertSinkGuard(AlertSink sink);
+  ~AlertSinkGuard();
+  AlertSinkGuard(const AlertSinkGuard &) = delete;
+  AlertSinkGuard &operator=(const AlertSinkGuard &) = delete;
+  void show(const std::string &title, const std::string &text) const;
+
+ private:
+  AlertSink sink_;
+  AlertSinkGuard *previous_;
+};
+extern AlertSinkGuard *gSink;  // the innermost guard, null when none
+}  // namespace hostemu
 #endif
 
 #endif

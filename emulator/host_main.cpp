@@ -1,5 +1,7 @@
 // ortavel-host: loads a filter module, runs one invocation on a generated or
-// raw document, and prints what the filter did.
+// raw document, and prints what the filter did. With --automation, an
+// automation plug-in is run instead ("Reload", "Startup", "Do It",
+// "Shutdown", "Unload"), and MODULE is the filter it may play.
 //
 //   ortavel-host MODULE [options]
 //     --size WxH          generated document size (default 64x48)
@@ -17,11 +19,24 @@
 //     --play N            playInfo
 //     --parameters        call the parameters selector first
 //     --about             call the about selector first
-//     --describe          print what the module's PiPL and terminology say
-//                         (Windows, where hosts read them) and run nothing
+//     --describe          print what the module's PiPL and terminology say (the
+//                         automation module's with --automation) and run nothing
 //     --abort-after N     abort after N output tiles
 //     --float KEY=V | --int KEY=V | --enum KEY=TYPE:VALUE | --string KEY=TEXT | --bool KEY=0|1
 //                         put an item into the descriptor handed to the filter
+//                         (to the automation plug-in with --automation)
+//     --exif FILE         the document's EXIF property: the bytes of FILE (a
+//                         TIFF-structured EXIF block, or a JPEG file holding one)
+//     --resolution DPI    the document's resolution (default 72)
+//   Automation plug-ins:
+//     --automation STEP   run the automation module STEP with MODULE as its filter
+//     --descriptor FILE   replay: hand "Do It" the descriptor saved in FILE
+//     --save-descriptor FILE
+//                         save the descriptor the step returns for recording
+//                         (refuses an existing FILE unless --force)
+//     --title TEXT        the document's title (default Untitled-1)
+//     --no-document       no document is open
+//     --play N            "Do It"'s playInfo (default 1, or 0 with --descriptor)
 #ifdef _WIN32
 #ifndef NOMINMAX
 #define NOMINMAX
@@ -39,9 +54,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "emulator/automation/automation_host.h"
 #include "emulator/host.h"
 
 namespace {
@@ -55,7 +73,9 @@ using hostemu::fourCC;
       << "       [--raw FILE] [--out FILE] [--tile N] [--small-coords] [--no-basic-suite]\n"
       << "       [--no-descriptor] [--play N] [--parameters] [--about] [--abort-after N]\n"
       << "       [--float KEY=V] [--int KEY=V] [--enum KEY=TYPE:VALUE] [--string KEY=TEXT]\n"
-      << "       [--bool KEY=0|1] [--describe]\n";
+      << "       [--bool KEY=0|1] [--describe] [--exif FILE] [--resolution DPI]\n"
+      << "       [--automation STEP [--descriptor FILE] [--save-descriptor FILE [--force]]\n"
+      << "        [--title TEXT] [--no-document]]\n";
   std::exit(status);
 }
 
@@ -180,6 +200,75 @@ void writeRaw(const hostemu::Document &doc, const std::string &path) {
   if (!f) usage("cannot write " + path);
 }
 
+std::vector<std::uint8_t> readFile(const std::string &path) {
+  std::ifstream f(path, std::ios::binary);
+  if (!f) usage("cannot open " + path);
+  return {std::istreambuf_iterator<char>(f), {}};
+}
+
+// Written beside the target first and renamed over it, so a failed write
+// never leaves half a file; an existing file only with --force.
+void writeFileAtomically(const std::string &path, const std::vector<std::uint8_t> &bytes,
+                         bool force) {
+  namespace fs = std::filesystem;
+  if (fs::exists(path) && !force) {
+    throw std::runtime_error(path + " exists; give --force to replace it");
+  }
+  const std::string temporary = path + ".partial";
+  {
+    std::ofstream f(temporary, std::ios::binary | std::ios::trunc);
+    f.write(reinterpret_cast<const char *>(bytes.data()),
+            static_cast<std::streamsize>(bytes.size()));
+    if (!f) throw std::runtime_error("cannot write " + temporary);
+  }
+  fs::rename(temporary, path);
+}
+
+struct AutomationRequest {
+  std::string module;
+  std::string descriptorFile;
+  std::string saveFile;
+  bool force = false;
+  hostemu::AutomationOptions options;
+  std::optional<std::int32_t> playInfo;
+};
+
+int runAutomation(hostemu::Plugin &filter, hostemu::Document &doc, AutomationRequest &request,
+                  const hostemu::Descriptor *items, const hostemu::HostOptions &filterOptions) {
+  hostemu::Plugin step(request.module, hostemu::ModuleKind::Automation);
+  std::optional<hostemu::ActionDescriptor> in;
+  if (!request.descriptorFile.empty()) {
+    const auto bytes = readFile(request.descriptorFile);
+    in = hostemu::fromFilterDescriptor(hostemu::Descriptor::deserialize(bytes));
+  } else if (items != nullptr) {
+    in = hostemu::fromFilterDescriptor(*items);
+  }
+  request.options.playInfo = request.playInfo.value_or(
+      request.descriptorFile.empty() ? plugInDialogDisplay : plugInDialogDontDisplay);
+  request.options.filterOptions = filterOptions;
+  hostemu::AutomationHost host(step, {&filter}, doc, request.options);
+  host.log().setListener([](const hostemu::LogEntry &e) { std::cout << e.text() << "\n"; });
+  std::int32_t result = host.start();
+  hostemu::DoItResult r;
+  if (result == 0) {
+    r = host.doIt(in ? &*in : nullptr);
+    result = r.result;
+  }
+  host.stop();
+  std::cout << "result: " << result << "\n";
+  if (r.descriptor) {
+    std::cout << "descriptor out (recordInfo " << r.recordInfo << "):\n" << r.descriptor->text();
+  }
+  if (!request.saveFile.empty()) {
+    if (!r.descriptorForFile) {
+      std::cerr << "ortavel-host: the step returned no descriptor to save\n";
+      return 1;
+    }
+    writeFileAtomically(request.saveFile, r.descriptorForFile->serialize(), request.force);
+  }
+  return result == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -198,6 +287,8 @@ int main(int argc, char **argv) {
   hostemu::HostOptions options;
   hostemu::Descriptor descriptor;
   bool haveDescriptor = false;
+  AutomationRequest automation;
+  std::string exifFile;
 
   for (int i = 2; i < argc; ++i) {
     const std::string a = argv[i];
@@ -234,6 +325,23 @@ int main(int argc, char **argv) {
         options.descriptorParameters = false;
       } else if (a == "--play") {
         options.playInfo = static_cast<std::int16_t>(std::stoi(next()));
+        automation.playInfo = *options.playInfo;
+      } else if (a == "--automation") {
+        automation.module = next();
+      } else if (a == "--descriptor") {
+        automation.descriptorFile = next();
+      } else if (a == "--save-descriptor") {
+        automation.saveFile = next();
+      } else if (a == "--force") {
+        automation.force = true;
+      } else if (a == "--title") {
+        automation.options.title = next();
+      } else if (a == "--no-document") {
+        automation.options.documentOpen = false;
+      } else if (a == "--exif") {
+        exifFile = next();
+      } else if (a == "--resolution") {
+        doc.resolutionDpi = std::stoi(next());
       } else if (a == "--parameters") {
         withParameters = true;
       } else if (a == "--about") {
@@ -280,10 +388,24 @@ int main(int argc, char **argv) {
     } else {
       readRaw(doc, raw);
     }
+    if (!exifFile.empty()) doc.exif = readFile(exifFile);
     hostemu::Plugin plugin(module);
+    if (!automation.module.empty() && describeOnly) {
+      hostemu::Plugin step(automation.module, hostemu::ModuleKind::Automation);
+      std::cout << hostemu::describe(*step.pipl(), step.aete());
+      return 0;
+    }
+    if (!automation.module.empty()) {
+      if (automation.playInfo) options.playInfo.reset();  // --play is the step's then
+      const int status =
+          runAutomation(plugin, doc, automation, haveDescriptor ? &descriptor : nullptr, options);
+      if (!out.empty()) writeRaw(doc, out);
+      return status;
+    }
     if (describeOnly) {
       if (plugin.pipl() == nullptr) {
-        std::cerr << "ortavel-host: hosts on this platform read no PiPL; nothing to describe\n";
+        std::cerr << "ortavel-host: the module has no PiPL (on Linux: no MODULE.pipl beside it); "
+                     "nothing to describe\n";
         return 2;
       }
       std::cout << hostemu::describe(*plugin.pipl(), plugin.aete());

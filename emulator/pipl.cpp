@@ -206,11 +206,13 @@ std::string describe(const Pipl &pipl, const Aete *aete) {
     out << "\n";
   }
   if (!pipl.enable.empty()) out << "enable " << pipl.enable << "\n";
-  out << "filter cases";
-  for (const auto &c : pipl.filterCases) {
-    out << " " << int{c[0]} << "/" << int{c[1]} << "/" << int{c[2]} << "/" << int{c[3]};
+  if (!pipl.filterCases.empty()) {  // automation modules have none
+    out << "filter cases";
+    for (const auto &c : pipl.filterCases) {
+      out << " " << int{c[0]} << "/" << int{c[1]} << "/" << int{c[2]} << "/" << int{c[3]};
+    }
+    out << "\n";
   }
-  out << "\n";
   if (pipl.requiredHost) out << "host " << fourCCText(*pipl.requiredHost) << "\n";
   if (pipl.terminology) {
     out << "terminology class " << fourCCText(pipl.terminology->classId) << " event "

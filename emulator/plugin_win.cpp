@@ -62,12 +62,12 @@ void Plugin::Closer::operator()(void *h) const {
   if (h != nullptr) FreeLibrary(static_cast<HMODULE>(h));
 }
 
-Plugin::Plugin(const std::filesystem::path &path)
-    : path_(path), handles_(std::make_unique<HandleStore>()) {
+Plugin::Plugin(const std::filesystem::path &path, ModuleKind kind)
+    : path_(path), handles_(std::make_unique<HandleStore>()), kind_(kind) {
   const std::string shown = path.string();
   HMODULE module = LoadLibraryW(path.wstring().c_str());
   if (module == nullptr) {
-    throw PluginLoadError("cannot load the filter module " + shown + ": " +
+    throw PluginLoadError("cannot load the plug-in module " + shown + ": " +
                           systemMessage(GetLastError()) +
                           " (check the path and that it is a 64-bit Windows DLL)");
   }
@@ -85,21 +85,7 @@ Plugin::Plugin(const std::filesystem::path &path)
   } catch (const PiplError &e) {
     throw PluginLoadError("the PiPL of " + shown + " is damaged: " + e.what());
   }
-  if (pipl_->kind != fourCC("8BFM")) {
-    throw PluginLoadError("the module " + shown + " is a plug-in of kind '" +
-                          fourCCText(pipl_->kind) + "', not a filter (8BFM)");
-  }
-  const auto entry = pipl_->entryPoints.find(fourCC("8664"));
-  if (entry == pipl_->entryPoints.end() || entry->second.empty()) {
-    throw PluginLoadError("the PiPL of " + shown +
-                          " names no entry point for 64-bit Windows (property 8664)");
-  }
-  FARPROC found = GetProcAddress(module, entry->second.c_str());
-  if (found == nullptr) {
-    throw PluginLoadError("the PiPL of " + shown + " names the entry point " + entry->second +
-                          ", which the module does not export");
-  }
-  entry_ = reinterpret_cast<PluginEntry>(reinterpret_cast<void *>(found));
+  resolveEntry("");
 
   if (pipl_->terminology) {
     const auto terms = resourceBytes(

@@ -7,7 +7,8 @@
 // an all-'!IMP' table (see unimplemented_suite.h): the action descriptor,
 // list, reference and control suites, the descriptor registry, ZString, SP
 // Access, SP Runtime, GetFileList and the alias utilities, at the versions
-// listed below. Refused with 'S!Fd': everything else, notably the handle,
+// listed below, unless an automation host is serving them (see
+// automation/action_suites.h). Refused with 'S!Fd': everything else, notably the handle,
 // buffer, resource, UI hooks and image services suites, whose entries hand
 // back pointers or handles that an error word cannot stand in for.
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include <string>
 #include <string_view>
 
+#include "emulator/automation/action_suites.h"
 #include "emulator/suites/suite_host_state.h"
 
 namespace hostemu {
@@ -57,6 +59,8 @@ constexpr KnownSuite kKnownSuites[] = {
 };
 
 const void *findTable(SuiteHostState &state, std::string_view name, std::int32_t version) {
+  // An automation plug-in's host serves the action suites and the UI hooks for real.
+  if (const void *table = activeActionSuiteTable(name, version)) return table;
   for (const KnownSuite &known : kKnownSuites) {
     if (known.name != name || version < known.minVersion || version > known.maxVersion) continue;
     switch (known.table) {

@@ -9,6 +9,7 @@
 #ifndef ORTAVEL_HOST_PHOTOSHOP_API_H
 #define ORTAVEL_HOST_PHOTOSHOP_API_H
 
+#include "host/ps_automation.h"
 #include "host/ps_callbacks.h"
 #include "host/ps_constants.h"
 #include "host/ps_descriptor.h"

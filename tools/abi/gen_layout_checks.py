@@ -42,6 +42,43 @@ FOURCC_NAMES = {
 }
 
 
+# Automation constants we declare (host/ps_automation.h, ps_constants.h); the
+# sheet lists more than the interface we use needs.
+AUTOMATION_FOURCCS = {
+    "classDocument", "classApplication", "classProperty", "typeOrdinal", "enumTarget",
+    "keyWidth", "keyHeight", "keyResolution", "keyMode", "keyDepth", "keyNumberOfChannels",
+    "keyNumberOfLayers", "keyNumberOfDocuments", "keyTitle", "keyDocumentID", "keyMessage",
+    "typeColorSpace", "typeSInt64", "typeAEList", "typeRawData", "typeObjectReference",
+    "typeGlobalObject", "typeGlobalClass", "unitPixels", "unitDistance", "unitDensity",
+    "unitNone", "formClass", "formEnumerated", "formIdentifier", "formIndex", "formName",
+    "formOffset", "formProperty", "enumBitmap", "enumGrayscale", "enumIndexedColor",
+    "enumRGBColor", "enumCMYKColor", "enumHSLColor", "enumHSBColor", "enumMultichannel",
+    "enumDuotone", "enumLabColor", "enumGray16", "enumRGB48", "enumLab48", "enumCMYK64",
+    "typeObject", "typeClass", "typeFloat", "typeInteger", "typeEnumerated", "typeChar",
+    "typeBoolean", "typeUnitFloat", "typeAlias",
+}
+AUTOMATION_NUMBERS = {
+    "kPSActionControlSuiteVersion", "kPSActionControlSuiteVersion2",
+    "kPSBasicActionControlSuiteVersion", "kPSActionDescriptorSuiteVersion",
+    "kPSActionDescriptorSuiteVersion2", "kPSActionReferenceSuiteVersion",
+    "kPSActionReferenceSuitePrevVersion", "kPSActionListSuiteVersion",
+    "kPSActionListSuiteVersion1", "kPSDescriptorRegistrySuiteVersion", "kPSUIHooksSuiteVersion1",
+    "kPSUIHooksSuiteVersion4", "kASZStringSuiteVersion1", "plugInDialogDontDisplay",
+    "plugInDialogDisplay", "plugInDialogSilent", "plugInDialogOptional", "plugInDialogRequired",
+    "plugInDialogNone", "kSPValidSPMessageData", "PIHasTerminologyProperty",
+    "PITerminologyMinSize", "latestActionsPlugInVersion", "userCanceledErr",
+    "errMissingParameter",
+}
+AUTOMATION_STRINGS = {
+    "kPSActionControlSuite", "kPSBasicActionControlSuite", "kPSActionDescriptorSuite",
+    "kPSActionListSuite", "kPSActionReferenceSuite", "kPSDescriptorRegistrySuite",
+    "kPSUIHooksSuite", "kPSPhotoshopCaller", "kPSDoIt", "kSPInterfaceCaller",
+    "kSPInterfaceStartupSelector", "kSPInterfaceShutdownSelector", "kSPInterfaceAboutSelector",
+    "kSPAccessCaller", "kSPAccessReloadSelector", "kSPAccessUnloadSelector",
+    "kSPPropertiesCaller", "kSPCacheCaller", "kASZStringSuite",
+}
+
+
 def constant_checks(constants):
     """Static assertions that our named constants hold the sheet's values."""
     out = []
@@ -65,6 +102,27 @@ def constant_checks(constants):
         chars = ", ".join("'%s'" % c for c in code)
         out.append("PS_STATIC_ASSERT((uint32_t)%s == 0x%08Xu, \"%s\");" % (name, number, name))
         out.append("PS_STATIC_ASSERT(PS_FOURCC(%s) == 0x%08Xu, \"'%s'\");" % (chars, number, code))
+    return out
+
+
+def automation_constant_checks(constants):
+    """The automation interface's codes, strings and numbers under our names."""
+    out = []
+    for name, entry in constants.get("four_char_codes", {}).items():
+        if name in AUTOMATION_FOURCCS:
+            out.append("PS_STATIC_ASSERT((uint32_t)%s == %su, \"%s\");" % (name, entry["uint32"], name))
+    for name, value in constants.get("numeric", {}).items():
+        if name in AUTOMATION_NUMBERS:
+            out.append("PS_STATIC_ASSERT((int64_t)%s == %dLL, \"%s\");" % (name, value, name))
+    for name, text in constants.get("strings", {}).items():
+        if name in AUTOMATION_STRINGS:
+            # Same length and same bytes: sizeof counts the terminator of both.
+            out.append("PS_STATIC_ASSERT(sizeof(%s) == %d, \"%s\");" % (name, len(text) + 1, name))
+            # Characters of a literal are constant expressions in C++ only.
+            out.append("#ifdef __cplusplus")
+            for i, ch in enumerate(text):
+                out.append("PS_STATIC_ASSERT(%s[%d] == %d, \"%s\");" % (name, i, ord(ch), name))
+            out.append("#endif")
     return out
 
 
@@ -106,7 +164,8 @@ def main(argv):
     emit("#if %s" % GUARDS[layout])
     emit("#define PS_LAYOUT_%s_CHECKED 1" % layout.upper())
     count = 0
-    for name, record in facts["structs"].items():
+    records = list(facts["structs"].items()) + list(facts.get("automation_structs", {}).items())
+    for name, record in records:
         ctype = TYPE_NAMES.get(name, name)
         emit("")
         emit("PS_LAYOUT_RECORD(%s, %d, %d);" % (ctype, record["size"][layout], record["align"][layout]))

@@ -1,7 +1,16 @@
 #!/usr/bin/env python3
-"""Writes a filter module's Windows resources from its JSON description.
+"""Writes a plug-in module's Windows resources from its JSON description.
 
     gen_pipl.py DESCRIPTION RC_FILE [--kind FOURCC] [--entry NAME]
+    gen_pipl.py DESCRIPTION --beside MODULE
+
+Filters (kind 8BFM) carry modes, filter cases, the enabling expression and
+the required host; automation modules (kind 8LIZ, interface version 1.0) none
+of these, only their name, menu group, entry point and terminology.
+
+With --beside, the two resources are written as MODULE.pipl and MODULE.aete
+instead: shared objects carry no resources, so a Linux host reads them from
+beside the module.
 
 RC_FILE is a windres script naming two binary files written beside it:
   PIPL 16000  the plug-in property list a host reads to list and load us;
@@ -81,10 +90,10 @@ def prop(key, data):
 def pipl(desc, kind, entry):
     term = desc["terminology"]
     modes = 0
-    for name in desc["modes"]:
+    for name in desc.get("modes", []):
         modes |= 1 << MODE_BITS[name]
     cases = b""
-    for case in FILTER_CASES:
+    for case in FILTER_CASES if "filter_cases" in desc else []:
         inp, out, flags, flags2 = desc["filter_cases"][case]
         bits = 0
         for f in flags:
@@ -99,11 +108,16 @@ def pipl(desc, kind, entry):
     ]
     for key, name in desc["entry_points"].items():
         props.append(prop(key, (entry or name).encode("ascii") + b"\0"))
+    if kind == "8BFM":
+        props += [
+            prop("mode", struct.pack(">H", modes) + b"\0\0"),
+            prop("enbl", desc["enable"].encode("ascii") + b"\0"),
+            prop("fici", cases),
+            prop("host", fourcc(desc["required_host"])),
+        ]
+    elif "enable" in desc:
+        props.append(prop("enbl", desc["enable"].encode("ascii") + b"\0"))
     props += [
-        prop("mode", struct.pack(">H", modes) + b"\0\0"),
-        prop("enbl", desc["enable"].encode("ascii") + b"\0"),
-        prop("fici", cases),
-        prop("host", fourcc(desc["required_host"])),
         prop("hstm", struct.pack("<i", 0) + fourcc(term["class"]) + fourcc(term["event"]) +
              struct.pack("<h", desc["resource_id"]) + term["scope"].encode("ascii") + b"\0"),
     ]
@@ -119,7 +133,7 @@ def aete(desc):
     out += pascal(term["event_name"]) + pascal(term["event_description"])
     out += fourcc(term["class"]) + fourcc(term["event"])
     out += fourcc(TYPE_NULL) + pascal("") + struct.pack("<H", 0)
-    out += fourcc(TYPE_IMAGE_REFERENCE) + pascal("")
+    out += fourcc(term.get("direct_parameter", TYPE_IMAGE_REFERENCE)) + pascal("")
     out += struct.pack("<H", FLAGS_OPTIONAL | FLAGS_ENUMERATED | FLAGS_CHANGES)
     params = term["parameters"]
     out += struct.pack("<h", len(params))
@@ -141,12 +155,21 @@ def aete(desc):
 def main():
     ap = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     ap.add_argument("description")
-    ap.add_argument("rc_file")
+    ap.add_argument("rc_file", nargs="?")
+    ap.add_argument("--beside", help="write MODULE.pipl and MODULE.aete, no resource script")
     ap.add_argument("--kind", help="kind code instead of the description's")
     ap.add_argument("--entry", help="entry point name instead of the description's")
     args = ap.parse_args()
     with open(args.description, encoding="utf-8") as f:
         desc = json.load(f)
+    if args.beside:
+        with open(args.beside + ".pipl", "wb") as f:
+            f.write(pipl(desc, args.kind or desc["kind"], args.entry))
+        with open(args.beside + ".aete", "wb") as f:
+            f.write(aete(desc))
+        return
+    if not args.rc_file:
+        ap.error("an RC_FILE or --beside MODULE is needed")
     base = os.path.splitext(os.path.abspath(args.rc_file))[0]
     files = {"PIPL": (base + ".pipl", pipl(desc, args.kind or desc["kind"], args.entry)),
              "AETE": (base + ".aete", aete(desc))}
