@@ -37,6 +37,11 @@ void sendError(httplib::Response &res, int status, const std::string &message,
 template <typename Handler>
 auto guarded(Handler handler) {
   return [handler](const httplib::Request &req, httplib::Response &res) {
+    // A body of declared length is refused before it is read; a chunked one
+    // is bounded while it is read (connection_gate.h) and checked here.
+    if (req.body.size() > kMaxRequestBytes) {
+      return sendError(res, 413, "the request body is too large");
+    }
     try {
       handler(req, res);
     } catch (const CliError &e) {
