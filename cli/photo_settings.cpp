@@ -2,8 +2,8 @@
 
 #include "exit_codes.h"
 #include "lens_profiles/exif_lens.h"
-#include "lens_profiles/settings_fill.h"
 #include "lens_profiles/profile_messages.h"
+#include "lens_profiles/settings_fill.h"
 
 namespace ortavel::cli {
 
@@ -27,6 +27,11 @@ PhotoSettings settingsForPhoto(const CommandLine &cl, FilterSession &session, co
   if (cl.fill) {
     const auto zoom = fillZoom(out.settings, w, h);
     if (!zoom) throw inputError(label + ": " + messages::cannotFill());
+    if (foldsAtZoom(out.settings, w, h, *zoom)) {
+      throw inputError(label + ": " +
+                       messages::fillFolds(out.settings.k1, out.settings.k2,
+                                           strongestUnfoldedK1(out.settings, w, h)));
+    }
     out.settings.scale = *zoom;
     out.fillZoom = zoom;
   }

@@ -2,6 +2,7 @@
 // lookup can fail, what was read, what is missing and what to do.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "lens_profiles/lens_profile.h"
@@ -36,5 +37,10 @@ std::string profileSettings(const LensProfile &p);
 
 // --fill could not find a zoom.
 std::string cannotFill();
+// The fill zoom folds the picture; `strongest` is the most negative k1 that
+// does not fold at this k2, when there is one.
+std::string fillFolds(double k1, double k2, std::optional<double> strongest);
+// The editor's warning for the same.
+std::string fillFoldsWarning(double k1, double k2);
 
 }  // namespace ortavel::cli::messages

@@ -1,10 +1,10 @@
 // The editor's `Auto` and `Fill` through the lens database, with the same
 // lookup and fill rule as `ortavel correct --auto --fill`.
 #include "exit_codes.h"
-#include "lens_profiles/settings_fill.h"
 #include "lens_profiles/lens_database.h"
 #include "lens_profiles/lens_profile.h"
 #include "lens_profiles/profile_messages.h"
+#include "lens_profiles/settings_fill.h"
 #include "ui/profile_hooks.h"
 
 namespace ortavel::cli::ui {
@@ -23,10 +23,18 @@ ProfileAnswer<CorrectionSettings> autoSettings(const PhotoFacts &photo,
   return {s, ""};
 }
 
-ProfileAnswer<double> fillScale(const PhotoFacts &photo, const CorrectionSettings &s) {
-  const std::optional<double> zoom = fillZoom(s, photo.width, photo.height);
-  if (!zoom) return {std::nullopt, messages::cannotFill()};
-  return {zoom, ""};
+FillAnswer fillScale(const PhotoFacts &photo, const CorrectionSettings &s) {
+  FillAnswer a;
+  a.zoom.value = fillZoom(s, photo.width, photo.height);
+  if (!a.zoom.value) {
+    a.zoom.reason = messages::cannotFill();
+    return a;
+  }
+  if (foldsAtZoom(s, photo.width, photo.height, *a.zoom.value)) {
+    a.warning = messages::fillFoldsWarning(s.k1, s.k2);
+    a.strongestK1 = strongestUnfoldedK1(s, photo.width, photo.height);
+  }
+  return a;
 }
 
 }  // namespace ortavel::cli::ui

@@ -256,8 +256,13 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
   server.Post("/api/fill", guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);
                 const auto a = fillScale(session.photo(), requestSettings(body, session));
-                if (!a.value) return sendError(res, 422, a.reason);
-                sendJson(res, 200, {{"scale", *a.value}});
+                if (!a.zoom.value) return sendError(res, 422, a.zoom.reason);
+                json answer = {{"scale", *a.zoom.value}};
+                if (!a.warning.empty()) {
+                  answer["warning"] = a.warning;
+                  answer["strongestK1"] = a.strongestK1 ? json(*a.strongestK1) : json(nullptr);
+                }
+                sendJson(res, 200, answer);
               }));
 }
 

@@ -23,6 +23,7 @@
 #include "exit_codes.h"
 #include "filter_session.h"
 #include "image_io/image_io.h"
+#include "lens_profiles/settings_fill.h"
 #include "photo_settings.h"
 #include "progress_bar.h"
 #include "settings_file.h"
@@ -293,6 +294,29 @@ TEST(UiServer, AutoAndFillAnswerAsTheCommandDoes) {
   EXPECT_EQ(none->status, 422);
   const std::string why = json::parse(none->body).at("error");
   EXPECT_NE(why.find("--k1"), std::string::npos) << why;
+}
+
+TEST(UiServer, FillWarnsWhenItsZoomFoldsThePicture) {
+  Editor e(kPhoto);
+  const auto gentle = e.post("/api/fill", json{{"settings", {{"k1", -0.05}}}}.dump());
+  ASSERT_EQ(gentle->status, 200) << gentle->body;
+  EXPECT_FALSE(json::parse(gentle->body).contains("warning"));
+
+  const auto strong = e.post("/api/fill", json{{"settings", {{"k1", -0.6}}}}.dump());
+  ASSERT_EQ(strong->status, 200) << strong->body;
+  const json j = json::parse(strong->body);
+  EXPECT_NE(j.at("warning").get<std::string>().find("folds the picture"), std::string::npos);
+  // The k1 offered fills without folding, as the command sees it.
+  const double k1 = j.at("strongestK1").get<double>();
+  EXPECT_GT(k1, -0.6);
+  EXPECT_LT(k1, 0.0);
+  CorrectionSettings s;
+  s.k1 = k1;
+  const auto zoom = fillZoom(s, 1024, 768);
+  ASSERT_TRUE(zoom);
+  EXPECT_FALSE(foldsAtZoom(s, 1024, 768, *zoom));
+  s.k1 = k1 - 0.01;
+  EXPECT_TRUE(foldsAtZoom(s, 1024, 768, *fillZoom(s, 1024, 768)));
 }
 
 TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {
