@@ -15,11 +15,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "geometry/lensdistort.h"
 #include "opencv_compare.h"
+#include "processor_limit.h"
 #include "resample/interp.h"
 #include "resample/isa.h"
 #include "workers/interp_workers.h"
@@ -179,9 +181,10 @@ class TableReporter : public benchmark::ConsoleReporter {
   std::map<std::string, double> results_;
 };
 
-// Takes --ortavel_rows=N and --ortavel_isa=LEVEL|all out of the arguments
-// before the library sees them.
-void parse_own_flags(int *argc, char **argv, std::vector<uint32_t> *levels) {
+// Takes --ortavel_rows=N, --ortavel_isa=LEVEL|all and --threads=N out of the
+// arguments before the library sees them.
+void parse_own_flags(int *argc, char **argv, std::vector<uint32_t> *levels,
+                     std::optional<int> *threads) {
   int kept = 1;
   const uint32_t widest = interp_isa_widest();
   for (uint32_t isa = 0; isa <= widest; ++isa) levels->push_back(isa);
@@ -189,7 +192,10 @@ void parse_own_flags(int *argc, char **argv, std::vector<uint32_t> *levels) {
     const std::string arg = argv[i];
     const std::string rows = "--ortavel_rows=";
     const std::string isa_flag = "--ortavel_isa=";
-    if (arg.rfind(rows, 0) == 0) {
+    const std::string threads_flag = "--threads=";
+    if (arg.rfind(threads_flag, 0) == 0) {
+      *threads = std::max(1, std::atoi(arg.c_str() + threads_flag.size()));
+    } else if (arg.rfind(rows, 0) == 0) {
       g_rows = std::clamp(std::atoi(arg.c_str() + rows.size()), 1, kHeight);
     } else if (arg.rfind(isa_flag, 0) == 0) {
       const std::string wanted = arg.substr(isa_flag.size());
@@ -215,7 +221,17 @@ void parse_own_flags(int *argc, char **argv, std::vector<uint32_t> *levels) {
 
 int main(int argc, char **argv) {
   std::vector<uint32_t> levels;
-  parse_own_flags(&argc, argv, &levels);
+  std::optional<int> threads;
+  parse_own_flags(&argc, argv, &levels, &threads);
+  // The pool and OpenCV both size themselves by the processors the process may
+  // use: narrowing the process narrows both alike.
+  try {
+    if (const auto n = ortavel::cli::requestedThreads(threads, std::getenv("ORTAVEL_THREADS")))
+      ortavel::cli::limitProcessors(*n);
+  } catch (const std::exception &e) {
+    std::fprintf(stderr, "ortavel-bench: %s\n", e.what());
+    return 2;
+  }
   for (uint32_t size : {1u, 2u}) {
     for (uint32_t method = 0; method < 7; ++method) {
       for (uint32_t isa : levels) {

@@ -6,12 +6,12 @@
 #include <thread>
 
 #include "interrupt.h"
+#include "processor_limit.h"
 
 namespace ortavel::cli {
 
 int defaultJobs() {
-  const unsigned n = std::thread::hardware_concurrency();
-  return static_cast<int>(std::clamp(n, 1u, 4u));
+  return std::clamp(usableProcessors(), 1, 4);
 }
 
 std::vector<JobOutcome> runJobs(std::size_t count, int threads,

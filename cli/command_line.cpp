@@ -101,9 +101,14 @@ void checkProfileOptions(const CommandLine &cl, const std::vector<Pending> &give
     }
   }
   const auto &o = cl.profile;
-  if (!cl.autoProfile && cl.command != Command::kInfo &&
+  // info shows the profile, and the editor's Auto looks it up: both take them.
+  if (!cl.autoProfile && cl.command != Command::kInfo && cl.command != Command::kUi &&
       (o.camera || o.lensModel || o.focalLengthMm))
     throw usageError("--camera, --lens-model and --focal need --auto");
+  if (cl.vignetting && !cl.autoProfile)
+    throw usageError("--vignetting needs --auto, which finds the lens's vignetting profile");
+  if (o.aperture && !cl.vignetting && cl.command != Command::kUi)
+    throw usageError("--aperture needs --vignetting (only the vignetting depends on it)");
 }
 
 }  // namespace
@@ -215,9 +220,21 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
     } else if (arg == "--save-settings") {
       only({Command::kCorrect});
       cl.settingsOut = needValue();
+    } else if (arg == "--threads") {
+      only({Command::kCorrect, Command::kPreview, Command::kUi});
+      cl.threads = parseInt(arg, needValue(), 1, 4096);
     } else if (arg == "--jobs" || arg == "-j") {
       only({Command::kCorrect});
       cl.jobs = parseInt(arg, needValue(), 1, 64);
+    } else if (arg == "--tiff-compression") {
+      only({Command::kCorrect});
+      const std::string v = needValue();
+      const auto codec = tiffCompressionFromName(v);
+      if (!codec)
+        throw usageError("--tiff-compression is none, deflate, lzw or zstd, not \"" + v + "\"");
+      if (!tiffCompressionAvailable(*codec))
+        throw usageError("--tiff-compression " + v + ": this build's libtiff cannot write it");
+      cl.tiffCompression = *codec;
     } else if (arg == "--quality") {
       only({Command::kCorrect});
       cl.quality = parseInt(arg, needValue(), 1, 100);
@@ -247,6 +264,16 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       const double f = parseNumber(arg, needValue());
       if (!(f > 0.0)) throw usageError("--focal needs a focal length in millimetres above 0");
       cl.profile.focalLengthMm = f;
+    } else if (arg == "--vignetting") {
+      noValue();
+      only({Command::kCorrect, Command::kPreview});
+      cl.vignetting = true;
+    } else if (arg == "--aperture") {
+      only({Command::kCorrect, Command::kPreview, Command::kUi});
+      const double f = parseNumber(arg, needValue());
+      if (!(f >= 0.5 && f <= 256.0))
+        throw usageError("--aperture needs an f-number between 0.5 and 256, e.g. 5.6");
+      cl.profile.aperture = f;
     } else if (arg == "--port") {
       only({Command::kUi});
       cl.port = parseInt(arg, needValue(), 0, 65535);

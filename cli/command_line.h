@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "correction_settings.h"
+#include "image_io/tiff_strips.h"
 #include "lens_profiles/photo_identity.h"
 
 namespace ortavel::cli {
@@ -22,16 +23,19 @@ struct CommandLine {
   std::optional<std::string> plugin;       // --plugin PATH
   bool force = false;
   bool quiet = false;
-  bool help = false;     // --help after a command, or `help CMD`
-  bool version = false;  // --version
-  int jobs = 0;          // 0: as many as the machine has processors, at most 4
-  int quality = 95;      // JPEG quality of written files
+  bool help = false;           // --help after a command, or `help CMD`
+  bool version = false;        // --version
+  int jobs = 0;                // 0: as many as the process may use processors, at most 4
+  std::optional<int> threads;  // --threads N: processors the plug-in's pool may use
+  int quality = 95;            // JPEG quality of written files
+  TiffCompression tiffCompression = TiffCompression::kDeflate;  // of written TIFF files
   int previewWidth = 512;
   int previewHeight = 512;
   bool sideBySide = false;   // preview --side-by-side: also NAME-before-after.png
   bool autoProfile = false;  // --auto: k1, k2 and zoom from the lens database
   bool fill = false;         // --fill: the zoom that leaves no empty border
-  ProfileOverrides profile;  // --camera, --lens-model, --focal
+  ProfileOverrides profile;  // --camera, --lens-model, --focal, --aperture
+  bool vignetting = false;   // --vignetting: the profile's vignetting taken out first
   int port = 0;              // ui: 0 = any free port
   bool openBrowser = true;   // ui: --no-browser turns it off
 };

@@ -75,6 +75,8 @@ void printProfile(const ProfileLookup &found) {
     std::printf("lens profile: %s\n              %s\n",
                 messages::profileSummary(*found.profile).c_str(),
                 messages::profileSettings(*found.profile).c_str());
+    for (const auto &w : messages::profileWarnings(*found.profile))
+      std::printf("              note: %s\n", w.c_str());
     return;
   }
   std::string text = found.error;
@@ -117,6 +119,7 @@ void writeSettings(const fs::path &path, const CorrectionSettings &s,
     if (profile) {
       f << "# lens profile: " << messages::profileSummary(*profile) << "\n# "
         << messages::profileSettings(*profile) << "\n";
+      for (const auto &w : messages::profileWarnings(*profile)) f << "# note: " << w << "\n";
     }
     f << formatSettings(s);
     f.flush();
@@ -148,7 +151,9 @@ ExitCode runCorrect(const CommandLine &cl) {
 
   std::mutex savedMutex;
   bool saved = false;
-  const WriteOptions writeOptions{cl.quality};
+  WriteOptions writeOptions;
+  writeOptions.jpegQuality = cl.quality;
+  writeOptions.tiffCompression = cl.tiffCompression;
   auto job = [&](std::size_t i) {
     const std::string &in = cl.files[i];
     const fs::path &out = outputs[i];
@@ -158,6 +163,7 @@ ExitCode runCorrect(const CommandLine &cl) {
     checkWritable(img, formats[i], out);
     const std::string label = batch ? batchLabel(i, n, in) : in;
     const PhotoSettings chosen = settingsForPhoto(cl, session, img, label);
+    const auto vignetting = correctPhotoVignetting(cl, chosen, img, label);
     if ((chosen.profile || chosen.fillZoom) && !cl.quiet) {
       std::lock_guard lock(gOutputMutex);
       bar.clear();
@@ -165,7 +171,10 @@ ExitCode runCorrect(const CommandLine &cl) {
         std::printf("%s: lens profile: %s\n  %s\n", in.c_str(),
                     messages::profileSummary(*chosen.profile).c_str(),
                     messages::profileSettings(*chosen.profile).c_str());
+        for (const auto &w : messages::profileWarnings(*chosen.profile))
+          std::printf("  note: %s\n", w.c_str());
       }
+      if (vignetting) std::printf("%s: %s\n", in.c_str(), vignetting->c_str());
       if (chosen.fillZoom) std::printf("%s: --fill zoom = %.9g\n", in.c_str(), *chosen.fillZoom);
       std::fflush(stdout);
     }
@@ -261,9 +270,11 @@ ExitCode runPreview(const CommandLine &cl) {
   if (cl.sideBySide) checkOutputPath(pairPath, cl.force);
   ProgressBar bar(false);
   FilterSession session(locatePlugin(cl.plugin), bar);
-  const Image img = readImage(in);
+  Image img = readImage(in);
   validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in.string());
   const PhotoSettings chosen = settingsForPhoto(cl, session, img, in.string());
+  const auto vignetting = correctPhotoVignetting(cl, chosen, img, in.string());
+  if (vignetting && !cl.quiet) std::printf("%s\n", vignetting->c_str());
   const Previews p =
       session.preview(img, chosen.settings, cl.previewWidth, cl.previewHeight, in.string());
   writeRgbPng(p.uncorrected, unPath, cl.force);

@@ -66,12 +66,18 @@ const char kCorrect[] =
     "  --focal MM          the focal length, instead of what EXIF says\n"
     "  --fill              the zoom that leaves no empty border, and no more\n"
     "                      (with --auto or with your own coefficients)\n"
+    "  --vignetting        with --auto: first brighten the corners by the lens's\n"
+    "                      vignetting profile, in linear light (8 and 16 bits)\n"
+    "  --aperture F        the f-number for --vignetting, instead of what EXIF says\n"
     "\n"
     "Output:\n"
     "  -o, --output-dir DIR  write into DIR (batch mode)\n"
     "  -f, --force           replace output files that exist\n"
     "  --quality N           JPEG quality 1..100 (default 95)\n"
+    "  --tiff-compression C  none, deflate (default), lzw or zstd, for TIFF output\n"
     "  -j, --jobs N          files read and written at once (default: processors, max 4)\n"
+    "  --threads N           processors the correction may use (default: those the\n"
+    "                        process may run on; also ORTAVEL_THREADS)\n"
     "\n"
     "Known lenses:\n";
 
@@ -83,7 +89,8 @@ const char kInfo[] =
     "picture's format, size, bits per channel, colour mode, alpha planes,\n"
     "resolution and ICC profile; then the lens profile --auto would use (camera,\n"
     "lens, focal length, the database's model, and the k1, k2, zoom and fit error\n"
-    "derived from it), or why there is none.\n";
+    "derived from it: the largest displacement, in pixels of this picture, between\n"
+    "the filter's model and the database's), or why there is none.\n";
 
 const char kLenses[] =
     "Usage: ortavel lenses [TEXT]\n"
@@ -117,8 +124,10 @@ const char kUi[] =
     "\n"
     "  --port N        listen on port N (default: any free port)\n"
     "  --no-browser    only print the address\n"
+    "  --threads N     processors the previews and the correction may use\n"
     "Takes the lens options of 'ortavel correct' (and --settings) as starting values,\n"
-    "and --camera, --lens-model and --focal for the Auto button's lens profile.\n";
+    "and --camera, --lens-model and --focal for the Auto button's lens profile,\n"
+    "--aperture F for its Vignetting box.\n";
 
 const char kAbout[] =
     "Usage: ortavel about\n"

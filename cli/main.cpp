@@ -2,6 +2,7 @@
 // command, and turns every error into one line on standard error and an exit
 // code (0 ok, 2 usage, 3 bad input, 4 failure, 130 interrupted).
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <string>
@@ -11,6 +12,7 @@
 #include "commands.h"
 #include "help_text.h"
 #include "interrupt.h"
+#include "processor_limit.h"
 
 using namespace ortavel::cli;
 
@@ -30,6 +32,10 @@ ExitCode run(const std::vector<std::string> &args) {
     std::fputs(helpText(topic).c_str(), stdout);
     return ExitCode::kOk;
   }
+  // Before any thread starts, so that the plug-in's pool and the batch's jobs
+  // inherit the narrower set.
+  if (const auto threads = requestedThreads(cl.threads, std::getenv("ORTAVEL_THREADS")))
+    limitProcessors(*threads);
   installInterruptHandler();
   switch (cl.command) {
     case Command::kCorrect:

@@ -4,13 +4,15 @@
 #include "lens_profiles/exif_lens.h"
 #include "lens_profiles/profile_messages.h"
 #include "lens_profiles/settings_fill.h"
+#include "lens_profiles/vignetting.h"
 
 namespace ortavel::cli {
 
 PhotoIdentity identifyPhoto(FilterSession &session, const Image &img, const std::string &label) {
   const CameraInfo cam = session.identify(img, label);
   const ExifLens lens = readExifLens(img.doc.exif);
-  return {cam.make, cam.model, cam.focalLengthMm, lens.make, lens.model};
+  return {cam.make,  cam.model,  cam.focalLengthMm,
+          lens.make, lens.model, readExifAperture(img.doc.exif)};
 }
 
 PhotoSettings settingsForPhoto(const CommandLine &cl, FilterSession &session, const Image &img,
@@ -18,8 +20,9 @@ PhotoSettings settingsForPhoto(const CommandLine &cl, FilterSession &session, co
   PhotoSettings out{cl.settings, std::nullopt, std::nullopt};
   const std::int32_t w = img.doc.width, h = img.doc.height;
   if (cl.autoProfile) {
-    const ProfileLookup found =
-        findLensProfile(identifyPhoto(session, img, label), cl.profile, w, h);
+    const PhotoIdentity photo = identifyPhoto(session, img, label);
+    out.aperture = photo.aperture;
+    const ProfileLookup found = findLensProfile(photo, cl.profile, w, h);
     if (!found.profile) throw inputError(label + ": " + found.error);
     applyProfile(*found.profile, out.settings);
     out.profile = found.profile;
@@ -36,6 +39,24 @@ PhotoSettings settingsForPhoto(const CommandLine &cl, FilterSession &session, co
     out.fillZoom = zoom;
   }
   return out;
+}
+
+std::optional<std::string> correctPhotoVignetting(const CommandLine &cl,
+                                                  const PhotoSettings &chosen, Image &img,
+                                                  const std::string &label) {
+  if (!cl.vignetting || !chosen.profile) return std::nullopt;
+  const std::optional<double> aperture =
+      cl.profile.aperture ? cl.profile.aperture : chosen.aperture;
+  if (!aperture) {
+    throw inputError(label +
+                     ": --vignetting: the file does not record the aperture (f-number), on "
+                     "which the vignetting depends; give it with --aperture F");
+  }
+  try {
+    return correctVignetting(img, *chosen.profile, *aperture);
+  } catch (const CliError &e) {
+    throw CliError(e.code(), label + ": " + e.what());
+  }
 }
 
 }  // namespace ortavel::cli

@@ -15,9 +15,17 @@ namespace ortavel::cli {
 
 struct PhotoSettings {
   CorrectionSettings settings;
-  std::optional<LensProfile> profile;  // with --auto
-  std::optional<double> fillZoom;      // with --fill, also in settings.scale
+  std::optional<LensProfile> profile;             // with --auto
+  std::optional<double> fillZoom;                 // with --fill, also in settings.scale
+  std::optional<double> aperture = std::nullopt;  // the f-number EXIF records, with --auto
 };
+
+// With --vignetting, takes the profile's vignetting out of `img` (which
+// settingsForPhoto found for it) and returns what was done; nothing
+// otherwise. Throws CliError (bad input) when it cannot.
+std::optional<std::string> correctPhotoVignetting(const CommandLine &cl,
+                                                  const PhotoSettings &chosen, Image &img,
+                                                  const std::string &label);
 
 // What the photograph says about its camera and lens: make, model and focal
 // length through the filter's EXIF request, the lens from the EXIF directory.

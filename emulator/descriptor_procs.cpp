@@ -75,15 +75,21 @@ OSErr closeRead(PIReadDescriptor token) {
   ReadSession *s = findReader(impl, token);
   if (s == nullptr) return paramErr;
   const OSErr status = s->worst;
-  std::string missing;
+  // The array as the plug-in now sees it, up to its terminator, and the keys
+  // in it that were never handed out.
+  std::string missing, array;
   for (std::size_t i = 0; i < s->expectedCount; ++i) {
-    if (s->expected[i] != 0) {
+    if (!array.empty()) array += ',';
+    array += fourCCText(s->expected[i]);
+    if (s->expected[i] != typeNull) {
       if (!missing.empty()) missing += ',';
       missing += fourCCText(s->expected[i]);
     }
   }
-  impl->note(LogKind::Descriptor,
-             {{"op", "closeRead"}, {"status", statusText(status)}, {"missing", missing}});
+  std::vector<std::pair<std::string, std::string>> fields{
+      {"op", "closeRead"}, {"status", statusText(status)}, {"missing", missing}};
+  if (s->expected != nullptr) fields.emplace_back("expected", array);
+  impl->note(LogKind::Descriptor, fields);
   std::erase_if(impl->readers, [s](const auto &r) { return r.get() == s; });
   return status;
 }
@@ -100,10 +106,11 @@ Boolean getKey(PIReadDescriptor token, DescriptorKeyID *key, DescriptorTypeID *t
   if (key != nullptr) *key = s->current->key;
   if (type != nullptr) *type = s->current->type;
   if (flags != nullptr) *flags = 0;
-  // The first still-set entry for this key is marked as found.
+  // The first entry still holding this key is marked as found with typeNull:
+  // a 0 would end the plug-in's array early and hide the keys after it.
   for (std::size_t i = 0; i < s->expectedCount; ++i) {
     if (s->expected[i] == s->current->key) {
-      s->expected[i] = 0;
+      s->expected[i] = typeNull;
       break;
     }
   }

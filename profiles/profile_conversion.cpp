@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <vector>
 
 namespace ortavel::profiles {
 namespace {
@@ -14,60 +15,107 @@ struct OddPolynomial {
   double a5 = 0.0;
 };
 
-// Samples per side of the grid the least-squares fit runs over, and radii at
-// which the largest error is looked for.
-constexpr int kFitGrid = 257;
-constexpr int kErrorRadii = 4097;
+// Radii, evenly spaced up to the frame's corner, over which the fit levels
+// the error, and the most exchanges it makes (it needs about ten).
+constexpr int kFitRadii = 2048;
+constexpr int kMaxExchanges = 100;
+// The reported error is looked for at least every half pixel of radius.
+constexpr int kMinErrorRadii = 4097;
 
-// Solves the 3x3 system m x = v by elimination with partial pivoting.
-std::array<double, 3> solve3(std::array<std::array<double, 3>, 3> m, std::array<double, 3> v) {
-  for (int col = 0; col < 3; ++col) {
+// Solves the 4x4 system m x = v by elimination with partial pivoting.
+std::array<double, 4> solve4(std::array<std::array<double, 4>, 4> m, std::array<double, 4> v) {
+  for (int col = 0; col < 4; ++col) {
     int pivot = col;
-    for (int r = col + 1; r < 3; ++r)
+    for (int r = col + 1; r < 4; ++r)
       if (std::fabs(m[r][col]) > std::fabs(m[pivot][col])) pivot = r;
     if (m[pivot][col] == 0.0) throw std::invalid_argument("the fit is singular");
     std::swap(m[col], m[pivot]);
     std::swap(v[col], v[pivot]);
-    for (int r = col + 1; r < 3; ++r) {
+    for (int r = col + 1; r < 4; ++r) {
       const double f = m[r][col] / m[col][col];
-      for (int c = col; c < 3; ++c) m[r][c] -= f * m[col][c];
+      for (int c = col; c < 4; ++c) m[r][c] -= f * m[col][c];
       v[r] -= f * v[col];
     }
   }
-  std::array<double, 3> x{};
-  for (int r = 2; r >= 0; --r) {
+  std::array<double, 4> x{};
+  for (int r = 3; r >= 0; --r) {
     double s = v[r];
-    for (int c = r + 1; c < 3; ++c) s -= m[r][c] * x[c];
+    for (int c = r + 1; c < 4; ++c) s -= m[r][c] * x[c];
     x[r] = s / m[r][r];
   }
   return x;
 }
 
-// Least-squares fit of b1 t + b3 t^3 + b5 t^5 to the database model, t in
-// database units, over a grid of points spread evenly across the frame (so
-// that every part of the picture weighs by its area).
-OddPolynomial fitOdd(const DatabaseDistortion &d, double unit, std::int32_t width,
-                     std::int32_t height) {
-  const int nx = std::min(width, kFitGrid), ny = std::min(height, kFitGrid);
-  const double cx = (width - 1) * 0.5, cy = (height - 1) * 0.5;
-  std::array<std::array<double, 3>, 3> m{};
-  std::array<double, 3> v{};
-  for (int j = 0; j < ny; ++j) {
-    const double y = ny > 1 ? (height - 1) * static_cast<double>(j) / (ny - 1) : 0.0;
-    for (int i = 0; i < nx; ++i) {
-      const double x = nx > 1 ? (width - 1) * static_cast<double>(i) / (nx - 1) : 0.0;
-      const double t = std::hypot(x - cx, y - cy) / unit;
-      const double t2 = t * t;
-      const std::array<double, 3> phi = {t, t * t2, t * t2 * t2};
-      const double g = databaseDistortedRadius(d, t);
-      for (int r = 0; r < 3; ++r) {
-        for (int c = 0; c < 3; ++c) m[r][c] += phi[r] * phi[c];
-        v[r] += phi[r] * g;
+// The odd polynomial whose largest distance from the database model over the
+// radii 0 to `corner` (pixels) is least: every radius up to the corner occurs
+// in the picture, and both models move a pixel along its radius, so that
+// distance is the largest displacement over the picture. The basis t, t^3,
+// t^5 has at most two positive roots in any combination, so the best fit on
+// the sampled radii is the one whose error takes its largest size with
+// alternating signs at four of them; the single-point exchange below finds
+// that set, raising the levelled error at each step.
+OddPolynomial fitMinimax(const DatabaseDistortion &d, double unit, double corner) {
+  // In units of the corner radius: t in (0, 1], values near t.
+  std::vector<double> t(kFitRadii), g(kFitRadii), e(kFitRadii);
+  for (int j = 0; j < kFitRadii; ++j) {
+    t[j] = static_cast<double>(j + 1) / kFitRadii;
+    g[j] = databaseDistortedRadius(d, t[j] * corner / unit) * unit / corner;
+  }
+  auto value = [&](const std::array<double, 4> &b, int j) {
+    const double t2 = t[j] * t[j];
+    return ((b[2] * t2 + b[1]) * t2 + b[0]) * t[j];
+  };
+  std::array<int, 4> ref = {kFitRadii / 4 - 1, kFitRadii / 2 - 1, 3 * kFitRadii / 4 - 1,
+                            kFitRadii - 1};
+  std::array<double, 4> best{};
+  double bestError = INFINITY;
+  double level = -1.0;
+  for (int step = 0; step < kMaxExchanges; ++step) {
+    // b1 t + b3 t^3 + b5 t^5 - g = -(-1)^i h at the four reference radii.
+    std::array<std::array<double, 4>, 4> m{};
+    std::array<double, 4> v{};
+    for (int i = 0; i < 4; ++i) {
+      const double ti = t[ref[i]], t2 = ti * ti;
+      m[i] = {ti, ti * t2, ti * t2 * t2, i % 2 == 0 ? 1.0 : -1.0};
+      v[i] = g[ref[i]];
+    }
+    const std::array<double, 4> b = solve4(m, v);
+    const double h = std::fabs(b[3]);
+    int worst = 0;
+    for (int j = 0; j < kFitRadii; ++j) {
+      e[j] = value(b, j) - g[j];
+      if (std::fabs(e[j]) > std::fabs(e[worst])) worst = j;
+    }
+    if (std::fabs(e[worst]) < bestError) {
+      bestError = std::fabs(e[worst]);
+      best = b;
+    }
+    // Done when no radius errs by more than the level (rounding aside), or
+    // when rounding stops the level from growing.
+    if (std::fabs(e[worst]) <= h * (1.0 + 1e-9) || !(h > level)) break;
+    level = h;
+    // Put the worst radius into the reference, keeping the signs alternating.
+    const bool up = e[worst] > 0.0;
+    auto sameSign = [&](int i) { return (e[ref[i]] > 0.0) == up; };
+    if (worst < ref[0]) {
+      if (sameSign(0)) {
+        ref[0] = worst;
+      } else {
+        ref = {worst, ref[0], ref[1], ref[2]};
       }
+    } else if (worst > ref[3]) {
+      if (sameSign(3)) {
+        ref[3] = worst;
+      } else {
+        ref = {ref[1], ref[2], ref[3], worst};
+      }
+    } else {
+      int i = 0;
+      while (!(ref[i] < worst && worst < ref[i + 1])) ++i;
+      ref[sameSign(i) ? i : i + 1] = worst;
     }
   }
-  const auto b = solve3(m, v);
-  return {b[0], b[1] / (unit * unit), b[2] / (unit * unit * unit * unit)};
+  return {best[0], best[1] / (corner * corner), best[2] / (corner * corner * corner * corner)};
 }
 
 // The odd polynomial the database model is, where it is one.
@@ -133,7 +181,8 @@ ConvertedDistortion convertDistortion(const DatabaseDistortion &given,
     throw std::invalid_argument("the calibration frame does not fit the picture");
   ConvertedDistortion c;
   c.exact = d.model != DistortionModel::kPtLens;
-  const OddPolynomial p = c.exact ? exactOdd(d, unit) : fitOdd(d, unit, width, height);
+  const double corner = std::hypot((width - 1) * 0.5, (height - 1) * 0.5);
+  const OddPolynomial p = c.exact ? exactOdd(d, unit) : fitMinimax(d, unit, corner);
   if (!(p.a1 > 0.0)) throw std::invalid_argument("the model does not keep the centre's scale");
 
   const double halfSide = (width - 1) * 0.5;  // R: half the reference side
@@ -141,9 +190,9 @@ ConvertedDistortion convertDistortion(const DatabaseDistortion &given,
   c.k1 = p.a3 * c.scale * c.scale * c.scale * halfSide * halfSide;
   c.k2 = p.a5 * std::pow(c.scale, 5) * std::pow(halfSide, 4);
 
-  const double corner = std::hypot((width - 1) * 0.5, (height - 1) * 0.5);
-  for (int i = 0; i < kErrorRadii; ++i) {
-    const double rho = corner * i / (kErrorRadii - 1);
+  const int radii = std::max(kMinErrorRadii, 2 * static_cast<int>(std::ceil(corner)) + 1);
+  for (int i = 0; i < radii; ++i) {
+    const double rho = corner * i / (radii - 1);
     const double theirs = databaseDistortedRadius(d, rho / unit) * unit;
     c.maxErrorPx = std::max(c.maxErrorPx, std::fabs(theirs - ourSourceRadius(c, halfSide, rho)));
   }

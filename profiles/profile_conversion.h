@@ -11,7 +11,8 @@
 //   rho/s + k1 rho^3 / (s^3 R^2) + k2 rho^5 / (s^5 R^4),   R = (W - 1) / 2,
 // an odd polynomial a1 rho + a3 rho^3 + a5 rho^5 with any three coefficients:
 // poly5 and poly3 are such polynomials and convert exactly; ptlens also has
-// even powers and is fitted by least squares over the frame's pixels.
+// even powers and is fitted, zoom included, so that the largest displacement
+// over the picture (at any radius up to the corner's) is least.
 #pragma once
 
 #include <array>
@@ -51,7 +52,8 @@ struct ConvertedDistortion {
   double k2 = 0.0;
   double scale = 1.0;
   // Largest distance in pixels, over the whole frame, between the source
-  // position our model gives and the one the database model gives.
+  // position our model gives and the one the database model gives: for a
+  // fitted model the least any k1, k2 and zoom can give.
   double maxErrorPx = 0.0;
   bool exact = false;  // the model converts exactly (poly3, poly5)
 };

@@ -5,11 +5,13 @@
 #include <filesystem>
 
 #include "image_io/image.h"
+#include "image_io/tiff_strips.h"
 
 namespace ortavel::cli {
 
 struct WriteOptions {
   int jpegQuality = 95;  // 1..100
+  TiffCompression tiffCompression = TiffCompression::kDeflate;
 };
 
 Image readJpeg(const std::filesystem::path &path);
@@ -18,7 +20,7 @@ Image readTiff(const std::filesystem::path &path);
 
 void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteOptions &opt);
 void writePng(const Image &img, const std::filesystem::path &path);
-void writeTiff(const Image &img, const std::filesystem::path &path);
+void writeTiff(const Image &img, const std::filesystem::path &path, const WriteOptions &opt);
 
 // Interleaves the planes of row y into `row` as file samples: bytes for an
 // 8-bit file, native 16-bit words for a 16-bit one (host values rescaled).

@@ -67,7 +67,7 @@ void writeImage(const Image &img, FileFormat format, const std::filesystem::path
       writePng(img, path);
       return;
     case FileFormat::kTiff:
-      writeTiff(img, path);
+      writeTiff(img, path, opt);
       return;
   }
 }

@@ -3,6 +3,7 @@
 // samples kept as alpha planes. Camera tags travel as a small EXIF block.
 #include <tiffio.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -15,6 +16,8 @@
 #include "image_io/codec.h"
 #include "image_io/exif_block.h"
 #include "image_io/sample_scale.h"
+#include "image_io/tiff_strips.h"
+#include "workers/interp_workers.h"
 
 namespace ortavel::cli {
 namespace {
@@ -253,7 +256,7 @@ Image readTiff(const std::filesystem::path &path) {
   return img;
 }
 
-void writeTiff(const Image &img, const std::filesystem::path &path) {
+void writeTiff(const Image &img, const std::filesystem::path &path, const WriteOptions &opt) {
   Diagnostics diag;
   const bool big = img.doc.planeBytes() * img.doc.planes.size() > 0xF0000000u;
   Tiff t = open(path, big ? "w8" : "w", diag);
@@ -268,8 +271,6 @@ void writeTiff(const Image &img, const std::filesystem::path &path) {
   TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, static_cast<std::uint16_t>(bits));
   TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
   TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  TIFFSetField(tif, TIFFTAG_COMPRESSION, COMPRESSION_ADOBE_DEFLATE);
-  TIFFSetField(tif, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
   const std::uint16_t photometric = img.colour == ColourModel::kGrey  ? PHOTOMETRIC_MINISBLACK
                                     : img.colour == ColourModel::kRgb ? PHOTOMETRIC_RGB
                                                                       : PHOTOMETRIC_SEPARATED;
@@ -280,7 +281,18 @@ void writeTiff(const Image &img, const std::filesystem::path &path) {
                                      EXTRASAMPLE_UNASSALPHA);
     TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, static_cast<std::uint16_t>(extra.size()), extra.data());
   }
-  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, TIFFDefaultStripSize(tif, 0));
+  const std::size_t rowBytes = static_cast<std::size_t>(img.doc.width) * planes * (bits / 8);
+  TiffStripLayout layout;
+  layout.width = static_cast<std::uint32_t>(img.doc.width);
+  layout.height = static_cast<std::uint32_t>(img.doc.height);
+  layout.samplesPerPixel = static_cast<std::uint16_t>(planes);
+  layout.bitsPerSample = static_cast<std::uint16_t>(bits);
+  layout.rowsPerStrip = tiffRowsPerStrip(rowBytes, layout.height);
+  layout.compression = opt.tiffCompression;
+  if (!tiffCompressionAvailable(layout.compression))
+    throw failure(path.string() + ": this libtiff cannot write " +
+                  std::string(tiffCompressionName(layout.compression)) + " compression");
+  setTiffStripTags(tif, layout);
   if (!img.doc.icc.empty()) {
     TIFFSetField(tif, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(img.doc.icc.size()),
                  img.doc.icc.data());
@@ -296,13 +308,16 @@ void writeTiff(const Image &img, const std::filesystem::path &path) {
   if (tags.make) TIFFSetField(tif, TIFFTAG_MAKE, tags.make->c_str());
   if (tags.model) TIFFSetField(tif, TIFFTAG_MODEL, tags.model->c_str());
   if (tags.focalLengthMm) TIFFSetField(tif, TIFFTAG_EXIFIFD, static_cast<toff_t>(0));
-  std::vector<std::uint8_t> row(static_cast<std::size_t>(img.doc.width) * planes * (bits / 8));
-  for (int y = 0; y < img.doc.height; ++y) {
-    packRow(img, y, planes, bits, img.colour == ColourModel::kCmyk, row.data());
-    if (TIFFWriteScanline(tif, row.data(), static_cast<std::uint32_t>(y), 0) < 0) {
-      throw failure(path.string() + ": cannot write TIFF: " + diag.firstError);
-    }
-  }
+  const bool invert = img.colour == ColourModel::kCmyk;
+  const std::string stripError = writeTiffStrips(
+      tif, layout,
+      [&](std::uint32_t y, void *row) {
+        packRow(img, static_cast<int>(y), planes, bits, invert, row);
+      },
+      std::max<int>(1, GetNumProcessors()));
+  if (!stripError.empty() || !diag.firstError.empty())
+    throw failure(path.string() +
+                  ": cannot write TIFF: " + (stripError.empty() ? diag.firstError : stripError));
   if (tags.focalLengthMm) {
     // The main directory goes first with a placeholder pointer, then the EXIF
     // directory, then the main directory again with the pointer filled in.

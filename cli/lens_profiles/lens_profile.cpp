@@ -31,6 +31,28 @@ std::string termsText(const DatabaseDistortion &d) {
   return b;
 }
 
+// The database's name of a projection other than the rectilinear one.
+std::string projectionName(lfLensType type) {
+  switch (type) {
+    case LF_FISHEYE:
+      return "fisheye (equidistant)";
+    case LF_PANORAMIC:
+      return "panoramic (cylindrical)";
+    case LF_EQUIRECTANGULAR:
+      return "equirectangular";
+    case LF_FISHEYE_ORTHOGRAPHIC:
+      return "orthographic fisheye";
+    case LF_FISHEYE_STEREOGRAPHIC:
+      return "stereographic fisheye";
+    case LF_FISHEYE_EQUISOLID:
+      return "equisolid fisheye";
+    case LF_FISHEYE_THOBY:
+      return "fisheye (Thoby)";
+    default:
+      return "";
+  }
+}
+
 ProfileLookup fail(std::string message) {
   return {std::nullopt, std::move(message)};
 }
@@ -53,11 +75,6 @@ ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides
   if (camera == nullptr) return fail(messages::cameraNotFound(photo, overrides));
   const std::string cameraText = cameraName(camera);
 
-  const std::optional<double> focal =
-      overrides.focalLengthMm ? overrides.focalLengthMm : photo.focalLengthMm;
-  if (!focal || !(*focal > 0.0) || !std::isfinite(*focal))
-    return fail(messages::noFocalLength(photo, overrides, cameraText));
-
   // The lens by its name when there is one; a fixed-lens camera's own lens
   // when the name finds nothing (compacts may record a name of their own).
   const lfLens *lens = nullptr;
@@ -74,10 +91,19 @@ ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides
     fixed = lens != nullptr;
   }
   if (lens == nullptr) {
+    // A compact's name for its own lens need not be the database's.
+    if (!overrides.lensModel && hasFixedLens(camera))
+      return fail(messages::fixedLensWithoutProfile(photo, overrides, cameraText));
     if (lensText) return fail(messages::lensNotFound(photo, overrides, cameraText, *lensText));
     return fail(messages::lensNotNamed(photo, overrides, cameraText));
   }
   const std::string lensLabel = lensName(lens);
+
+  // Only now: without a profile for the lens a focal length would not help.
+  const std::optional<double> focal =
+      overrides.focalLengthMm ? overrides.focalLengthMm : photo.focalLengthMm;
+  if (!focal || !(*focal > 0.0) || !std::isfinite(*focal))
+    return fail(messages::noFocalLength(photo, overrides, cameraText, lensLabel));
 
   if (lens->MinFocal > 0.0f) {
     const double lo = lens->MinFocal, hi = lens->MaxFocal > 0.0f ? lens->MaxFocal : lo;
@@ -113,6 +139,9 @@ ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides
   p.scale = c.scale;
   p.fitErrorPx = c.maxErrorPx;
   p.exact = c.exact;
+  p.projection = projectionName(lens->Type);
+  p.cameraRecord = camera;
+  p.lensRecord = lens;
   return {p, {}};
 }
 

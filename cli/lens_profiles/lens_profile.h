@@ -10,6 +10,9 @@
 #include "correction_settings.h"
 #include "lens_profiles/photo_identity.h"
 
+struct lfCamera;
+struct lfLens;
+
 namespace ortavel::cli {
 
 struct LensProfile {
@@ -30,6 +33,14 @@ struct LensProfile {
   double scale = 1.0;
   double fitErrorPx = 0.0;
   bool exact = false;
+  // The projection the database gives a lens that is not rectilinear
+  // ("equisolid fisheye"); empty for a rectilinear one. Only its distortion
+  // is converted, never the projection.
+  std::string projection;
+  // The database's records, for what else it knows of the lens (vignetting);
+  // they live as long as the process's database.
+  const lfCamera *cameraRecord = nullptr;
+  const lfLens *lensRecord = nullptr;
 };
 
 // Either a profile or the reason there is none, worded for the user: what was

@@ -17,14 +17,16 @@ struct PhotoIdentity {
   std::optional<double> focalLengthMm;
   std::optional<std::string> lensMake;
   std::optional<std::string> lensModel;
+  std::optional<double> aperture = std::nullopt;  // f-number (FNumber 0x829D), for vignetting
 };
 
 // What the user names instead (--camera "MAKER MODEL", --lens-model TEXT,
-// --focal MM); each replaces the photograph's own value.
+// --focal MM, --aperture F); each replaces the photograph's own value.
 struct ProfileOverrides {
   std::optional<std::string> camera;
   std::optional<std::string> lensModel;
   std::optional<double> focalLengthMm;
+  std::optional<double> aperture = std::nullopt;
 };
 
 }  // namespace ortavel::cli

@@ -57,9 +57,18 @@ std::string cameraNotFound(const PhotoIdentity &photo, const ProfileOverrides &o
 }
 
 std::string noFocalLength(const PhotoIdentity &photo, const ProfileOverrides &overrides,
-                          const std::string &camera) {
-  return failure("the focal length is not known (camera " + camera + ")", photo, overrides,
-                 "give it with --focal MM, " + std::string(kManual));
+                          const std::string &camera, const std::string &lens) {
+  return failure("the focal length is not known: the file does not record it (camera " + camera +
+                     ", lens \"" + lens + "\")",
+                 photo, overrides, "give it with --focal MM, " + std::string(kManual));
+}
+
+std::string fixedLensWithoutProfile(const PhotoIdentity &photo, const ProfileOverrides &overrides,
+                                    const std::string &camera) {
+  return failure("the " + camera + " has a fixed lens, and the lens database has no profile for it",
+                 photo, overrides,
+                 "give the coefficients yourself with --k1 and --k2 (a user profile in "
+                 "lensfun's user folder, ~/.local/share/lensfun, is used once it is there)");
 }
 
 std::string lensNotNamed(const PhotoIdentity &photo, const ProfileOverrides &overrides,
@@ -113,6 +122,20 @@ std::string profileSettings(const LensProfile &p) {
   return "k1 = " + number(p.k1, "%.9g") + ", k2 = " + number(p.k2, "%.9g") +
          ", zoom = " + number(p.scale, "%.9g") + ", " +
          (p.exact ? "exact conversion" : "fit error " + number(p.fitErrorPx, "%.3g") + " px");
+}
+
+std::vector<std::string> profileWarnings(const LensProfile &p) {
+  std::vector<std::string> out;
+  if (p.fitErrorPx > 1.0) {
+    out.push_back("this profile cannot be matched closer than " + number(p.fitErrorPx, "%.3g") +
+                  " px at the corners by the filter's model");
+  }
+  if (!p.projection.empty()) {
+    out.push_back("the database marks this lens as " + p.projection +
+                  ": its projection is not converted, only its distortion, and the correction "
+                  "is only approximate");
+  }
+  return out;
 }
 
 std::string cannotFill() {

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "lens_profiles/lens_profile.h"
 #include "lens_profiles/photo_identity.h"
@@ -17,7 +18,10 @@ std::string whatWasRead(const PhotoIdentity &photo, const ProfileOverrides &over
 std::string noExif(const PhotoIdentity &photo, const ProfileOverrides &overrides);
 std::string cameraNotFound(const PhotoIdentity &photo, const ProfileOverrides &overrides);
 std::string noFocalLength(const PhotoIdentity &photo, const ProfileOverrides &overrides,
-                          const std::string &camera);
+                          const std::string &camera, const std::string &lens);
+// A camera with a built-in lens for which the database has no profile.
+std::string fixedLensWithoutProfile(const PhotoIdentity &photo, const ProfileOverrides &overrides,
+                                    const std::string &camera);
 std::string lensNotNamed(const PhotoIdentity &photo, const ProfileOverrides &overrides,
                          const std::string &camera);
 std::string lensNotFound(const PhotoIdentity &photo, const ProfileOverrides &overrides,
@@ -34,6 +38,10 @@ std::string notConvertible(const PhotoIdentity &photo, const ProfileOverrides &o
 std::string profileSummary(const LensProfile &p);
 // One line: "k1 = .., k2 = .., zoom = .., fit error .. px".
 std::string profileSettings(const LensProfile &p);
+// What the user should know about how close the profile comes, one line
+// each: a fit that misses by more than a pixel somewhere in the picture, a
+// lens whose projection is not rectilinear. Empty when there is nothing.
+std::vector<std::string> profileWarnings(const LensProfile &p);
 
 // --fill could not find a zoom.
 std::string cannotFill();

@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "correction_settings.h"
+#include "image_io/image.h"
 #include "lens_profiles/photo_identity.h"
 
 namespace ortavel::cli::ui {
@@ -24,11 +26,13 @@ struct PhotoFacts {
   ProfileOverrides overrides;
 };
 
-// An answer, or the reason there is none ("no profile for this lens").
+// An answer, or the reason there is none ("no profile for this lens"), with
+// what the user should know about it (one line each).
 template <typename T>
 struct ProfileAnswer {
   std::optional<T> value;
   std::string reason;  // set when value is empty
+  std::vector<std::string> notes = {};
 };
 
 // Fill's answer: the zoom, or why there is none; and when that zoom folds
@@ -47,6 +51,10 @@ std::optional<std::string> profilesUnavailable();
 // radius limit and margins as they are.
 ProfileAnswer<CorrectionSettings> autoSettings(const PhotoFacts &photo,
                                                const CorrectionSettings &current);
+
+// `image` (the photo) with the lens profile's vignetting taken out, as
+// `ortavel correct --auto --vignetting` does it; the note says how.
+ProfileAnswer<Image> vignettingCorrected(const PhotoFacts &photo, const Image &image);
 
 // The smallest zoom (`scale`) at which the correction `s` leaves no empty
 // border in the photo's frame.

@@ -137,7 +137,8 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
   server.Post(
       "/api/preview", guarded([&session](const httplib::Request &req, httplib::Response &res) {
         const PreviewRequest p = previewRequest(parseBody(req.body), session.initialSettings());
-        UiSession::PreviewAnswer a = session.preview(p.settings, p.width, p.height, p.corrected);
+        UiSession::PreviewAnswer a =
+            session.preview(p.settings, p.width, p.height, p.corrected, p.vignetting);
         if (a.outcome == UiSession::PreviewOutcome::kSuperseded) {
           return sendError(res, 409, "superseded by a newer preview request",
                            {{"superseded", true}});
@@ -178,6 +179,7 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
         r.output = *target;
         r.format = *format;
         r.overwrite = requestFlag(body, "overwrite");
+        r.vignetting = requestFlag(body, "vignetting");
         const int id = session.startCorrect(r);
         sendJson(res, 202, {{"id", id}, {"path", target->string()}});
       }));
@@ -203,7 +205,18 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                 const auto a =
                     autoSettings(session.photo(), requestSettings(body, session.initialSettings()));
                 if (!a.value) return sendError(res, 422, a.reason);
-                sendJson(res, 200, {{"settings", settingsToJson(*a.value)}});
+                sendJson(res, 200, {{"settings", settingsToJson(*a.value)}, {"notes", a.notes}});
+              }));
+
+  server.Post("/api/vignetting",
+              guarded([&session](const httplib::Request &, httplib::Response &res) {
+                std::string note;
+                try {
+                  note = session.prepareVignetting();
+                } catch (const CliError &e) {
+                  return sendError(res, 422, e.what());
+                }
+                sendJson(res, 200, {{"note", note}});
               }));
 
   server.Post("/api/fill", guarded([&session](const httplib::Request &req, httplib::Response &res) {

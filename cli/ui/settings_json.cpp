@@ -156,6 +156,7 @@ PreviewRequest previewRequest(const json &body, const CorrectionSettings &base) 
   p.width = side(box, "width");
   p.height = side(box, "height");
   p.corrected = picture == "corrected";
+  p.vignetting = requestFlag(body, "vignetting");
   return p;
 }
 

@@ -41,12 +41,13 @@ std::optional<int> requestQuality(const nlohmann::json &body);
 // Largest side of a preview box.
 constexpr std::int32_t kMaxPreviewSide = 8192;
 
-// /api/preview's body: {settings, box: {width, height}, picture}.
+// /api/preview's body: {settings, box: {width, height}, picture, vignetting}.
 struct PreviewRequest {
   CorrectionSettings settings;
   std::int32_t width = 0;
   std::int32_t height = 0;
-  bool corrected = true;  // "corrected" (default) or "uncorrected"
+  bool corrected = true;    // "corrected" (default) or "uncorrected"
+  bool vignetting = false;  // the lens profile's vignetting taken out first
 };
 PreviewRequest previewRequest(const nlohmann::json &body, const CorrectionSettings &base);
 

@@ -40,8 +40,27 @@ UiSession::~UiSession() {
   waitForJob();
 }
 
+std::string UiSession::prepareVignetting() {
+  std::lock_guard lock(vignettingMutex_);
+  if (!devignetted_) {
+    ProfileAnswer<Image> a = vignettingCorrected(facts_, image_);
+    if (!a.value) throw inputError(a.reason);
+    devignetted_ = std::make_shared<const Image>(std::move(*a.value));
+    vignettingNote_ = a.notes.empty() ? std::string() : a.notes.front();
+  }
+  return vignettingNote_;
+}
+
+std::shared_ptr<const Image> UiSession::imageFor(bool vignetting) {
+  // image_ lives as long as the session: a pointer that owns nothing.
+  if (!vignetting) return std::shared_ptr<const Image>(std::shared_ptr<const Image>(), &image_);
+  prepareVignetting();
+  std::lock_guard lock(vignettingMutex_);
+  return devignetted_;
+}
+
 UiSession::PreviewAnswer UiSession::preview(const CorrectionSettings &s, std::int32_t boxW,
-                                            std::int32_t boxH, bool corrected) {
+                                            std::int32_t boxH, bool corrected, bool vignetting) {
   const std::uint64_t ticket = ++previewTickets_;
   std::lock_guard lock(previewMutex_);
   PreviewAnswer answer;
@@ -54,11 +73,16 @@ UiSession::PreviewAnswer UiSession::preview(const CorrectionSettings &s, std::in
     return answer;
   }
   validateMargins(s.margins, facts_.width, facts_.height, path_.filename().string());
+  const std::shared_ptr<const Image> photo = imageFor(vignetting);
+  if (uncorrectedVignetting_ != vignetting) uncorrected_.reset();
   // The document is only read by a preview call; the const_cast lets the
   // host take it without a copy of the whole photo.
-  Previews p = filter_->preview(const_cast<hostemu::Document &>(image_.doc), s, boxW, boxH,
+  Previews p = filter_->preview(const_cast<hostemu::Document &>(photo->doc), s, boxW, boxH,
                                 uncorrected_ ? &*uncorrected_ : nullptr, path_.string());
-  if (!p.uncorrected.pixels.empty()) uncorrected_ = std::move(p.uncorrected);
+  if (!p.uncorrected.pixels.empty()) {
+    uncorrected_ = std::move(p.uncorrected);
+    uncorrectedVignetting_ = vignetting;
+  }
   answer.picture = corrected ? std::move(p.corrected) : *uncorrected_;
   return answer;
 }
@@ -92,7 +116,7 @@ void UiSession::runJob(const CorrectRequest &request) {
     job_.message += "plug-in: " + text;
   };
   try {
-    Image copy = image_;  // the photo stays as decoded for the previews
+    Image copy = *imageFor(request.vignetting);  // the photo stays as it is for the previews
     filter_->correct(copy, request.settings, path_.string(), &hooks);
     if (cancel_.load()) throw CliError(ExitCode::kInterrupted, "cancelled");
     writeAtomically(copy, request.format, request.output, request.overwrite,

@@ -44,6 +44,7 @@ struct CorrectRequest {
   FileFormat format = FileFormat::kJpeg;
   bool overwrite = false;
   int quality = 95;
+  bool vignetting = false;  // the photo with the profile's vignetting taken out
 };
 
 class UiSession {
@@ -68,7 +69,12 @@ class UiSession {
   // one), fitted into boxW x boxH and never larger than the photo. Throws
   // CliError for settings the photo cannot take or a failing plug-in.
   PreviewAnswer preview(const CorrectionSettings &s, std::int32_t boxW, std::int32_t boxH,
-                        bool corrected);
+                        bool corrected, bool vignetting = false);
+
+  // Makes (once) the photo with the lens profile's vignetting taken out, and
+  // returns what was done. Throws CliError (bad input) with the reason when
+  // there is no such correction for the photo.
+  std::string prepareVignetting();
 
   // Starts the full-size correction in the background. Throws CliError
   // (usage) when one is running or the margins do not fit the photo.
@@ -82,10 +88,16 @@ class UiSession {
 
  private:
   void runJob(const CorrectRequest &request);
+  // The photo as decoded, or with its vignetting taken out.
+  std::shared_ptr<const Image> imageFor(bool vignetting);
   void setJob(JobState state, const std::string &message);
 
   std::filesystem::path path_;
   Image image_;  // as decoded; never changed
+  std::mutex vignettingMutex_;
+  std::shared_ptr<const Image> devignetted_;  // made on first use; never changed
+  std::string vignettingNote_;
+  bool uncorrectedVignetting_ = false;  // whether uncorrected_ was made from it
   std::unique_ptr<FilterSession> filter_;
   PhotoFacts facts_;
   CorrectionSettings initial_;

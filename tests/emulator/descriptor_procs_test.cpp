@@ -35,7 +35,15 @@ void reader(int16 selector, void *block, intptr_t *, int16 *) {
   PIDescriptorParameters *dp = record(block)->descriptorParameters;
   got.playInfo = dp->playInfo;
   ReadDescriptorProcs *rp = dp->readDescriptorProcs;
-  DescriptorKeyID expected[] = {fourCC("paK1"), fourCC("paXC"), fourCC("intM"), fourCC("exMa"), 0};
+  // "paK1" is listed twice and stands twice in the descriptor; "caTo" is
+  // listed after the found keys and never written.
+  DescriptorKeyID expected[] = {fourCC("paK1"),
+                                fourCC("paXC"),
+                                fourCC("intM"),
+                                fourCC("paK1"),
+                                fourCC("exMa"),
+                                fourCC("caTo"),
+                                0};
   PIReadDescriptor r = rp->openReadDescriptorProc(dp->descriptor, expected);
   got.opened = r != nullptr;
   if (r == nullptr) return;
@@ -70,13 +78,14 @@ void reader(int16 selector, void *block, intptr_t *, int16 *) {
     }
     got.numbers.push_back(d);
   }
-  for (int i = 0; i < 4; ++i) got.expectedAfter.push_back(expected[i]);
+  // Walked as a plug-in walks it after reading: up to its terminator.
+  for (const DescriptorKeyID *k = expected; *k != 0; ++k) got.expectedAfter.push_back(*k);
   got.closeStatus = rp->closeReadDescriptorProc(r);
   record(block)->handleProcs->disposeProc(dp->descriptor);
   dp->descriptor = nullptr;
 }
 
-TEST(DescriptorProcs, KeysComeInWrittenOrderWithDuplicatesAndClearTheExpectedArray) {
+TEST(DescriptorProcs, KeysComeInWrittenOrderWithDuplicatesAndMarkTheExpectedArray) {
   got = Got{};
   probe::Probe p(reader);
   Descriptor in;
@@ -96,8 +105,17 @@ TEST(DescriptorProcs, KeysComeInWrittenOrderWithDuplicatesAndClearTheExpectedArr
   EXPECT_EQ(got.numbers, (std::vector<double>{0.25, fourCC("la08"), -1.5, -1.0, 12.0}));
   EXPECT_EQ(got.text, "0x7ffd1234");
   EXPECT_EQ(got.closeStatus, -50);
-  // Found keys are cleared; "paXC" was never there.
-  EXPECT_EQ(got.expectedAfter, (std::vector<std::uint32_t>{0, fourCC("paXC"), 0, 0}));
+  // Found keys are marked 'null', one entry per occurrence read, and the
+  // array still ends at its own terminator: the missing keys are what is
+  // left, in order.
+  const std::uint32_t null = 0x6E756C6C;
+  EXPECT_EQ(got.expectedAfter,
+            (std::vector<std::uint32_t>{null, fourCC("paXC"), null, null, null, fourCC("caTo")}));
+  // The log shows the array as the filter saw it after the read.
+  std::string closeLine;
+  for (const auto &e : host.log().ofKind(hostemu::LogKind::Descriptor))
+    if (e.field("op") == "closeRead") closeLine = e.field("expected");
+  EXPECT_EQ(closeLine, "null,paXC,null,null,null,caTo");
   EXPECT_TRUE(host.leaks().empty());  // the filter disposed of what it got
   EXPECT_FALSE(r.descriptorOut.has_value());
 }

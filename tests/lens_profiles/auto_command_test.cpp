@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -176,11 +178,77 @@ TEST_F(AutoCommand, UsageMistakes) {
       {"correct", "a.jpg", "b.jpg", "--focal", "50"},
       {"correct", "a.jpg", "b.jpg", "--auto", "--focal", "-3"},
       {"info", "a.jpg", "--auto"},
+      {"correct", "a.jpg", "b.jpg", "--vignetting"},
+      {"correct", "a.jpg", "b.jpg", "--auto", "--aperture", "4"},
+      {"correct", "a.jpg", "b.jpg", "--auto", "--vignetting", "--aperture", "0"},
   };
   for (const auto &args : bad) {
     const auto r = run(args);
     EXPECT_EQ(r.exitCode, 2) << args.back() << ": " << r.err;
   }
+}
+
+// The sum of a written picture's first channel over a square in its corner.
+long cornerSum(const fs::path &file) {
+  const Image img = readImage(file);
+  long sum = 0;
+  for (int y = 0; y < 16; ++y)
+    for (int x = 0; x < 16; ++x) sum += img.doc.planes[0].samples[y * img.doc.width + x];
+  return sum;
+}
+
+TEST_F(AutoCommand, VignettingBrightensTheCornersBeforeTheCorrection) {
+  // The Minolta photograph, said to be taken with a lens whose vignetting the
+  // database knows; its EXIF aperture is replaced too.
+  const std::vector<std::string> lens = {
+      "--auto",  "--camera", "Canon EOS 80D", "--lens-model", "Canon EF-S 10-22mm f/3.5-4.5 USM",
+      "--focal", "10"};
+  auto args = [&](const std::string &out, std::vector<std::string> more) {
+    std::vector<std::string> a = {"correct", kMinolta.string(), (dir_ / out).string()};
+    a.insert(a.end(), lens.begin(), lens.end());
+    a.insert(a.end(), more.begin(), more.end());
+    return a;
+  };
+  const auto plain = run(args("plain.png", {}));
+  ASSERT_EQ(plain.exitCode, 0) << plain.err;
+  const auto v = run(args("v.png", {"--vignetting", "--aperture", "3.5"}));
+  ASSERT_EQ(v.exitCode, 0) << v.err;
+  expectHas(v.out, {"vignetting: lensfun's profile of \"Canon EF-S 10-22mm f/3.5-4.5 USM\"",
+                    "f/3.5", "linear light"});
+  EXPECT_GT(cornerSum(dir_ / "v.png"), cornerSum(dir_ / "plain.png") + 16 * 16 * 3);
+
+  // A lens without vignetting data fails with the reason.
+  const auto none = run({"correct", kMinolta.string(), (dir_ / "n.png").string(), "--auto",
+                         "--vignetting", "--aperture", "4"});
+  EXPECT_EQ(none.exitCode, 3);
+  expectHas(none.err, {"no vignetting calibration"});
+}
+
+TEST_F(AutoCommand, AUserProfileInLensfunsUserFolderIsUsed) {
+  // lensfun reads $XDG_DATA_HOME/lensfun (~/.local/share/lensfun) besides its
+  // installed data: a camera and its lens calibrated by the user.
+  fs::create_directories(dir_ / "data/lensfun");
+  std::ofstream(dir_ / "data/lensfun/mine.xml") << R"(<lensdatabase version="1">
+  <camera><maker>Ortatest</maker><model>Ortatest One</model><mount>ortatestOne</mount>
+    <cropfactor>2</cropfactor></camera>
+  <lens><maker>Ortatest</maker><model>Ortatest One lens</model><mount>ortatestOne</mount>
+    <cropfactor>2</cropfactor>
+    <calibration><distortion model="poly3" focal="10" k1="-0.01"/></calibration></lens>
+</lensdatabase>
+)";
+  const char *old = std::getenv("XDG_DATA_HOME");
+  const std::string saved = old ? old : "";
+  ::setenv("XDG_DATA_HOME", (dir_ / "data").c_str(), 1);
+  const auto r = run({"info", kMinolta.string(), "--camera", "Ortatest One", "--focal", "10"});
+  if (old) {
+    ::setenv("XDG_DATA_HOME", saved.c_str(), 1);
+  } else {
+    ::unsetenv("XDG_DATA_HOME");
+  }
+  ASSERT_EQ(r.exitCode, 0) << r.err;
+  // poly3 r (1 - k1 + k1 r^2) keeps the centre's scale 1 - k1 = 1.01: zoom 1/1.01.
+  expectHas(r.out, {"Ortatest One, fixed lens \"Ortatest One lens\", 10 mm, poly3 k1=-0.01",
+                    "zoom = 0.99009901", "exact conversion"});
 }
 
 TEST_F(AutoCommand, NoExifIsAClearCaseAndCanBeNamedByHand) {

@@ -66,11 +66,11 @@ class Folder {
 
 // The editor on a photo, served on a free port.
 struct Editor {
-  explicit Editor(const fs::path &photo, Image img) : bar(false) {
+  explicit Editor(const fs::path &photo, Image img, ProfileOverrides overrides = {}) : bar(false) {
     auto filter = std::make_unique<FilterSession>(ORTAVEL_PLUGIN_PATH, bar);
     PhotoIdentity identity = identifyPhoto(*filter, img, photo.string());
     session = std::make_unique<UiSession>(photo, std::move(img), std::move(filter), identity,
-                                          CorrectionSettings{});
+                                          CorrectionSettings{}, std::move(overrides));
     server = std::make_unique<UiServer>(*session, kToken);
     port = server->start(0);
   }
@@ -87,7 +87,7 @@ struct Editor {
   }
   json jobWhenDone() const {
     for (;;) {
-      const json j = json::parse(client().Get(withToken("/api/job"))->body);
+      json j = json::parse(client().Get(withToken("/api/job"))->body);
       if (j.at("state") != "running") return j;
       std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
@@ -317,6 +317,68 @@ TEST(UiServer, FillWarnsWhenItsZoomFoldsThePicture) {
   EXPECT_FALSE(foldsAtZoom(s, 1024, 768, *zoom));
   s.k1 = k1 - 0.01;
   EXPECT_TRUE(foldsAtZoom(s, 1024, 768, *fillZoom(s, 1024, 768)));
+}
+
+TEST(UiServer, VignettingIsTakenOutAsTheCommandDoes) {
+  Folder dir;
+  const fs::path photo = dir.path() / "photo.jpg";
+  fs::copy_file(fs::path(ORTAVEL_TESTDATA_DIR) / "exif/exif-jpeg/deb-opencv-doc_scenetext02.jpg",
+                photo);
+  // The photograph said to come from a lens whose vignetting the database knows.
+  const std::vector<std::string> lens = {
+      "--camera", "Canon EOS 80D", "--lens-model", "Canon EF-S 10-22mm f/3.5-4.5 USM", "--focal",
+      "10",       "--aperture",    "3.5"};
+  std::vector<std::string> args = {"ui", photo.string()};
+  args.insert(args.end(), lens.begin(), lens.end());
+  Editor e(photo, readImage(photo), parseCommandLine(args).profile);
+
+  const auto v = e.post("/api/vignetting", "{}");
+  ASSERT_EQ(v->status, 200) << v->body;
+  const std::string note = json::parse(v->body).at("note");
+  EXPECT_NE(note.find("f/3.5"), std::string::npos) << note;
+
+  const auto a = e.post("/api/auto", json{{"settings", json::object()}}.dump());
+  ASSERT_EQ(a->status, 200) << a->body;
+  const json settings = json::parse(a->body).at("settings");
+  EXPECT_FALSE(json::parse(a->body).at("notes").empty());
+  const json correct = {{"settings", settings}, {"path", "v.png"}, {"vignetting", true}};
+  ASSERT_EQ(e.post("/api/correct", correct.dump())->status, 202);
+  ASSERT_EQ(e.jobWhenDone().at("state"), "done");
+
+  // `ortavel correct --auto --vignetting` with the same names, in this process.
+  args = {"correct", photo.string(), "x.png", "--auto", "--vignetting"};
+  args.insert(args.end(), lens.begin(), lens.end());
+  const CommandLine cl = parseCommandLine(args);
+  ProgressBar bar(false);
+  FilterSession filter(ORTAVEL_PLUGIN_PATH, bar);
+  Image img = readImage(photo);
+  const PhotoSettings want = settingsForPhoto(cl, filter, img, "x");
+  ASSERT_TRUE(correctPhotoVignetting(cl, want, img, "x"));
+  filter.correct(img, want.settings, "x");
+  const Image got = readImage(dir.path() / "v.png");
+  ASSERT_EQ(got.doc.planes.size(), 3u);
+  for (int c = 0; c < 3; ++c) EXPECT_TRUE(got.doc.planes[c].samples == img.doc.planes[c].samples);
+
+  // The uncorrected preview is the photo without its vignetting: brighter.
+  auto mean = [](const std::string &rgb) {
+    double sum = 0.0;
+    for (unsigned char ch : rgb) sum += ch;
+    return sum / static_cast<double>(rgb.size());
+  };
+  json plain = previewBody(json::object(), 200, 200, "uncorrected");
+  const auto before = e.post("/api/preview", plain.dump());
+  plain["vignetting"] = true;
+  const auto lighter = e.post("/api/preview", plain.dump());
+  ASSERT_EQ(lighter->status, 200) << lighter->body;
+  EXPECT_GT(mean(lighter->body), mean(before->body) + 1.0);
+
+  // Without a lens profile there is nothing to take out, and the page is told why.
+  Editor bare(kPhoto);
+  const auto none = bare.post("/api/vignetting", "{}");
+  EXPECT_EQ(none->status, 422);
+  EXPECT_NE(json::parse(none->body).at("error").get<std::string>().find("--camera"),
+            std::string::npos);
+  EXPECT_EQ(bare.post("/api/preview", plain.dump())->status, 400);
 }
 
 TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {

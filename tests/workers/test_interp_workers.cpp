@@ -1,6 +1,9 @@
 // The worker pool: how a target is cut into bands, start-up with refused
 // threads, shutdown with work still queued, and equality with one kernel call.
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +17,7 @@
 #include "geometry/lensdistort.h"
 #include "workers/interp_workers.h"
 #include "workers/interp_workers_internal.h"
+#include "workers/processor_quota.h"
 
 namespace {
 
@@ -210,10 +214,64 @@ TEST(WorkerPoolWithRealKernels, BandsGiveTheSameBytesAsOneCall) {
   interp_workers_destroy(pool);
 }
 
-TEST(Processors, CountMatchesTheStandardLibrary) {
-  const unsigned expected = std::thread::hardware_concurrency();
-  if (expected == 0) GTEST_SKIP() << "the standard library cannot tell either";
-  EXPECT_EQ(GetNumProcessors(), static_cast<int32_t>(expected));
+// The processors this process may run on: its affinity set, as the kernel
+// reports it to sched_getaffinity, unless a control group's quota is tighter.
+int32_t affinityProcessors() {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  if (sched_getaffinity(0, sizeof set, &set) != 0) return 0;
+  return CPU_COUNT(&set);
+}
+
+TEST(Processors, CountIsTheAffinitySetOrTheQuota) {
+  const int32_t affinity = affinityProcessors();
+  if (affinity == 0) GTEST_SKIP() << "the affinity set cannot be read";
+  const int32_t quota = processor_quota_of_process();
+  EXPECT_EQ(GetNumProcessors(), quota > 0 && quota < affinity ? quota : affinity);
+}
+
+// A process narrowed to one processor (as by taskset, or a scheduler's
+// cpuset) counts one, whatever the machine has; the count is taken afresh.
+TEST(Processors, ANarrowedProcessCountsOnlyItsOwn) {
+  if (affinityProcessors() < 2) GTEST_SKIP() << "needs a process allowed two processors";
+  int fds[2];
+  ASSERT_EQ(pipe(fds), 0);
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(sched_getcpu() >= 0 ? sched_getcpu() : 0, &one);
+    int32_t count = -1;
+    if (sched_setaffinity(0, sizeof one, &one) == 0) count = GetNumProcessors();
+    (void)!write(fds[1], &count, sizeof count);
+    _exit(0);
+  }
+  close(fds[1]);
+  int32_t count = -2;
+  EXPECT_EQ(read(fds[0], &count, sizeof count), static_cast<ssize_t>(sizeof count));
+  close(fds[0]);
+  waitpid(child, nullptr, 0);
+  EXPECT_EQ(count, 1);
+}
+
+// Quotas as the control-group files write them: quota over period, rounded
+// up (1.5 processors' worth of time keeps two threads busy), and no limit.
+TEST(Processors, ControlGroupQuotasBecomeProcessorCounts) {
+  EXPECT_EQ(processor_quota_from_cpu_max("max 100000\n"), 0);
+  EXPECT_EQ(processor_quota_from_cpu_max("100000 100000\n"), 1);
+  EXPECT_EQ(processor_quota_from_cpu_max("150000 100000\n"), 2);
+  EXPECT_EQ(processor_quota_from_cpu_max("50000 100000"), 1);
+  EXPECT_EQ(processor_quota_from_cpu_max("400000 100000"), 4);
+  EXPECT_EQ(processor_quota_from_cpu_max(""), 0);
+  EXPECT_EQ(processor_quota_from_cpu_max("garbage"), 0);
+  EXPECT_EQ(processor_quota_from_cpu_max("12x 100000"), 0);
+  EXPECT_EQ(processor_quota_from_cpu_max("100000 0"), 0);
+  EXPECT_EQ(processor_quota_from_cfs("-1\n", "100000\n"), 0);
+  EXPECT_EQ(processor_quota_from_cfs("250000\n", "100000\n"), 3);
+  EXPECT_EQ(processor_quota_from_cfs("100000", "100000"), 1);
+  EXPECT_EQ(processor_quota_from_cfs("abc", "100000"), 0);
+  EXPECT_EQ(processor_quota_from_cfs(nullptr, "100000"), 0);
 }
 
 }  // namespace

@@ -31,6 +31,7 @@ const page = {
   inFlight: false,
   timer: 0,
   correcting: false,
+  vignetting: false,  // previews and the correction start from the photo without vignetting
 };
 
 // ---- requests -------------------------------------------------------------
@@ -190,9 +191,14 @@ function setPreviewState(text, stale) {
   $('after-figure').setAttribute('aria-busy', String(stale));
 }
 
+// What a corrected preview depends on: the settings, and the photo it starts from.
+function previewKey(settings) {
+  return settingsKey(settings) + (page.vignetting ? '|vignetting' : '');
+}
+
 function schedulePreview() {
   if (page.settings === null) return;
-  if (settingsKey(page.settings) !== page.drawnKey) setPreviewState('Updating…', true);
+  if (previewKey(page.settings) !== page.drawnKey) setPreviewState('Updating…', true);
   clearTimeout(page.timer);
   page.timer = setTimeout(pump, DEBOUNCE_MS);
 }
@@ -200,7 +206,8 @@ function schedulePreview() {
 class Busy extends Error {}
 
 async function fetchPreview(settings, box, picture) {
-  const r = await call('POST', '/api/preview', { settings, box, picture });
+  const r = await call('POST', '/api/preview',
+    { settings, box, picture, vignetting: page.vignetting });
   if (r.ok) {
     return {
       width: Number(r.headers.get('X-Preview-Width')),
@@ -222,7 +229,7 @@ async function pump() {
   const box = previewBox();
   const boxKey = `${box.width}x${box.height}`;
   const settings = copySettings(page.settings);
-  const key = settingsKey(settings);
+  const key = previewKey(settings);
   const needBefore = page.beforeBox !== boxKey;
   const needAfter = page.drawnKey !== key || page.drawnBox !== boxKey;
   if (!needBefore && !needAfter) {
@@ -246,7 +253,8 @@ async function pump() {
         page.drawnKey = key;
         page.drawnBox = boxKey;
         page.failedKey = null;
-        $('after').dataset.settings = key;
+        $('after').dataset.settings = settingsKey(settings);
+        $('after').dataset.vignetting = String(page.vignetting);
         $('after').dataset.box = boxKey;
         placeMarker();
       }
@@ -264,7 +272,7 @@ async function pump() {
   }
   page.inFlight = false;
   if (page.correcting) return;
-  if (settingsKey(page.settings) !== page.drawnKey || previewBox().width !== box.width ||
+  if (previewKey(page.settings) !== page.drawnKey || previewBox().width !== box.width ||
       previewBox().height !== box.height) {
     pump();
   } else {
@@ -508,6 +516,7 @@ async function correct() {
       path: $('output-path').value,
       settings: copySettings(page.settings),
       quality: Number.isInteger(quality) ? quality : 95,
+      vignetting: page.vignetting,
     });
     if (!started) return;
     setCorrecting(true);
@@ -546,6 +555,36 @@ async function cancel() {
 }
 
 // ---- profiles ---------------------------------------------------------------
+
+// What the lens profile's answers say beyond the numbers, one item a line.
+function showNotes(lines) {
+  const list = $('profile-notes');
+  list.replaceChildren(...lines.map((text) => {
+    const item = document.createElement('li');
+    item.textContent = text;
+    return item;
+  }));
+}
+
+// The checkbox asks the server to make the photo without its vignetting
+// first; previews and the correction then start from that photo.
+async function toggleVignetting() {
+  const box = $('vignetting');
+  if (box.checked) {
+    box.disabled = true;
+    const r = await call('POST', '/api/vignetting', {});
+    box.disabled = false;
+    if (!r.ok) {
+      box.checked = false;
+      say(r.data.error ?? 'no vignetting correction', true);
+      return;
+    }
+    say(r.data.note);
+  }
+  page.vignetting = box.checked;
+  page.beforeBox = null;  // the uncorrected picture changes too
+  schedulePreview();
+}
 
 async function profile(path, apply) {
   const r = await call('POST', path, { settings: copySettings(page.settings) });
@@ -588,7 +627,10 @@ async function start() {
   }
   $('auto').addEventListener('click', () => profile('/api/auto', (d) => {
     page.settings = copySettings(d.settings);
+    showNotes(d.notes ?? []);
   }));
+  $('vignetting').disabled = !st.profiles.available;
+  $('vignetting').addEventListener('change', toggleVignetting);
   $('fill').addEventListener('click', () => profile('/api/fill', (d) => {
     page.settings.scale = d.scale;
     // A zoom that folds the picture is still applied, for the user to see;

@@ -1,0 +1,246 @@
+#include "image_io/tiff_strips.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace ortavel::cli {
+namespace {
+
+constexpr std::size_t kStripBytes = std::size_t{1} << 20;
+
+std::uint16_t codecTag(TiffCompression c) {
+  switch (c) {
+    case TiffCompression::kNone:
+      return COMPRESSION_NONE;
+    case TiffCompression::kDeflate:
+      return COMPRESSION_ADOBE_DEFLATE;
+    case TiffCompression::kLzw:
+      return COMPRESSION_LZW;
+    case TiffCompression::kZstd:
+      return COMPRESSION_ZSTD;
+  }
+  return COMPRESSION_NONE;
+}
+
+// A growable file in memory for libtiff's client interface: the encoder of
+// one strip writes its output here.
+struct MemoryFile {
+  std::vector<std::uint8_t> bytes;
+  std::size_t position = 0;
+  std::string firstError;
+};
+
+tmsize_t memRead(thandle_t h, void *buf, tmsize_t n) {
+  auto *f = static_cast<MemoryFile *>(h);
+  if (f->position >= f->bytes.size() || n <= 0) return 0;
+  const std::size_t count =
+      std::min<std::size_t>(static_cast<std::size_t>(n), f->bytes.size() - f->position);
+  std::memcpy(buf, f->bytes.data() + f->position, count);
+  f->position += count;
+  return static_cast<tmsize_t>(count);
+}
+tmsize_t memWrite(thandle_t h, void *buf, tmsize_t n) {
+  auto *f = static_cast<MemoryFile *>(h);
+  if (n < 0) return -1;
+  const std::size_t end = f->position + static_cast<std::size_t>(n);
+  if (end > f->bytes.size()) f->bytes.resize(end);
+  std::memcpy(f->bytes.data() + f->position, buf, static_cast<std::size_t>(n));
+  f->position = end;
+  return n;
+}
+toff_t memSeek(thandle_t h, toff_t offset, int whence) {
+  auto *f = static_cast<MemoryFile *>(h);
+  std::size_t base = 0;
+  if (whence == SEEK_CUR) base = f->position;
+  if (whence == SEEK_END) base = f->bytes.size();
+  f->position = base + static_cast<std::size_t>(offset);
+  return f->position;
+}
+int memClose(thandle_t) {
+  return 0;
+}
+toff_t memSize(thandle_t h) {
+  return static_cast<MemoryFile *>(h)->bytes.size();
+}
+int memMap(thandle_t, void **, toff_t *) {
+  return 0;
+}
+void memUnmap(thandle_t, void *, toff_t) {}
+
+int memError(TIFF *, void *user, const char *module, const char *fmt, va_list ap) {
+  auto *f = static_cast<MemoryFile *>(user);
+  if (f->firstError.empty()) {
+    char text[512];
+    std::vsnprintf(text, sizeof text, fmt, ap);
+    f->firstError = std::string(module ? module : "libtiff") + ": " + text;
+  }
+  return 1;
+}
+int memWarning(TIFF *, void *, const char *, const char *, va_list) {
+  return 1;
+}
+
+struct TiffCloser {
+  void operator()(TIFF *t) const { TIFFClose(t); }
+};
+
+// Compresses `rows` packed rows with libtiff's encoder for the layout, as one
+// strip of a private in-memory file, and returns the strip's bytes.
+std::vector<std::uint8_t> encodeStrip(const TiffStripLayout &layout, std::uint32_t rows,
+                                      std::vector<std::uint8_t> &packed, std::string &error) {
+  MemoryFile file;
+  TIFFOpenOptions *opts = TIFFOpenOptionsAlloc();
+  if (opts == nullptr) throw std::bad_alloc();
+  TIFFOpenOptionsSetErrorHandlerExtR(opts, memError, &file);
+  TIFFOpenOptionsSetWarningHandlerExtR(opts, memWarning, &file);
+  std::unique_ptr<TIFF, TiffCloser> t(TIFFClientOpenExt(
+      "strip", "w", &file, memRead, memWrite, memSeek, memClose, memSize, memMap, memUnmap, opts));
+  TIFFOpenOptionsFree(opts);
+  if (!t) {
+    error = "cannot start the strip encoder: " + file.firstError;
+    return {};
+  }
+  TIFF *tif = t.get();
+  // Only width, sample layout, compression and predictor shape the strip's
+  // bytes; the colour interpretation does not.
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, layout.width);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, rows);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, layout.samplesPerPixel);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, layout.bitsPerSample);
+  TIFFSetField(tif, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+  if (layout.samplesPerPixel > 1) {
+    const std::vector<std::uint16_t> extra(layout.samplesPerPixel - 1u, EXTRASAMPLE_UNSPECIFIED);
+    TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, static_cast<std::uint16_t>(extra.size()), extra.data());
+  }
+  TiffStripLayout one = layout;
+  one.rowsPerStrip = rows;
+  setTiffStripTags(tif, one);
+  if (TIFFWriteEncodedStrip(tif, 0, packed.data(), static_cast<tmsize_t>(packed.size())) < 0) {
+    error = "cannot compress a strip: " + file.firstError;
+    return {};
+  }
+  // TIFFWriteEncodedStrip has put the strip's bytes into the file and its
+  // place into the strip tags; the directory is never written.
+  const std::uint64_t *offsets = nullptr;
+  const std::uint64_t *counts = nullptr;
+  if (!TIFFGetField(tif, TIFFTAG_STRIPOFFSETS, &offsets) ||
+      !TIFFGetField(tif, TIFFTAG_STRIPBYTECOUNTS, &counts) || offsets == nullptr ||
+      counts == nullptr || offsets[0] + counts[0] > file.bytes.size()) {
+    error = "cannot find a compressed strip";
+    return {};
+  }
+  return {file.bytes.begin() + static_cast<std::ptrdiff_t>(offsets[0]),
+          file.bytes.begin() + static_cast<std::ptrdiff_t>(offsets[0] + counts[0])};
+}
+
+}  // namespace
+
+std::optional<TiffCompression> tiffCompressionFromName(std::string_view name) {
+  for (TiffCompression c : {TiffCompression::kNone, TiffCompression::kDeflate,
+                            TiffCompression::kLzw, TiffCompression::kZstd})
+    if (tiffCompressionName(c) == name) return c;
+  return std::nullopt;
+}
+
+std::string_view tiffCompressionName(TiffCompression c) {
+  switch (c) {
+    case TiffCompression::kNone:
+      return "none";
+    case TiffCompression::kDeflate:
+      return "deflate";
+    case TiffCompression::kLzw:
+      return "lzw";
+    case TiffCompression::kZstd:
+      return "zstd";
+  }
+  return "";
+}
+
+bool tiffCompressionAvailable(TiffCompression c) {
+  return c == TiffCompression::kNone || TIFFIsCODECConfigured(codecTag(c)) != 0;
+}
+
+std::uint32_t tiffRowsPerStrip(std::size_t rowBytes, std::uint32_t height) {
+  const std::size_t rows =
+      std::max<std::size_t>(1, kStripBytes / std::max<std::size_t>(1, rowBytes));
+  return static_cast<std::uint32_t>(
+      std::min<std::size_t>(rows, std::max<std::uint32_t>(1, height)));
+}
+
+void setTiffStripTags(TIFF *tif, const TiffStripLayout &layout) {
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, codecTag(layout.compression));
+  // Differences between neighbours compress far better than the samples.
+  if (layout.compression != TiffCompression::kNone)
+    TIFFSetField(tif, TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, layout.rowsPerStrip);
+}
+
+std::string writeTiffStrips(TIFF *tif, const TiffStripLayout &layout, const TiffRowPacker &pack,
+                            int threads) {
+  const std::size_t rowBytes =
+      static_cast<std::size_t>(layout.width) * layout.samplesPerPixel * (layout.bitsPerSample / 8u);
+  const std::uint32_t perStrip = std::max<std::uint32_t>(1, layout.rowsPerStrip);
+  const std::uint32_t strips = (layout.height + perStrip - 1) / perStrip;
+  const auto workers = static_cast<std::uint32_t>(std::clamp<int>(threads, 1, 64));
+  // Strips are made a window at a time and written in order, so memory stays
+  // a few strips per thread whatever the picture's size.
+  const std::uint32_t window = workers * 4;
+  std::vector<std::vector<std::uint8_t>> done(window);
+  std::string error;
+  std::mutex errorLock;
+  for (std::uint32_t first = 0; first < strips && error.empty(); first += window) {
+    const std::uint32_t count = std::min(window, strips - first);
+    std::atomic<std::uint32_t> next{0};
+    auto work = [&] {
+      std::vector<std::uint8_t> packed;
+      try {
+        for (std::uint32_t i = next++; i < count; i = next++) {
+          const std::uint32_t s = first + i;
+          const std::uint32_t y0 = s * perStrip;
+          const std::uint32_t rows = std::min(perStrip, layout.height - y0);
+          packed.resize(rowBytes * rows);
+          for (std::uint32_t r = 0; r < rows; ++r) pack(y0 + r, packed.data() + rowBytes * r);
+          std::string why;
+          if (layout.compression == TiffCompression::kNone) {
+            done[i] = packed;
+          } else {
+            done[i] = encodeStrip(layout, rows, packed, why);
+          }
+          if (!why.empty()) {
+            const std::lock_guard<std::mutex> hold(errorLock);
+            if (error.empty()) error = why;
+            return;
+          }
+        }
+      } catch (const std::exception &e) {
+        const std::lock_guard<std::mutex> hold(errorLock);
+        if (error.empty()) error = e.what();
+      }
+    };
+    std::vector<std::thread> pool;
+    for (std::uint32_t w = 1; w < std::min(workers, count); ++w) pool.emplace_back(work);
+    work();
+    for (auto &t : pool) t.join();
+    if (!error.empty()) break;
+    for (std::uint32_t i = 0; i < count; ++i) {
+      if (TIFFWriteRawStrip(tif, first + i, done[i].data(), static_cast<tmsize_t>(done[i].size())) <
+          0)
+        return "cannot write a strip";
+      done[i].clear();
+      done[i].shrink_to_fit();
+    }
+  }
+  return error;
+}
+
+}  // namespace ortavel::cli
