@@ -62,13 +62,16 @@ tsan: deps
 	cmake --build build-tsan -j $(JOBS)
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -L threads -j $(JOBS)
 
-# Fuzzes the EXIF reader for a bounded time (FUZZ_SECONDS) with libFuzzer.
+# Fuzzes every reader of outside input with libFuzzer for FUZZ_SECONDS in
+# all, shared between the targets (scripts/run-fuzzers lists them and their
+# seed corpora under tests/fuzz/corpus/). Builds only the fuzz targets and
+# what they link.
 FUZZ_SECONDS ?= 60
 fuzz: deps
 	@scripts/ensure-deps sanitize
 	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORTAVEL_BUILD_FUZZ=ON -DORTAVEL_BUILD_BENCH=OFF -DORTAVEL_SANITIZE=address,undefined >/dev/null
-	cmake --build build-fuzz -j $(JOBS) --target fuzz_tiff_parse
-	scripts/run-fuzz build-fuzz/bin/fuzz_tiff_parse tests/fuzz/corpus/tiff_parse $(FUZZ_SECONDS)
+	cmake --build build-fuzz -j $(JOBS) --target fuzzers
+	scripts/run-fuzzers build-fuzz/bin tests/fuzz/corpus $(FUZZ_SECONDS)
 
 # The Windows x64 module (Ortavel.8bf) and host emulator, cross-built with
 # mingw-w64 into build-windows/.

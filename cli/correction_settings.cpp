@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <utility>
 
 #include "exit_codes.h"
 
@@ -108,8 +109,28 @@ void validate(const CorrectionSettings &s) {
   for (const auto &f : finite) {
     if (!std::isfinite(f.v)) throw usageError(std::string(f.name) + " must be a finite number");
   }
+  // Beyond these the model's arithmetic says nothing useful: the radial
+  // terms swamp every pixel, or the zoom or the centre put the whole picture
+  // outside the frame.
+  for (const auto &k : {std::pair{"k1", s.k1}, std::pair{"k2", s.k2}}) {
+    if (std::fabs(k.second) > kLargestCoefficient) {
+      throw usageError(std::string(k.first) + " must be between -" + show(kLargestCoefficient) +
+                       " and " + show(kLargestCoefficient) + " (got " + show(k.second) + ")");
+    }
+  }
+  for (const auto &c : {std::pair{"center x", s.centerX}, std::pair{"center y", s.centerY}}) {
+    if (std::fabs(c.second) > kFarthestCentre) {
+      throw usageError(std::string(c.first) + " must be between -" + show(kFarthestCentre) +
+                       " and " + show(kFarthestCentre) + " (the picture spans -1 to 1; got " +
+                       show(c.second) + ")");
+    }
+  }
   if (!(s.scale > 0.0))
     throw usageError("scale must be greater than 0 (got " + show(s.scale) + ")");
+  if (s.scale < kSmallestScale || s.scale > kLargestScale) {
+    throw usageError("scale must be between " + show(kSmallestScale) + " and " +
+                     show(kLargestScale) + " (got " + show(s.scale) + ")");
+  }
   if (s.radiusLimit < 0.0) {
     throw usageError("radius limit must be 0 (off) or positive (got " + show(s.radiusLimit) + ")");
   }

@@ -49,8 +49,18 @@ std::optional<std::array<double, N>> parseList(std::string_view text);
 // "T,B,L,R" margins: four whole numbers, none negative.
 std::optional<Margins> parseMargins(std::string_view text);
 
-// Throws CliError (usage) naming the first absurd value: scale 0 or below,
-// a negative radius limit, a method or orientation out of range.
+// The widest values the lens model takes: coefficients up to 1e6 either
+// way, a zoom from 1e-6 to 1e6, an optical centre within 1000 normalised
+// units (the picture spans -1 to 1) of the picture's centre.
+constexpr double kLargestCoefficient = 1e6;
+constexpr double kSmallestScale = 1e-6;
+constexpr double kLargestScale = 1e6;
+constexpr double kFarthestCentre = 1e3;
+
+// Throws CliError (usage) naming the first absurd value and its limits: a
+// value not finite or outside the ranges above, scale 0 or below, a negative
+// radius limit, a method or orientation out of range. The command line, the
+// settings files and the editor all refuse with this.
 void validate(const CorrectionSettings &s);
 
 // Throws CliError (usage) when the margins are larger than the picture

@@ -30,6 +30,11 @@ PhotoSettings settingsForPhoto(const CommandLine &cl, FilterSession &session, co
   if (cl.fill) {
     const auto zoom = fillZoom(out.settings, w, h);
     if (!zoom) throw inputError(label + ": " + messages::cannotFill());
+    if (foldsAtZoom(out.settings, w, h, *zoom)) {
+      throw inputError(label + ": " +
+                       messages::fillFolds(out.settings.k1, out.settings.k2,
+                                           strongestUnfoldedK1(out.settings, w, h)));
+    }
     out.settings.scale = *zoom;
     out.fillZoom = zoom;
   }

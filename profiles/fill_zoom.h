@@ -32,4 +32,26 @@ std::optional<double> fillZoom(const lensdistort_model &lens, const FillCanvas &
 // the radius, and a grid of inner pixels for the others.
 bool fillsCanvas(const lensdistort_model &lens, const FillCanvas &canvas);
 
+// Whether the model, at `zoom`, folds the canvas over itself: the source
+// radius rd(r) = r (1 + k1 r² + k2 r⁴) (the radius limit's compression keeps
+// its order) must grow with the output radius r all the way out to the
+// canvas corner farthest from the optical centre. It grows while its
+// derivative 1 + 3 k1 r² + 5 k2 r⁴ is positive.
+bool foldsWithin(const lensdistort_model &lens, const FillCanvas &canvas, double zoom);
+
+// The smallest radius, in the model's zoomed units, at which the source
+// radius stops growing; infinity when it never does.
+double foldRadius(double k1, double k2);
+
+// The radius of the canvas corner farthest from the optical centre at this
+// zoom, in the model's units (the picture's edge along its reference side
+// lies at 1 when zoom is 1 and the centre in the middle).
+double farthestCornerRadius(const lensdistort_model &lens, const FillCanvas &canvas, double zoom);
+
+// For a fill that folds: the most negative k1, between `lens.k1` and 0,
+// whose own fill zoom does not fold at this k2 (rounded towards 0 to
+// `step`). nullopt when even k1 = 0 folds or fills nothing.
+std::optional<double> strongestUnfoldedK1(const lensdistort_model &lens, const FillCanvas &canvas,
+                                          double step = 1e-3);
+
 }  // namespace ortavel::profiles

@@ -43,4 +43,21 @@ std::string cannotFill() {
          "outside the picture, or the radius limit keeps every point inside at any zoom)";
 }
 
+std::string fillFolds(double k1, double k2, std::optional<double> strongest) {
+  std::string s = "--fill: with k1 = " + number(k1, "%.6g") + " and k2 = " + number(k2, "%.6g") +
+                  " the zoom that fills the frame folds the picture over itself (towards the "
+                  "corners the correction takes its colours from nearer the centre again)";
+  if (strongest) {
+    s += "; the strongest k1 that does not fold at this k2 is " + number(*strongest, "%.6g");
+  } else {
+    s += "; no negative k1 avoids it at this k2: make k2 smaller or give the zoom yourself";
+  }
+  return s;
+}
+
+std::string fillFoldsWarning(double k1, double k2) {
+  return "with k1 = " + number(k1, "%.6g") + " and k2 = " + number(k2, "%.6g") +
+         " this zoom folds the picture over itself towards the corners";
+}
+
 }  // namespace ortavel::cli::messages

@@ -2,6 +2,7 @@
 // lookup's texts are in profiles/lookup_messages.h.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,5 +23,10 @@ std::vector<std::string> profileWarnings(const LensProfile &p);
 
 // --fill could not find a zoom.
 std::string cannotFill();
+// The fill zoom folds the picture; `strongest` is the most negative k1 that
+// does not fold at this k2, when there is one.
+std::string fillFolds(double k1, double k2, std::optional<double> strongest);
+// The editor's warning for the same.
+std::string fillFoldsWarning(double k1, double k2);
 
 }  // namespace ortavel::cli::messages

@@ -33,4 +33,14 @@ bool fillsCanvas(const CorrectionSettings &s, std::int32_t width, std::int32_t h
   return profiles::fillsCanvas(lensOf(s), canvasOf(s, width, height));
 }
 
+bool foldsAtZoom(const CorrectionSettings &s, std::int32_t width, std::int32_t height,
+                 double zoom) {
+  return profiles::foldsWithin(lensOf(s), canvasOf(s, width, height), zoom);
+}
+
+std::optional<double> strongestUnfoldedK1(const CorrectionSettings &s, std::int32_t width,
+                                          std::int32_t height) {
+  return profiles::strongestUnfoldedK1(lensOf(s), canvasOf(s, width, height));
+}
+
 }  // namespace ortavel::cli

@@ -35,6 +35,14 @@ struct ProfileAnswer {
   std::vector<std::string> notes = {};
 };
 
+// Fill's answer: the zoom, or why there is none; and when that zoom folds
+// the picture over itself, a warning and the most negative k1 that would not.
+struct FillAnswer {
+  ProfileAnswer<double> zoom;
+  std::string warning;
+  std::optional<double> strongestK1;
+};
+
 // nullopt when the lens database loads; otherwise the reason it does not.
 std::optional<std::string> profilesUnavailable();
 
@@ -50,6 +58,6 @@ ProfileAnswer<Image> vignettingCorrected(const PhotoFacts &photo, const Image &i
 
 // The smallest zoom (`scale`) at which the correction `s` leaves no empty
 // border in the photo's frame.
-ProfileAnswer<double> fillScale(const PhotoFacts &photo, const CorrectionSettings &s);
+FillAnswer fillScale(const PhotoFacts &photo, const CorrectionSettings &s);
 
 }  // namespace ortavel::cli::ui

@@ -47,10 +47,18 @@ ProfileAnswer<Image> vignettingCorrected(const PhotoFacts &photo, const Image &i
   }
 }
 
-ProfileAnswer<double> fillScale(const PhotoFacts &photo, const CorrectionSettings &s) {
-  const std::optional<double> zoom = fillZoom(s, photo.width, photo.height);
-  if (!zoom) return {std::nullopt, messages::cannotFill()};
-  return {zoom, ""};
+FillAnswer fillScale(const PhotoFacts &photo, const CorrectionSettings &s) {
+  FillAnswer a;
+  a.zoom.value = fillZoom(s, photo.width, photo.height);
+  if (!a.zoom.value) {
+    a.zoom.reason = messages::cannotFill();
+    return a;
+  }
+  if (foldsAtZoom(s, photo.width, photo.height, *a.zoom.value)) {
+    a.warning = messages::fillFoldsWarning(s.k1, s.k2);
+    a.strongestK1 = strongestUnfoldedK1(s, photo.width, photo.height);
+  }
+  return a;
 }
 
 }  // namespace ortavel::cli::ui

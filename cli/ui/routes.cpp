@@ -19,8 +19,6 @@ namespace {
 using nlohmann::json;
 namespace fs = std::filesystem;
 
-constexpr std::int32_t kMaxPreviewSide = 8192;
-
 void sendJson(httplib::Response &res, int status, const json &body) {
   res.status = status;
   res.set_content(body.dump(), "application/json");
@@ -37,6 +35,11 @@ void sendError(httplib::Response &res, int status, const std::string &message,
 template <typename Handler>
 auto guarded(Handler handler) {
   return [handler](const httplib::Request &req, httplib::Response &res) {
+    // A body of declared length is refused before it is read; a chunked one
+    // is bounded while it is read (connection_gate.h) and checked here.
+    if (req.body.size() > kMaxRequestBytes) {
+      return sendError(res, 413, "the request body is too large");
+    }
     try {
       handler(req, res);
     } catch (const CliError &e) {
@@ -57,42 +60,12 @@ json cameraJson(const PhotoIdentity &c) {
   return j;
 }
 
-CorrectionSettings requestSettings(const json &body, const UiSession &session) {
-  if (!body.contains("settings")) throw usageError("the request names no settings");
-  return settingsFromJson(body.at("settings"), session.initialSettings());
-}
-
-bool flag(const json &body, const char *key) {
-  if (!body.contains(key)) return false;
-  if (!body.at(key).is_boolean()) throw usageError(std::string(key) + " must be true or false");
-  return body.at(key).get<bool>();
-}
-
-std::string textField(const json &body, const char *key) {
-  if (!body.contains(key) || !body.at(key).is_string()) {
-    throw usageError(std::string("the request needs ") + key + " as text");
-  }
-  return body.at(key).get<std::string>();
-}
-
-std::int32_t side(const json &box, const char *key) {
-  if (!box.contains(key) || !box.at(key).is_number_integer()) {
-    throw usageError(std::string("box ") + key + " must be a whole number");
-  }
-  const auto v = box.at(key).get<std::int64_t>();
-  if (v < 1 || v > kMaxPreviewSide) {
-    throw usageError(std::string("box ") + key + " must be 1 to " +
-                     std::to_string(kMaxPreviewSide));
-  }
-  return static_cast<std::int32_t>(v);
-}
-
 // The target of a write, or an answer saying why not. A file that exists
 // is replaced only when the request says the user confirmed it.
 std::optional<fs::path> writableTarget(const json &body, const UiSession &session,
                                        httplib::Response &res) {
-  const OutputTarget t = resolveOutput(textField(body, "path"), session.photo().path);
-  if (t.exists && !flag(body, "overwrite")) {
+  const OutputTarget t = resolveOutput(requestText(body, "path"), session.photo().path);
+  if (t.exists && !requestFlag(body, "overwrite")) {
     sendError(res, 409, t.path.string() + " exists; confirm to replace it",
               json{{"exists", true}, {"path", t.path.string()}});
     return std::nullopt;
@@ -163,19 +136,9 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
 
   server.Post(
       "/api/preview", guarded([&session](const httplib::Request &req, httplib::Response &res) {
-        const json body = parseBody(req.body);
-        const CorrectionSettings s = requestSettings(body, session);
-        if (!body.contains("box") || !body.at("box").is_object()) {
-          throw usageError("the request needs a box {width, height}");
-        }
-        const json &box = body.at("box");
-        const std::string picture = body.value("picture", std::string("corrected"));
-        if (picture != "corrected" && picture != "uncorrected") {
-          throw usageError("picture must be \"corrected\" or \"uncorrected\"");
-        }
+        const PreviewRequest p = previewRequest(parseBody(req.body), session.initialSettings());
         UiSession::PreviewAnswer a =
-            session.preview(s, side(box, "width"), side(box, "height"), picture == "corrected",
-                            flag(body, "vignetting"));
+            session.preview(p.settings, p.width, p.height, p.corrected, p.vignetting);
         if (a.outcome == UiSession::PreviewOutcome::kSuperseded) {
           return sendError(res, 409, "superseded by a newer preview request",
                            {{"superseded", true}});
@@ -193,7 +156,7 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
   server.Post("/api/save-settings",
               guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);
-                const CorrectionSettings s = requestSettings(body, session);
+                const CorrectionSettings s = requestSettings(body, session.initialSettings());
                 const auto target = writableTarget(body, session, res);
                 if (!target) return;
                 writeSettings(*target, s);
@@ -204,14 +167,8 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
       "/api/correct", guarded([&session](const httplib::Request &req, httplib::Response &res) {
         const json body = parseBody(req.body);
         CorrectRequest r;
-        r.settings = requestSettings(body, session);
-        if (body.contains("quality")) {
-          const json &q = body.at("quality");
-          if (!q.is_number_integer() || q.get<int>() < 1 || q.get<int>() > 100) {
-            throw usageError("quality must be a whole number from 1 to 100");
-          }
-          r.quality = q.get<int>();
-        }
+        r.settings = requestSettings(body, session.initialSettings());
+        r.quality = requestQuality(body).value_or(r.quality);
         const auto target = writableTarget(body, session, res);
         if (!target) return;
         const auto format = formatForName(*target);
@@ -221,8 +178,8 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
         checkWritable(session.image(), *format, *target);
         r.output = *target;
         r.format = *format;
-        r.overwrite = flag(body, "overwrite");
-        r.vignetting = flag(body, "vignetting");
+        r.overwrite = requestFlag(body, "overwrite");
+        r.vignetting = requestFlag(body, "vignetting");
         const int id = session.startCorrect(r);
         sendJson(res, 202, {{"id", id}, {"path", target->string()}});
       }));
@@ -245,7 +202,8 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
 
   server.Post("/api/auto", guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);
-                const auto a = autoSettings(session.photo(), requestSettings(body, session));
+                const auto a =
+                    autoSettings(session.photo(), requestSettings(body, session.initialSettings()));
                 if (!a.value) return sendError(res, 422, a.reason);
                 sendJson(res, 200, {{"settings", settingsToJson(*a.value)}, {"notes", a.notes}});
               }));
@@ -263,9 +221,15 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
 
   server.Post("/api/fill", guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);
-                const auto a = fillScale(session.photo(), requestSettings(body, session));
-                if (!a.value) return sendError(res, 422, a.reason);
-                sendJson(res, 200, {{"scale", *a.value}});
+                const auto a =
+                    fillScale(session.photo(), requestSettings(body, session.initialSettings()));
+                if (!a.zoom.value) return sendError(res, 422, a.zoom.reason);
+                json answer = {{"scale", *a.zoom.value}};
+                if (!a.warning.empty()) {
+                  answer["warning"] = a.warning;
+                  answer["strongestK1"] = a.strongestK1 ? json(*a.strongestK1) : json(nullptr);
+                }
+                sendJson(res, 200, answer);
               }));
 }
 

@@ -2,12 +2,14 @@
 
 #include <httplib.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <thread>
 
 #include "exit_codes.h"
+#include "ui/connection_gate.h"
 #include "ui/routes.h"
 #include "ui/security.h"
 
@@ -19,6 +21,63 @@ void refuse(httplib::Response &res, int status, const std::string &why) {
   res.set_content(nlohmann::json{{"error", why}}.dump(), "application/json");
 }
 
+// Runs each accepted connection's first step on the accepting thread: it
+// only hands the socket to the gate, which never waits.
+class AtOnce : public httplib::TaskQueue {
+ public:
+  void enqueue(std::function<void()> fn) override { fn(); }
+  void shutdown() override {}
+};
+
+// The library's server with its connections kept by a ConnectionGate: the
+// library parses and answers requests, the gate decides when a connection
+// has a request worth a handler's time.
+class GuardedHttp : public httplib::Server {
+ public:
+  GuardedHttp() : gate_([this](Connection c) { return serveOne(std::move(c)); }, kMaxRequestBytes) {
+    new_task_queue = [] { return new AtOnce; };
+  }
+  ~GuardedHttp() override { gate_.stop(); }
+  GuardedHttp(const GuardedHttp &) = delete;
+  GuardedHttp &operator=(const GuardedHttp &) = delete;
+
+  void stopConnections() { gate_.stop(); }
+
+ private:
+  bool process_and_close_socket(int sock) override {
+    gate_.admit(sock);
+    return true;
+  }
+
+  std::optional<Connection> serveOne(Connection c) {
+    const bool last = c.served + 1 >= kMaxRequestsPerConnection;
+    // Head and body, chunk framing included, with room to spare: the exact
+    // body limit is the routes'; this only bounds what a request can cost.
+    GuardedStream strm(c.fd, std::move(c.buffered),
+                       std::chrono::steady_clock::now() + std::chrono::seconds(kBodySeconds),
+                       kMaxHeadBytes + 2 * kMaxRequestBytes);
+    bool closed = false;
+    const bool answered = process_request(strm, last, closed, nullptr);
+    ++c.served;
+    if (strm.failed()) {
+      closeGently(c.fd);
+      return std::nullopt;
+    }
+    if (!answered || closed || last) {
+      ::close(c.fd);
+      return std::nullopt;
+    }
+    c.buffered = strm.takeBuffered();
+    return c;
+  }
+
+  ConnectionGate gate_;
+};
+
+// Linux keeps the last backlog given to listen(); the library's is 5, too
+// few for a page that opens several connections at once.
+constexpr int kListenBacklog = 128;
+
 }  // namespace
 
 struct UiServer::Impl {
@@ -26,7 +85,8 @@ struct UiServer::Impl {
   UiSession &session;
   std::string token;
   int port = 0;
-  httplib::Server http;
+  int listening = -1;
+  GuardedHttp http;
   std::thread thread;
 };
 
@@ -37,13 +97,14 @@ UiServer::UiServer(UiSession &session, std::string token)
   // could bind the same port and take a share of this one's requests: only
   // SO_REUSEADDR here, so that a restart may reuse a port lingering from the
   // last run but never one that is listening.
-  m.http.set_socket_options([](int sock) {
+  m.http.set_socket_options([&m](int sock) {
     int yes = 1;
     ::setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    m.listening = sock;
   });
   m.http.set_payload_max_length(kMaxRequestBytes);
-  m.http.set_read_timeout(10, 0);
-  m.http.set_keep_alive_timeout(5);
+  m.http.set_read_timeout(kBodySeconds, 0);
+  m.http.set_write_timeout(kBodySeconds, 0);
   m.http.set_default_headers({{"Cache-Control", "no-store"},
                               {"X-Content-Type-Options", "nosniff"},
                               {"X-Frame-Options", "DENY"},
@@ -107,6 +168,7 @@ int UiServer::start(int port) {
     }
     m.port = port;
   }
+  if (m.listening >= 0) ::listen(m.listening, kListenBacklog);
   m.thread = std::thread([&m] { m.http.listen_after_bind(); });
   // stop() only reaches a server that is running: wait until it is.
   for (int i = 0; i < 500 && !m.http.is_running(); ++i) {
@@ -121,6 +183,7 @@ void UiServer::stop() {
     m.http.stop();
     m.thread.join();
   }
+  m.http.stopConnections();
 }
 
 int UiServer::port() const {

@@ -2,7 +2,8 @@
 // its own, and lets a request reach the routes only when it carries the
 // session's token, names this server in its Host header and, when it has an
 // Origin, comes from this server's own page. Bodies above kMaxRequestBytes
-// are refused before they are read.
+// are refused as they are read, whatever their transfer encoding; slow or
+// idle clients are kept from the request handlers (connection_gate.h).
 #pragma once
 
 #include <memory>

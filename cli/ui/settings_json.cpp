@@ -99,4 +99,65 @@ json parseBody(const std::string &body) {
   return j;
 }
 
+CorrectionSettings requestSettings(const json &body, const CorrectionSettings &base) {
+  if (!body.contains("settings")) throw usageError("the request names no settings");
+  return settingsFromJson(body.at("settings"), base);
+}
+
+bool requestFlag(const json &body, const char *key) {
+  if (!body.contains(key)) return false;
+  if (!body.at(key).is_boolean()) throw usageError(std::string(key) + " must be true or false");
+  return body.at(key).get<bool>();
+}
+
+std::string requestText(const json &body, const char *key) {
+  if (!body.contains(key) || !body.at(key).is_string()) {
+    throw usageError(std::string("the request needs ") + key + " as text");
+  }
+  return body.at(key).get<std::string>();
+}
+
+std::optional<int> requestQuality(const json &body) {
+  if (!body.contains("quality")) return std::nullopt;
+  const json &q = body.at("quality");
+  if (!q.is_number_integer() || q.get<std::int64_t>() < 1 || q.get<std::int64_t>() > 100) {
+    throw usageError("quality must be a whole number from 1 to 100");
+  }
+  return static_cast<int>(q.get<std::int64_t>());
+}
+
+namespace {
+
+std::int32_t side(const json &box, const char *key) {
+  if (!box.contains(key) || !box.at(key).is_number_integer()) {
+    throw usageError(std::string("box ") + key + " must be a whole number");
+  }
+  const auto v = box.at(key).get<std::int64_t>();
+  if (v < 1 || v > kMaxPreviewSide) {
+    throw usageError(std::string("box ") + key + " must be 1 to " +
+                     std::to_string(kMaxPreviewSide));
+  }
+  return static_cast<std::int32_t>(v);
+}
+
+}  // namespace
+
+PreviewRequest previewRequest(const json &body, const CorrectionSettings &base) {
+  PreviewRequest p;
+  p.settings = requestSettings(body, base);
+  if (!body.contains("box") || !body.at("box").is_object()) {
+    throw usageError("the request needs a box {width, height}");
+  }
+  const json &box = body.at("box");
+  const json picture = body.contains("picture") ? body.at("picture") : json("corrected");
+  if (picture != "corrected" && picture != "uncorrected") {
+    throw usageError("picture must be \"corrected\" or \"uncorrected\"");
+  }
+  p.width = side(box, "width");
+  p.height = side(box, "height");
+  p.corrected = picture == "corrected";
+  p.vignetting = requestFlag(body, "vignetting");
+  return p;
+}
+
 }  // namespace ortavel::cli::ui

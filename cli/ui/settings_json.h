@@ -5,7 +5,10 @@
 // with the command's own names for methods and orientations.
 #pragma once
 
+#include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <string>
 
 #include "correction_settings.h"
 
@@ -21,5 +24,31 @@ CorrectionSettings settingsFromJson(const nlohmann::json &j, const CorrectionSet
 // Parses a request body as a JSON object. Throws CliError (usage) for
 // anything else.
 nlohmann::json parseBody(const std::string &body);
+
+// The fields of the API's request bodies. Each throws CliError (usage) with
+// a message for the page when the field is missing (where it is required),
+// of the wrong type or out of range.
+
+// "settings", on top of `base`.
+CorrectionSettings requestSettings(const nlohmann::json &body, const CorrectionSettings &base);
+// A true/false field; absent is false.
+bool requestFlag(const nlohmann::json &body, const char *key);
+// A text field that must be there.
+std::string requestText(const nlohmann::json &body, const char *key);
+// "quality": 1..100; nullopt when absent.
+std::optional<int> requestQuality(const nlohmann::json &body);
+
+// Largest side of a preview box.
+constexpr std::int32_t kMaxPreviewSide = 8192;
+
+// /api/preview's body: {settings, box: {width, height}, picture, vignetting}.
+struct PreviewRequest {
+  CorrectionSettings settings;
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+  bool corrected = true;    // "corrected" (default) or "uncorrected"
+  bool vignetting = false;  // the lens profile's vignetting taken out first
+};
+PreviewRequest previewRequest(const nlohmann::json &body, const CorrectionSettings &base);
 
 }  // namespace ortavel::cli::ui

@@ -139,6 +139,21 @@ try {
   await page.waitForTimeout(500);
   check(fs.statSync(fromPage).mtimeMs === before, 'a refused confirmation leaves the file alone');
 
+  // Fill at a strong barrel: the zoom is applied with a warning that it
+  // folds the picture, and the zoom slider shows it rather than its end.
+  await page.fill('#k1-number', '-0.6');
+  await page.click('#fill');
+  await page.waitForFunction(() =>
+    document.getElementById('message').textContent.includes('folds the picture'));
+  const zoom = await page.evaluate(() => ({
+    number: Number(document.getElementById('scale-number').value),
+    slider: Number(document.getElementById('scale-range').value),
+    message: document.getElementById('message').textContent,
+  }));
+  check(zoom.number > 0 && zoom.number < 1 && Math.abs(zoom.slider - zoom.number) <= 0.0005,
+    `Fill's zoom ${zoom.number} is shown by the slider too (${zoom.slider})`);
+  check(/a k1 of -0\.\d+/.test(zoom.message), `the warning names a k1 that does not fold (${zoom.message})`);
+
   // Without the token nothing is answered, from the page or from outside it.
   const status = await page.evaluate(async () => (await fetch('/api/state')).status);
   check(status === 403, `a request from the page without the token gets 403 (${status})`);

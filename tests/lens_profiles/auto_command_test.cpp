@@ -152,6 +152,25 @@ TEST_F(AutoCommand, FillLeavesNoEmptyBorderOnARealPhotograph) {
   }
 }
 
+TEST_F(AutoCommand, AFillThatWouldFoldThePictureIsRefusedWithTheK1ThatDoesNot) {
+  const fs::path board = fs::path(ORTAVEL_TESTDATA_DIR) / "chessboard/0_left.jpg";
+  const auto r =
+      run({"correct", board.string(), (dir_ / "b.png").string(), "--k1", "-0.6", "--fill"});
+  EXPECT_EQ(r.exitCode, 3) << r.err;
+  expectHas(r.err, {"folds the picture over itself", "the strongest k1 that does not fold"});
+  EXPECT_FALSE(fs::exists(dir_ / "b.png"));
+  // The k1 it names corrects with --fill.
+  const std::string mark = "does not fold at this k2 is ";
+  const std::size_t at = r.err.find(mark);
+  ASSERT_NE(at, std::string::npos);
+  const double k1 = std::stod(r.err.substr(at + mark.size()));
+  EXPECT_LT(k1, -0.1);
+  EXPECT_GT(k1, -0.6);
+  const auto ok = run(
+      {"correct", board.string(), (dir_ / "b.png").string(), "--k1", std::to_string(k1), "--fill"});
+  EXPECT_EQ(ok.exitCode, 0) << ok.err;
+}
+
 TEST_F(AutoCommand, UsageMistakes) {
   const std::vector<std::vector<std::string>> bad = {
       {"correct", "a.jpg", "b.jpg", "--auto", "--k1", "0.1"},

@@ -2,8 +2,12 @@
 // Origin), what a bad request gets, that its previews are the plug-in's own,
 // and that writes go only where asked, a correction can be cancelled and
 // previews wait for it.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -19,9 +23,11 @@
 #include "exit_codes.h"
 #include "filter_session.h"
 #include "image_io/image_io.h"
+#include "lens_profiles/settings_fill.h"
 #include "photo_settings.h"
 #include "progress_bar.h"
 #include "settings_file.h"
+#include "ui/connection_gate.h"
 #include "ui/security.h"
 #include "ui/server.h"
 #include "ui/settings_json.h"
@@ -290,6 +296,29 @@ TEST(UiServer, AutoAndFillAnswerAsTheCommandDoes) {
   EXPECT_NE(why.find("--k1"), std::string::npos) << why;
 }
 
+TEST(UiServer, FillWarnsWhenItsZoomFoldsThePicture) {
+  Editor e(kPhoto);
+  const auto gentle = e.post("/api/fill", json{{"settings", {{"k1", -0.05}}}}.dump());
+  ASSERT_EQ(gentle->status, 200) << gentle->body;
+  EXPECT_FALSE(json::parse(gentle->body).contains("warning"));
+
+  const auto strong = e.post("/api/fill", json{{"settings", {{"k1", -0.6}}}}.dump());
+  ASSERT_EQ(strong->status, 200) << strong->body;
+  const json j = json::parse(strong->body);
+  EXPECT_NE(j.at("warning").get<std::string>().find("folds the picture"), std::string::npos);
+  // The k1 offered fills without folding, as the command sees it.
+  const double k1 = j.at("strongestK1").get<double>();
+  EXPECT_GT(k1, -0.6);
+  EXPECT_LT(k1, 0.0);
+  CorrectionSettings s;
+  s.k1 = k1;
+  const auto zoom = fillZoom(s, 1024, 768);
+  ASSERT_TRUE(zoom);
+  EXPECT_FALSE(foldsAtZoom(s, 1024, 768, *zoom));
+  s.k1 = k1 - 0.01;
+  EXPECT_TRUE(foldsAtZoom(s, 1024, 768, *fillZoom(s, 1024, 768)));
+}
+
 TEST(UiServer, VignettingIsTakenOutAsTheCommandDoes) {
   Folder dir;
   const fs::path photo = dir.path() / "photo.jpg";
@@ -471,4 +500,220 @@ TEST(UiServer, ACorrectionCanBeCancelledAndPreviewsWaitForIt) {
   // Previews resume.
   EXPECT_EQ(e.post("/api/preview", previewBody(json::object(), 200, 200).dump())->status, 200);
   EXPECT_FALSE(json::parse(e.post("/api/job/cancel", "{}")->body).at("cancelling"));
+}
+
+// ---- abusive clients ---------------------------------------------------------
+
+namespace {
+
+// A raw connection to the editor, for what no well-behaved client sends.
+class RawSocket {
+ public:
+  explicit RawSocket(int port) : fd_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_port = htons(static_cast<std::uint16_t>(port));
+    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    connected_ = ::connect(fd_, reinterpret_cast<sockaddr *>(&a), sizeof a) == 0;
+  }
+  ~RawSocket() { ::close(fd_); }
+  RawSocket(const RawSocket &) = delete;
+  RawSocket &operator=(const RawSocket &) = delete;
+
+  bool connected() const { return connected_; }
+  int fd() const { return fd_; }
+  bool send(const std::string &s) const {
+    return ::send(fd_, s.data(), s.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(s.size());
+  }
+  // What the server sends until it closes or `seconds` pass.
+  std::string receive(int seconds) const {
+    std::string got;
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    for (;;) {
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+          until - std::chrono::steady_clock::now());
+      pollfd p{fd_, POLLIN, 0};
+      if (left.count() <= 0 || ::poll(&p, 1, static_cast<int>(left.count())) <= 0) break;
+      char buf[4096];
+      const ssize_t n = ::recv(fd_, buf, sizeof buf, 0);
+      if (n <= 0) break;
+      got.append(buf, static_cast<std::size_t>(n));
+    }
+    return got;
+  }
+
+ private:
+  int fd_;
+  bool connected_ = false;
+};
+
+std::size_t residentBytes() {
+  std::ifstream statm("/proc/self/statm");
+  std::size_t pages = 0, resident = 0;
+  statm >> pages >> resident;
+  return resident * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+std::string requestHead(const Editor &e, const std::string &extra) {
+  return "POST " + e.withToken("/api/preview") +
+         " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(e.port) +
+         "\r\nContent-Type: application/json\r\n" + extra + "\r\n";
+}
+
+}  // namespace
+
+TEST(UiServerLimits, AHugeBodyIsRefusedWhileItIsSentWhateverItsEncoding) {
+  Editor e(kPhoto);
+  constexpr std::size_t kOffered = 400U << 20;  // what the client would send
+  constexpr std::size_t kChunk = 64 * 1024;
+  std::string chunk = "10000\r\n" + std::string(kChunk, ' ') + "\r\n";  // 0x10000 bytes
+  const struct {
+    const char *name;
+    std::string head;
+    std::string piece;
+  } cases[] = {{"chunked", "Transfer-Encoding: chunked\r\n", chunk},
+               {"declared length", "Content-Length: " + std::to_string(kOffered) + "\r\n",
+                std::string(kChunk, ' ')}};
+  const std::size_t before = residentBytes();
+  for (const auto &k : cases) {
+    RawSocket s(e.port);
+    ASSERT_TRUE(s.connected());
+    ASSERT_TRUE(s.send(requestHead(e, k.head)));
+    // Send until the server answers or stops reading; a server that reads
+    // the whole body first takes all of it.
+    std::size_t sent = 0;
+    std::string answer;
+    while (sent < kOffered) {
+      pollfd p{s.fd(), POLLIN | POLLOUT, 0};
+      if (::poll(&p, 1, 3000) <= 0) break;
+      if ((p.revents & POLLIN) != 0) {
+        answer = s.receive(5);
+        break;
+      }
+      const ssize_t n = ::send(s.fd(), k.piece.data(), k.piece.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+      if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) break;
+      if (n > 0) sent += static_cast<std::size_t>(n);
+    }
+    if (answer.empty()) answer = s.receive(5);
+    EXPECT_EQ(answer.substr(0, 12), "HTTP/1.1 413") << k.name << ": " << answer.substr(0, 200);
+    EXPECT_NE(answer.find("too large"), std::string::npos) << k.name;
+    // Socket buffers on both sides hold a few megabytes at most.
+    EXPECT_LT(sent, std::size_t{32} << 20) << k.name;
+  }
+  EXPECT_LT(residentBytes(), before + (std::size_t{64} << 20));
+  EXPECT_EQ(e.client().Get(e.withToken("/api/state"))->status, 200);
+}
+
+TEST(UiServerLimits, IdleAndSlowClientsDoNotHoldUpARealRequest) {
+  Editor e(kPhoto);
+  // More silent connections than the server has handler threads, and as
+  // many that stop half-way through a request head.
+  std::vector<std::unique_ptr<RawSocket>> idle;
+  for (int i = 0; i < 16; ++i) {
+    idle.push_back(std::make_unique<RawSocket>(e.port));
+    ASSERT_TRUE(idle.back()->connected());
+  }
+  for (int i = 0; i < 16; ++i) {
+    idle.push_back(std::make_unique<RawSocket>(e.port));
+    ASSERT_TRUE(idle.back()->send("GET " + e.withToken("/api/state") + " HTTP/1.1\r\nHo"));
+  }
+  // The answer comes well before any of them times out.
+  httplib::Client c("127.0.0.1", e.port);
+  c.set_connection_timeout(3, 0);
+  c.set_read_timeout(3, 0);
+  const auto r = c.Get(e.withToken("/api/state"));
+  ASSERT_TRUE(r) << httplib::to_string(r.error());
+  EXPECT_EQ(r->status, 200);
+
+  // The server lets them go by itself: a slow head gets 408, a silent
+  // connection is closed.
+  const std::string slow = idle.back()->receive(30);
+  EXPECT_EQ(slow.substr(0, 12), "HTTP/1.1 408") << slow;
+  EXPECT_EQ(idle.front()->receive(30), "");
+  char byte = 0;
+  EXPECT_EQ(::recv(idle.front()->fd(), &byte, 1, MSG_DONTWAIT), 0) << "still open";
+}
+
+TEST(UiServerLimits, BurstsAreServedAndEachClientHasACap) {
+  Editor e(kPhoto);
+  // A burst of connections, each with a request, all answered.
+  const std::string get = "GET " + e.withToken("/api/job") +
+                          " HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(e.port) +
+                          "\r\nConnection: close\r\n\r\n";
+  std::vector<std::unique_ptr<RawSocket>> burst;
+  for (int i = 0; i < 48; ++i) burst.push_back(std::make_unique<RawSocket>(e.port));
+  for (const auto &s : burst) ASSERT_TRUE(s->send(get));
+  for (const auto &s : burst) EXPECT_EQ(s->receive(30).substr(0, 12), "HTTP/1.1 200");
+  burst.clear();
+
+  // Past the cap, a connection from the same address is turned away at once
+  // with a reason, and served again once the others are gone.
+  std::vector<std::unique_ptr<RawSocket>> held;
+  for (std::size_t i = 0; i < kMaxConnectionsPerClient; ++i) {
+    held.push_back(std::make_unique<RawSocket>(e.port));
+  }
+  // The server counts a connection once it has accepted it: ask until it has
+  // (a connection it took in instead would get no answer within a second).
+  std::string refused;
+  for (int attempt = 0; attempt < 50 && refused.empty(); ++attempt) {
+    RawSocket extra(e.port);
+    refused = extra.receive(1);
+  }
+  EXPECT_EQ(refused.substr(0, 12), "HTTP/1.1 503") << refused;
+  EXPECT_NE(refused.find("too many connections"), std::string::npos);
+  held.clear();
+  // Once the server has seen them close, the address is served again.
+  int status = 0;
+  for (int attempt = 0; attempt < 50 && status != 200; ++attempt) {
+    if (attempt > 0) std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const auto r = e.client().Get(e.withToken("/api/state"));
+    status = r ? r->status : 0;
+  }
+  EXPECT_EQ(status, 200);
+}
+
+TEST(UiServerLimits, RequestHeadParsing) {
+  EXPECT_EQ(headLength("GET / HTTP/1.1\r\nHost: x\r\n\r\nrest"), 27U);
+  EXPECT_EQ(headLength("GET / HTTP/1.1\nHost: x\n\nrest"), 24U);
+  EXPECT_EQ(headLength("GET / HTTP/1.1\r\nHost: x\r\n"), 0U);
+  EXPECT_EQ(declaredLength("POST / HTTP/1.1\r\ncontent-LENGTH:  42 \r\n\r\n"), 42U);
+  EXPECT_EQ(declaredLength("POST / HTTP/1.1\r\nX-Content-Length: 42\r\n\r\n"), std::nullopt);
+  EXPECT_EQ(declaredLength("POST / HTTP/1.1\r\nContent-Length: 4x\r\n\r\n"), std::nullopt);
+  EXPECT_EQ(declaredLength("POST / HTTP/1.1\r\n\r\n"), std::nullopt);
+}
+
+TEST(UiSettingsJson, ValuesTheModelCannotUseAreRefusedAsTheCommandRefusesThem) {
+  struct Case {
+    json settings;
+    std::vector<std::string> option;
+    const char *says;
+  };
+  const Case cases[] = {
+      {{{"k1", 2e6}}, {"--k1=2e6"}, "k1 must be between -1e+06 and 1e+06"},
+      {{{"k2", -1.5e6}}, {"--k2=-1.5e6"}, "k2 must be between"},
+      {{{"scale", 1e-7}}, {"--scale=1e-7"}, "scale must be between 1e-06 and 1e+06"},
+      {{{"centerX", 5000}}, {"--center=5000,0"}, "center x must be between -1000 and 1000"},
+      {{{"centerY", -1e9}}, {"--center=0,-1e9"}, "center y must be between"},
+  };
+  for (const Case &k : cases) {
+    std::string fromJson, fromCommand;
+    try {
+      settingsFromJson(k.settings, CorrectionSettings{});
+    } catch (const CliError &err) {
+      fromJson = err.what();
+    }
+    std::vector<std::string> args = {"correct", "a.jpg", "b.jpg"};
+    args.insert(args.end(), k.option.begin(), k.option.end());
+    try {
+      parseCommandLine(args);
+    } catch (const CliError &err) {
+      fromCommand = err.what();
+    }
+    EXPECT_NE(fromJson.find(k.says), std::string::npos) << fromJson;
+    EXPECT_EQ(fromJson, fromCommand);
+  }
+  // The limits themselves are usable.
+  EXPECT_NO_THROW(settingsFromJson(
+      json{{"k1", -1e6}, {"k2", 1e6}, {"scale", 1e-6}, {"centerX", 1000}, {"centerY", -1000}},
+      CorrectionSettings{}));
 }

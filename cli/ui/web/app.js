@@ -63,15 +63,34 @@ function copySettings(s) {
   return { ...s, margins: { ...s.margins } };
 }
 
+// The values the lens model takes, as the server checks them: beyond these
+// the number field is marked and nothing is sent.
+const LIMITS = {
+  k1: [-1e6, 1e6], k2: [-1e6, 1e6], centerX: [-1000, 1000], centerY: [-1000, 1000],
+  scale: [1e-6, 1e6], radiusLimit: [0, Infinity],
+};
+// Each slider's own span, from the page; widened only to show a value that
+// lies outside it (a zoom from Fill, a number typed), and narrowed back when
+// the value returns, so that dragging stays fine-grained.
+const SPANS = {};
+
 function valid(key, v) {
   if (!Number.isFinite(v)) return false;
-  if (key === 'scale') return v > 0;
-  if (key === 'radiusLimit') return v >= 0;
-  return true;
+  const [lo, hi] = LIMITS[key];
+  return v >= lo && v <= hi;
+}
+
+function fitSlider(key, v) {
+  const range = $(`${key}-range`);
+  SPANS[key] ??= [Number(range.min), Number(range.max)];
+  const [lo, hi] = SPANS[key];
+  range.min = String(Math.min(lo, v));
+  range.max = String(Math.max(hi, v));
 }
 
 function showSettings(s) {
   for (const key of NUMBERS) {
+    fitSlider(key, s[key]);
     $(`${key}-range`).value = String(s[key]);
     $(`${key}-number`).value = String(s[key]);
     $(`${key}-number`).removeAttribute('aria-invalid');
@@ -122,6 +141,7 @@ function bindControls() {
       }
       number.removeAttribute('aria-invalid');
       page.settings[key] = v;
+      fitSlider(key, v);
       range.value = String(v);
       settingsChanged();
     });
@@ -613,6 +633,15 @@ async function start() {
   $('vignetting').addEventListener('change', toggleVignetting);
   $('fill').addEventListener('click', () => profile('/api/fill', (d) => {
     page.settings.scale = d.scale;
+    // A zoom that folds the picture is still applied, for the user to see;
+    // the warning says what would not fold.
+    if (d.warning) {
+      const k1 = d.strongestK1 === null ? '' :
+        `; a k1 of ${d.strongestK1} (or nearer 0) would not`;
+      say(`Fill: ${d.warning}${k1}.`, true);
+    } else {
+      say('');
+    }
   }));
   $('reset').addEventListener('click', () => applySettings(page.initial));
   $('save-settings').addEventListener('click', saveSettings);
