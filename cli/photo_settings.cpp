@@ -2,15 +2,23 @@
 
 #include "exit_codes.h"
 #include "lens_profiles/exif_lens.h"
-#include "lens_profiles/settings_fill.h"
+#include "lens_profiles/maker_lens.h"
 #include "lens_profiles/profile_messages.h"
+#include "lens_profiles/settings_fill.h"
 
 namespace ortavel::cli {
 
 PhotoIdentity identifyPhoto(FilterSession &session, const Image &img, const std::string &label) {
   const CameraInfo cam = session.identify(img, label);
   const ExifLens lens = readExifLens(img.doc.exif);
-  return {cam.make, cam.model, cam.focalLengthMm, lens.make, lens.model};
+  const RecordedLens recorded = readRecordedLens(img.doc.exif);
+  return {cam.make,
+          cam.model,
+          cam.focalLengthMm,
+          lens.make,
+          recorded.name ? recorded.name : lens.model,
+          recorded.minFocalMm,
+          recorded.maxFocalMm};
 }
 
 PhotoSettings settingsForPhoto(const CommandLine &cl, FilterSession &session, const Image &img,

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "lens_profiles/lens_candidates.h"
 #include "lens_profiles/lens_database.h"
 #include "lens_profiles/profile_messages.h"
 #include "profiles/profile_conversion.h"
@@ -74,8 +75,11 @@ ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides
     fixed = lens != nullptr;
   }
   if (lens == nullptr) {
-    if (lensText) return fail(messages::lensNotFound(photo, overrides, cameraText, *lensText));
-    return fail(messages::lensNotNamed(photo, overrides, cameraText));
+    const std::string fits = candidatesLine(
+        candidateLenses(db, camera, *focal, photo.lensMinFocalMm, photo.lensMaxFocalMm), *focal);
+    if (lensText)
+      return fail(messages::lensNotFound(photo, overrides, cameraText, *lensText) + fits);
+    return fail(messages::lensNotNamed(photo, overrides, cameraText) + fits);
   }
   const std::string lensLabel = lensName(lens);
 

@@ -8,15 +8,18 @@
 namespace ortavel::cli {
 
 // As read from the photograph: make, model and focal length as the filter's
-// EXIF request answers them; the lens's make and name from the EXIF
-// directory's LensMake (0xA433) and LensModel (0xA434). Each is absent when
-// the file does not hold it.
+// EXIF request answers them; the lens's make from the EXIF directory's
+// LensMake (0xA433), its name from LensModel (0xA434) or, for bodies that
+// name it only there, the maker note; the lens's focal range where the file
+// records it. Each is absent when the file does not hold it.
 struct PhotoIdentity {
   std::optional<std::string> make;
   std::optional<std::string> model;
   std::optional<double> focalLengthMm;
   std::optional<std::string> lensMake;
   std::optional<std::string> lensModel;
+  std::optional<double> lensMinFocalMm{};
+  std::optional<double> lensMaxFocalMm{};
 };
 
 // What the user names instead (--camera "MAKER MODEL", --lens-model TEXT,
