@@ -221,6 +221,13 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
     } else if (arg == "--quality") {
       only({Command::kCorrect});
       cl.quality = parseInt(arg, needValue(), 1, 100);
+    } else if (arg == "--sampling") {
+      only({Command::kCorrect});
+      const std::string v = needValue();
+      if (v != "444" && v != "422" && v != "420")
+        throw usageError("--sampling takes 444, 422 or 420 (JPEG chroma subsampling), not \"" + v +
+                         "\"");
+      cl.sampling = std::stoi(v);
     } else if (arg == "--size") {
       only({Command::kPreview});
       const std::string v = needValue();

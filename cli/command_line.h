@@ -26,6 +26,7 @@ struct CommandLine {
   bool version = false;  // --version
   int jobs = 0;          // 0: as many as the machine has processors, at most 4
   int quality = 95;      // JPEG quality of written files
+  int sampling = 0;      // JPEG chroma subsampling: 444, 422, 420; 0 keeps the input's
   int previewWidth = 512;
   int previewHeight = 512;
   bool sideBySide = false;   // preview --side-by-side: also NAME-before-after.png

@@ -148,7 +148,7 @@ ExitCode runCorrect(const CommandLine &cl) {
 
   std::mutex savedMutex;
   bool saved = false;
-  const WriteOptions writeOptions{cl.quality};
+  const WriteOptions writeOptions{cl.quality, cl.sampling};
   auto job = [&](std::size_t i) {
     const std::string &in = cl.files[i];
     const fs::path &out = outputs[i];

@@ -71,6 +71,7 @@ const char kCorrect[] =
     "  -o, --output-dir DIR  write into DIR (batch mode)\n"
     "  -f, --force           replace output files that exist\n"
     "  --quality N           JPEG quality 1..100 (default 95)\n"
+    "  --sampling 444|422|420  JPEG chroma subsampling (default: the input JPEG's, else 420)\n"
     "  -j, --jobs N          files read and written at once (default: processors, max 4)\n"
     "\n"
     "Known lenses:\n";

@@ -14,6 +14,7 @@
 #include "exit_codes.h"
 #include "image_io/codec.h"
 #include "image_io/exif_block.h"
+#include "image_io/exif_rewrite.h"
 #include "image_io/sample_scale.h"
 
 namespace ortavel::cli {
@@ -319,6 +320,9 @@ void writeTiff(const Image &img, const std::filesystem::path &path) {
   TIFFClose(t.release());
   if (!diag.firstError.empty())
     throw failure(path.string() + ": cannot write TIFF: " + diag.firstError);
+  // The rest of the camera's tags (orientation, dates, GPS, lens, maker
+  // note) through exiv2, which cannot write BigTIFF.
+  if (!big) addExifToTiff(path, img.doc.exif);
 }
 
 }  // namespace ortavel::cli
