@@ -43,7 +43,7 @@ void applySetting(const Pending &p, CorrectionSettings &s) {
     s.k2 = parseNumber(o, v);
   else if (o == "--radius-limit")
     s.radiusLimit = parseNumber(o, v);
-  else if (o == "--scale")
+  else if (o == "--zoom")
     s.scale = parseNumber(o, v);
   else if (o == "--center") {
     const auto c = parseList<2>(v);
@@ -82,7 +82,7 @@ void applySetting(const Pending &p, CorrectionSettings &s) {
 }
 
 const std::set<std::string> kSettingOptions = {"--k1",           "--k2",     "--center",
-                                               "--radius-limit", "--scale",  "--orientation",
+                                               "--radius-limit", "--zoom",   "--orientation",
                                                "--margins",      "--method", "--lens"};
 
 // --auto chooses the lens, --fill the zoom: options that set the same
@@ -95,8 +95,8 @@ void checkProfileOptions(const CommandLine &cl, const std::vector<Pending> &give
       throw usageError(p.option +
                        " cannot go with --auto, which takes the lens from the lens database");
     }
-    if ((cl.autoProfile || cl.fill) && p.option == "--scale") {
-      throw usageError(std::string("--scale cannot go with ") + (cl.fill ? "--fill" : "--auto") +
+    if ((cl.autoProfile || cl.fill) && p.option == "--zoom") {
+      throw usageError(std::string("--zoom cannot go with ") + (cl.fill ? "--fill" : "--auto") +
                        ", which chooses the zoom");
     }
   }
@@ -174,6 +174,8 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
         hasValue = true;
       }
     }
+    // The zoom's first name, still understood.
+    if (arg == "--scale") arg = "--zoom";
     auto needValue = [&]() -> std::string {
       if (hasValue) return value;
       if (i + 1 >= args.size()) throw usageError(arg + " needs a value");

@@ -125,8 +125,17 @@ void writeSettings(const fs::path &path, const CorrectionSettings &s,
   out.commit();
 }
 
+// Nothing that moves a pixel: no coefficient, zoom 1, no margins, no
+// radius limit, and no profile to come.
+bool asksNoCorrection(const CommandLine &cl) {
+  const CorrectionSettings &s = cl.settings;
+  return !cl.autoProfile && !cl.fill && s.k1 == 0.0 && s.k2 == 0.0 && s.scale == 1.0 &&
+         s.radiusLimit == 0.0 && !s.margins.any();
+}
+
 ExitCode runCorrect(const CommandLine &cl) {
   const std::vector<fs::path> outputs = outputsFor(cl);
+
   std::vector<FileFormat> formats;
   for (std::size_t i = 0; i < outputs.size(); ++i) {
     const fs::path &out = outputs[i];
@@ -196,6 +205,15 @@ ExitCode runCorrect(const CommandLine &cl) {
     ++failed;
     if (o.code != ExitCode::kInterrupted || !batch) reportError(o.message);
     if (static_cast<int>(o.code) > static_cast<int>(worst)) worst = o.code;
+  }
+  // Said once the files are written, so that a failure stays one line.
+  if (failed < n && asksNoCorrection(cl) && !cl.quiet) {
+    std::fprintf(stderr,
+                 "ortavel: no correction settings (k1 = k2 = 0, zoom 1): the picture is "
+                 "written unchanged.\n"
+                 "  For a correction: --auto (the lens's profile from the lens database) or "
+                 "--k1 F (your own coefficient; negative straightens barrel distortion).\n"
+                 "  More: ortavel help correct\n");
   }
   if (batch && (!cl.quiet || failed > 0)) {
     std::lock_guard lock(gOutputMutex);

@@ -104,12 +104,11 @@ void validate(const CorrectionSettings &s) {
                 {"center x", s.centerX},
                 {"center y", s.centerY},
                 {"radius limit", s.radiusLimit},
-                {"scale", s.scale}};
+                {"zoom", s.scale}};
   for (const auto &f : finite) {
     if (!std::isfinite(f.v)) throw usageError(std::string(f.name) + " must be a finite number");
   }
-  if (!(s.scale > 0.0))
-    throw usageError("scale must be greater than 0 (got " + show(s.scale) + ")");
+  if (!(s.scale > 0.0)) throw usageError("zoom must be greater than 0 (got " + show(s.scale) + ")");
   if (s.radiusLimit < 0.0) {
     throw usageError("radius limit must be 0 (off) or positive (got " + show(s.radiusLimit) + ")");
   }

@@ -44,7 +44,7 @@ const char kCorrect[] =
     "  --k2 F              second radial coefficient (r^4)\n"
     "  --center X,Y        optical centre offset from the picture centre\n"
     "  --radius-limit F    compress radii towards F with an arctangent; 0 = off\n"
-    "  --scale F           zoom, greater than 0; above 1 magnifies (default 1)\n"
+    "  --zoom F            greater than 0; above 1 magnifies (default 1; --scale too)\n"
     "  --orientation O     how the picture is turned relative to the lens: 0..7 or\n"
     "                      top, left, bottom, right, top-mirrored, left-mirrored,\n"
     "                      bottom-mirrored, right-mirrored (default top = 0)\n"

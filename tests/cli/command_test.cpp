@@ -109,8 +109,8 @@ TEST(SettingsFile, FormatReadsBackExactlyAndFaultsNameTheLine) {
   parseSettings(formatSettings(s), "x", back);
   EXPECT_EQ(fields(back), fields(s));
 
-  for (const char *text :
-       {"k1 = nan\n", "k1\n", "zoom = 2\n", "method = cubic\n", "margins = 1,2\n", "k2 = 0.5x\n"}) {
+  for (const char *text : {"k1 = nan\n", "k1\n", "magnify = 2\n", "method = cubic\n",
+                           "margins = 1,2\n", "k2 = 0.5x\n"}) {
     CorrectionSettings t;
     try {
       parseSettings(std::string("# ok\n") + text, "lens.txt", t);
@@ -119,6 +119,26 @@ TEST(SettingsFile, FormatReadsBackExactlyAndFaultsNameTheLine) {
       EXPECT_EQ(e.code(), ExitCode::kUsage);
       EXPECT_EQ(std::string(e.what()).rfind("lens.txt:2: ", 0), 0u) << e.what();
     }
+  }
+}
+
+TEST(SettingsFile, TheZoomIsWrittenAsZoomAndReadByBothItsNames) {
+  CorrectionSettings s;
+  s.scale = 1.25;
+  EXPECT_NE(formatSettings(s).find("\nzoom = 1.25\n"), std::string::npos) << formatSettings(s);
+  EXPECT_EQ(formatSettings(s).find("scale"), std::string::npos);
+  for (const char *text : {"zoom = 0.75\n", "scale = 0.75\n"}) {
+    CorrectionSettings t;
+    parseSettings(text, "x", t);
+    EXPECT_EQ(t.scale, 0.75) << text;
+  }
+  for (const char *option : {"--zoom", "--scale"})
+    EXPECT_EQ(parseCommandLine({"correct", "a", "b", option, "1.5"}).settings.scale, 1.5) << option;
+  try {
+    parseCommandLine({"correct", "a", "b", "--auto", "--scale", "2"});
+    ADD_FAILURE() << "--scale with --auto";
+  } catch (const CliError &e) {
+    EXPECT_EQ(std::string(e.what()).rfind("--zoom cannot go with --auto", 0), 0u) << e.what();
   }
 }
 

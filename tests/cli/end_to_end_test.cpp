@@ -252,7 +252,8 @@ TEST_F(EndToEnd, BadInputIsRefusedInOneLineAndNothingIsWritten) {
       {{"correct", exifOnly, out}, 3, "JPEG"},
       {{"correct", at("float.tif").string(), out}, 3, "floating-point"},
       {{"correct", good, out, "--k1", "nan"}, 2, "--k1"},
-      {{"correct", good, out, "--scale", "0"}, 2, "scale"},
+      {{"correct", good, out, "--zoom", "0"}, 2, "zoom must be greater than 0"},
+      {{"correct", good, out, "--scale", "0"}, 2, "zoom must be greater than 0"},
       {{"correct", good, out, "--center", "0.1"}, 2, "--center"},
       {{"correct", good, out, "--margins", "0,11,0,0"}, 2, "larger than"},
       {{"correct", good, out, "--margins", "1,-1,0,0"}, 2, "--margins"},
@@ -361,6 +362,22 @@ TEST_F(EndToEnd, CtrlCStopsTheRunAndLeavesNothing) {
   EXPECT_EQ(r.exitCode, 130) << r.err;
   EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
   EXPECT_EQ(strays({"huge.tif"}), std::vector<std::string>{});
+}
+
+TEST_F(EndToEnd, NoSettingsSaysThePictureStaysAsItIs) {
+  const auto plain = ok({"correct", kDemo.string(), at("same.png").string()});
+  EXPECT_NE(plain.err.find("the picture is written unchanged"), std::string::npos) << plain.err;
+  for (const char *hint : {"--auto", "--k1"})
+    EXPECT_NE(plain.err.find(hint), std::string::npos) << hint << " in " << plain.err;
+  // Any setting that moves a pixel, or -q, and nothing is said.
+  for (const std::vector<std::string> &extra : {std::vector<std::string>{"--k1", "-0.1"},
+                                                {"--zoom", "1.1"},
+                                                {"--margins", "0,0,4,4"},
+                                                {"-q"}}) {
+    std::vector<std::string> args = {"correct", kDemo.string(), at("b.png").string(), "--force"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    EXPECT_EQ(ok(args).err.find("unchanged"), std::string::npos) << extra[0];
+  }
 }
 
 TEST_F(EndToEnd, ThePluginsAlertsAppearOnStandardError) {

@@ -233,7 +233,7 @@ TEST(UiServer, BadRequestsGetAClearErrorAndTheServerGoesOn) {
       {"/api/preview", "[1]", 400, "JSON object"},
       {"/api/preview", R"({"box": {"width": 10, "height": 10}})", 400, "no settings"},
       {"/api/preview", previewBody({{"k9", 1}}, 10, 10).dump(), 400, "unknown setting \"k9\""},
-      {"/api/preview", previewBody({{"scale", 0}}, 10, 10).dump(), 400, "scale"},
+      {"/api/preview", previewBody({{"scale", 0}}, 10, 10).dump(), 400, "zoom"},
       {"/api/preview", previewBody(json::object(), 0, 10).dump(), 400, "box width"},
       {"/api/preview", previewBody(json::object(), 10, 10, "both").dump(), 400, "picture"},
       {"/api/preview", previewBody({{"margins", {{"top", 5000}}}}, 10, 10).dump(), 400,
