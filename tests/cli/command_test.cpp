@@ -188,6 +188,19 @@ TEST(ProgressBar, RendersTheShareDone) {
   EXPECT_EQ(ProgressBar::render("a.jpg", 1, 4, 8), "a.jpg [##      ]  25%");
   EXPECT_EQ(ProgressBar::render("", 7, 7, 4), "[####] 100%");
   EXPECT_EQ(ProgressBar::render("x", 9, 3, 4), "x [####] 100%");  // never beyond full
+  // Fitted to the terminal: never as wide as the terminal (the line would
+  // wrap), the full 30 cells when there is room, the label cut from the left.
+  const std::string name = "/photos/2024/holiday/IMG_0001.jpg";  // 33 characters
+  for (int columns : {120, 80, 60, 40, 30, 20, 12}) {
+    const std::string line = ProgressBar::renderFitted(name, 1, 2, columns);
+    EXPECT_LT(static_cast<int>(line.size()), columns) << columns << ": " << line;
+    EXPECT_EQ(line.substr(line.size() - 5), "  50%") << line;
+  }
+  EXPECT_EQ(ProgressBar::renderFitted(name, 1, 2, 80),
+            name + " [" + std::string(15, '#') + std::string(15, ' ') + "]  50%");
+  const std::string narrow = ProgressBar::renderFitted(name, 0, 2, 40);
+  EXPECT_EQ(narrow.rfind("...", 0), 0u) << narrow;
+  EXPECT_NE(narrow.find("IMG_0001.jpg ["), std::string::npos) << narrow;
 }
 
 TEST(Batch, OneFailureDoesNotStopTheOthers) {
