@@ -175,18 +175,36 @@ TEST_F(EndToEnd, InfoPreviewAndAbout) {
   const Image co = readImage(at("0_left-corrected.png"));
   EXPECT_EQ(std::make_pair(un.doc.width, un.doc.height), std::make_pair(512, 384));
   EXPECT_EQ(std::make_pair(co.doc.width, co.doc.height), std::make_pair(512, 192));
-  // The before/after picture holds both, 8 pixels apart, the shorter one
-  // centred vertically on dark grey.
+  // The before/after picture holds both, 8 pixels apart, under a 24-pixel
+  // caption strip, the shorter one centred vertically on dark grey.
   const Image pair = readImage(at("0_left-before-after.png"));
-  ASSERT_EQ(std::make_pair(pair.doc.width, pair.doc.height), std::make_pair(1032, 384));
+  constexpr int kTop = 24;
+  ASSERT_EQ(std::make_pair(pair.doc.width, pair.doc.height), std::make_pair(1032, kTop + 384));
   for (int p = 0; p < 3; ++p) {
     for (const auto &[x, y] : {std::pair{0, 0}, {511, 383}, {200, 100}})
-      EXPECT_EQ(sample(pair, p, x, y), sample(un, p, x, y)) << "before " << x << "," << y;
+      EXPECT_EQ(sample(pair, p, x, kTop + y), sample(un, p, x, y)) << "before " << x << "," << y;
     for (const auto &[x, y] : {std::pair{0, 0}, {511, 191}, {300, 90}})
-      EXPECT_EQ(sample(pair, p, 520 + x, 96 + y), sample(co, p, x, y)) << "after " << x << "," << y;
-    for (const auto &[x, y] : {std::pair{515, 200}, {700, 95}, {700, 288}})
+      EXPECT_EQ(sample(pair, p, 520 + x, kTop + 96 + y), sample(co, p, x, y))
+          << "after " << x << "," << y;
+    for (const auto &[x, y] : {std::pair{515, 200}, {700, kTop + 95}, {700, kTop + 288}})
       EXPECT_EQ(sample(pair, p, x, y), 48u) << "background " << x << "," << y;
   }
+  // The captions: light letters on the grey strip, centred over each picture.
+  // Drawn at 2x2 pixels a cell, "BEFORE" lights 104 cells of 5x7 letters
+  // (B 20, E 18, F 14, O 16, R 18, E 18) and "AFTER" 79 (A 18, F 14, T 11,
+  // E 18, R 18), counted by hand from the letter shapes.
+  auto lit = [&](int x0, int x1) {
+    int n = 0;
+    for (int y = 0; y < kTop; ++y)
+      for (int x = x0; x < x1; ++x) {
+        const auto v = sample(pair, 0, x, y);
+        EXPECT_TRUE(v == 48u || v == 230u) << x << "," << y << ": " << v;
+        n += v == 230u;
+      }
+    return n;
+  };
+  EXPECT_EQ(lit(0, 512), 104 * 4);
+  EXPECT_EQ(lit(520, 1032), 79 * 4);
   // A flat colour stays that colour in both previews: scaling averages equal
   // samples, and the default settings are the identity.
   Image flat;
