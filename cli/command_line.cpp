@@ -263,6 +263,10 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       noValue();
       only({Command::kUi});
       cl.openBrowser = false;
+    } else if (arg == "--names") {
+      noValue();
+      only({Command::kLenses});
+      cl.lensNamesOnly = true;
     } else if (kSettingOptions.count(arg)) {
       only({Command::kCorrect, Command::kPreview, Command::kUi});
       settingOptions.push_back({arg, needValue()});

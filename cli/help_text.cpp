@@ -87,12 +87,13 @@ const char kInfo[] =
     "derived from it), or why there is none.\n";
 
 const char kLenses[] =
-    "Usage: ortavel lenses [TEXT]\n"
+    "Usage: ortavel lenses [--names] [TEXT]\n"
     "\n"
     "Lists the cameras and lenses of the lens database (lensfun) whose names hold\n"
     "every word of TEXT (case ignored; no TEXT lists all): cameras with their crop\n"
     "factor and mount, lenses with their crop factor, distortion model and focal\n"
-    "range. The names go to --camera and --lens-model.\n";
+    "range. The names go to --camera and --lens-model. --names prints only the\n"
+    "lens names, one a line (for scripts and shell completion).\n";
 
 const char kPreview[] =
     "Usage: ortavel preview IN -o DIR [--size WxH] [--side-by-side] [correction options]\n"
