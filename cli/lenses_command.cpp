@@ -51,6 +51,7 @@ ExitCode runLenses(const CommandLine &cl) {
   if (cl.lensNamesOnly) {
     // For shell completion: each name once, nothing else.
     std::vector<std::string> names;
+    names.reserve(lenses.size());
     for (const lfLens *l : lenses) names.push_back(lensName(l));
     std::sort(names.begin(), names.end());
     names.erase(std::unique(names.begin(), names.end()), names.end());
