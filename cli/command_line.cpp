@@ -52,7 +52,7 @@ void applySetting(const Pending &p, CorrectionSettings &s) {
     s.k2 = parseNumber(o, v);
   else if (o == "--radius-limit")
     s.radiusLimit = parseNumber(o, v);
-  else if (o == "--scale")
+  else if (o == "--zoom")
     s.scale = parseNumber(o, v);
   else if (o == "--center") {
     const auto c = parseList<2>(v);
@@ -91,7 +91,7 @@ void applySetting(const Pending &p, CorrectionSettings &s) {
 }
 
 const std::set<std::string> kSettingOptions = {"--k1",           "--k2",     "--center",
-                                               "--radius-limit", "--scale",  "--orientation",
+                                               "--radius-limit", "--zoom",   "--orientation",
                                                "--margins",      "--method", "--lens"};
 
 // --auto chooses the lens, --fill the zoom: options that set the same
@@ -104,8 +104,8 @@ void checkProfileOptions(const CommandLine &cl, const std::vector<Pending> &give
       throw usageError(p.option +
                        " cannot go with --auto, which takes the lens from the lens database");
     }
-    if ((cl.autoProfile || cl.fill) && p.option == "--scale") {
-      throw usageError(std::string("--scale cannot go with ") + (cl.fill ? "--fill" : "--auto") +
+    if ((cl.autoProfile || cl.fill) && p.option == "--zoom") {
+      throw usageError(std::string("--zoom cannot go with ") + (cl.fill ? "--fill" : "--auto") +
                        ", which chooses the zoom");
     }
   }
@@ -188,6 +188,8 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
         hasValue = true;
       }
     }
+    // The zoom's first name, still understood.
+    if (arg == "--scale") arg = "--zoom";
     auto needValue = [&]() -> std::string {
       if (hasValue) return value;
       if (i + 1 >= args.size()) throw usageError(arg + " needs a value");
@@ -254,6 +256,13 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
     } else if (arg == "--quality") {
       only({Command::kCorrect});
       cl.quality = parseInt(arg, needValue(), 1, 100);
+    } else if (arg == "--sampling") {
+      only({Command::kCorrect});
+      const std::string v = needValue();
+      if (v != "444" && v != "422" && v != "420")
+        throw usageError("--sampling takes 444, 422 or 420 (JPEG chroma subsampling), not \"" + v +
+                         "\"");
+      cl.sampling = std::stoi(v);
     } else if (arg == "--size") {
       only({Command::kPreview});
       const std::string v = needValue();
@@ -297,6 +306,10 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       noValue();
       only({Command::kUi});
       cl.openBrowser = false;
+    } else if (arg == "--names") {
+      noValue();
+      only({Command::kLenses});
+      cl.lensNamesOnly = true;
     } else if (kSettingOptions.count(arg)) {
       only({Command::kCorrect, Command::kPreview, Command::kUi});
       settingOptions.push_back({arg, needValue()});

@@ -35,13 +35,15 @@ struct CommandLine {
   TiffCompression tiffCompression = TiffCompression::kDeflate;  // of written TIFF files
   int previewWidth = 512;
   int previewHeight = 512;
-  bool sideBySide = false;   // preview --side-by-side: also NAME-before-after.png
-  bool autoProfile = false;  // --auto: k1, k2 and zoom from the lens database
-  bool fill = false;         // --fill: the zoom that leaves no empty border
-  ProfileOverrides profile;  // --camera, --lens-model, --focal, --aperture
-  bool vignetting = false;   // --vignetting: the profile's vignetting taken out first
-  int port = 0;              // ui: 0 = any free port
-  bool openBrowser = true;   // ui: --no-browser turns it off
+  bool sideBySide = false;     // preview --side-by-side: also NAME-before-after.png
+  bool autoProfile = false;    // --auto: k1, k2 and zoom from the lens database
+  bool fill = false;           // --fill: the zoom that leaves no empty border
+  ProfileOverrides profile;    // --camera, --lens-model, --focal, --aperture
+  bool vignetting = false;     // --vignetting: the profile's vignetting taken out first
+  int port = 0;                // ui: 0 = any free port
+  bool openBrowser = true;     // ui: --no-browser turns it off
+  int sampling = 0;            // JPEG chroma subsampling: 444, 422, 420; 0 keeps the input's
+  bool lensNamesOnly = false;  // lenses --names: one lens name a line (for completion)
 };
 
 // Parses argv. The settings file (--settings) is read here, and the options

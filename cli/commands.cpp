@@ -202,6 +202,14 @@ void writeSettings(const fs::path &path, const CorrectionSettings &s,
   out.commit();
 }
 
+// Nothing that moves a pixel: no coefficient, zoom 1, no margins, no
+// radius limit, and no profile to come.
+bool asksNoCorrection(const CommandLine &cl) {
+  const CorrectionSettings &s = cl.settings;
+  return !cl.autoProfile && !cl.fill && s.k1 == 0.0 && s.k2 == 0.0 && s.scale == 1.0 &&
+         s.radiusLimit == 0.0 && !s.margins.any();
+}
+
 ExitCode runCorrect(const CommandLine &cl) {
   const std::vector<fs::path> outputs = outputsFor(cl);
   const std::size_t n = outputs.size();  // without -o, files[1] is the output
@@ -232,6 +240,7 @@ ExitCode runCorrect(const CommandLine &cl) {
   WriteOptions writeOptions;
   writeOptions.jpegQuality = cl.quality;
   writeOptions.tiffCompression = cl.tiffCompression;
+  writeOptions.jpegSampling = cl.sampling;
   auto exists = [](const fs::path &p) {
     struct stat st {};
     return ::lstat(p.c_str(), &st) == 0;
@@ -309,6 +318,15 @@ ExitCode runCorrect(const CommandLine &cl) {
   }
   if (!batch && skips > 0 && !cl.quiet) {
     reportError(outputs[0].string() + ": already there; left as it is (--skip-existing)");
+  }
+  // Said once the files are written, so that a failure stays one line.
+  if (failed + skips < n && asksNoCorrection(cl) && !cl.quiet) {
+    std::fprintf(stderr,
+                 "ortavel: no correction settings (k1 = k2 = 0, zoom 1): the picture is "
+                 "written unchanged.\n"
+                 "  For a correction: --auto (the lens's profile from the lens database) or "
+                 "--k1 F (your own coefficient; negative straightens barrel distortion).\n"
+                 "  More: ortavel help correct\n");
   }
   if (batch && (!cl.quiet || failed > 0)) {
     std::lock_guard lock(gOutputMutex);

@@ -105,7 +105,7 @@ void validate(const CorrectionSettings &s) {
                 {"center x", s.centerX},
                 {"center y", s.centerY},
                 {"radius limit", s.radiusLimit},
-                {"scale", s.scale}};
+                {"zoom", s.scale}};
   for (const auto &f : finite) {
     if (!std::isfinite(f.v)) throw usageError(std::string(f.name) + " must be a finite number");
   }
@@ -125,10 +125,9 @@ void validate(const CorrectionSettings &s) {
                        show(c.second) + ")");
     }
   }
-  if (!(s.scale > 0.0))
-    throw usageError("scale must be greater than 0 (got " + show(s.scale) + ")");
+  if (!(s.scale > 0.0)) throw usageError("zoom must be greater than 0 (got " + show(s.scale) + ")");
   if (s.scale < kSmallestScale || s.scale > kLargestScale) {
-    throw usageError("scale must be between " + show(kSmallestScale) + " and " +
+    throw usageError("zoom must be between " + show(kSmallestScale) + " and " +
                      show(kLargestScale) + " (got " + show(s.scale) + ")");
   }
   if (s.radiusLimit < 0.0) {

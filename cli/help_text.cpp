@@ -44,7 +44,7 @@ const char kCorrect[] =
     "  --k2 F              second radial coefficient (r^4)\n"
     "  --center X,Y        optical centre offset from the picture centre\n"
     "  --radius-limit F    compress radii towards F with an arctangent; 0 = off\n"
-    "  --scale F           zoom, greater than 0; above 1 magnifies (default 1)\n"
+    "  --zoom F            greater than 0; above 1 magnifies (default 1; --scale too)\n"
     "  --orientation O     how the picture is turned relative to the lens: 0..7 or\n"
     "                      top, left, bottom, right, top-mirrored, left-mirrored,\n"
     "                      bottom-mirrored, right-mirrored (default top = 0)\n"
@@ -80,6 +80,7 @@ const char kCorrect[] =
     "  --max-pixels N        refuse inputs larger than N pixels (default 1000000000)\n"
     "  --quality N           JPEG quality 1..100 (default 95)\n"
     "  --tiff-compression C  none, deflate (default), lzw or zstd, for TIFF output\n"
+    "  --sampling 444|422|420  JPEG chroma subsampling (default: the input JPEG's, else 420)\n"
     "  -j, --jobs N          files read and written at once (default: processors, max 4)\n"
     "  --threads N           processors the correction may use (default: those the\n"
     "                        process may run on; also ORTAVEL_THREADS)\n"
@@ -98,12 +99,13 @@ const char kInfo[] =
     "the filter's model and the database's), or why there is none.\n";
 
 const char kLenses[] =
-    "Usage: ortavel lenses [TEXT]\n"
+    "Usage: ortavel lenses [--names] [TEXT]\n"
     "\n"
     "Lists the cameras and lenses of the lens database (lensfun) whose names hold\n"
     "every word of TEXT (case ignored; no TEXT lists all): cameras with their crop\n"
     "factor and mount, lenses with their crop factor, distortion model and focal\n"
-    "range. The names go to --camera and --lens-model.\n";
+    "range. The names go to --camera and --lens-model. --names prints only the\n"
+    "lens names, one a line (for scripts and shell completion).\n";
 
 const char kPreview[] =
     "Usage: ortavel preview IN -o DIR [--size WxH] [--side-by-side] [correction options]\n"

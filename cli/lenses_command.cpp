@@ -48,6 +48,16 @@ ExitCode runLenses(const CommandLine &cl) {
   const LensDatabase &db = LensDatabase::shared();
   auto cameras = db.camerasMatching(text);
   auto lenses = db.lensesMatching(text);
+  if (cl.lensNamesOnly) {
+    // For shell completion: each name once, nothing else.
+    std::vector<std::string> names;
+    names.reserve(lenses.size());
+    for (const lfLens *l : lenses) names.push_back(lensName(l));
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+    for (const auto &n : names) std::printf("%s\n", n.c_str());
+    return ExitCode::kOk;
+  }
   if (cameras.empty() && lenses.empty()) {
     std::printf("no camera or lens of the lens database matches \"%s\"\n", text.c_str());
     return ExitCode::kOk;

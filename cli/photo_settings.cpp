@@ -2,6 +2,7 @@
 
 #include "exit_codes.h"
 #include "lens_profiles/exif_lens.h"
+#include "lens_profiles/maker_lens.h"
 #include "lens_profiles/profile_messages.h"
 #include "lens_profiles/settings_fill.h"
 #include "lens_profiles/vignetting.h"
@@ -11,8 +12,17 @@ namespace ortavel::cli {
 PhotoIdentity identifyPhoto(FilterSession &session, const Image &img, const std::string &label) {
   const CameraInfo cam = session.identify(img, label);
   const ExifLens lens = readExifLens(img.doc.exif);
-  return {cam.make,  cam.model,  cam.focalLengthMm,
-          lens.make, lens.model, readExifAperture(img.doc.exif)};
+  const RecordedLens recorded = readRecordedLens(img.doc.exif);
+  PhotoIdentity id;
+  id.make = cam.make;
+  id.model = cam.model;
+  id.focalLengthMm = cam.focalLengthMm;
+  id.lensMake = lens.make;
+  id.lensModel = recorded.name ? recorded.name : lens.model;
+  id.aperture = readExifAperture(img.doc.exif);
+  id.lensMinFocalMm = recorded.minFocalMm;
+  id.lensMaxFocalMm = recorded.maxFocalMm;
+  return id;
 }
 
 PhotoSettings settingsForPhoto(const CommandLine &cl, FilterSession &session, const Image &img,

@@ -24,6 +24,11 @@ class ProgressBar {
   // The text of a bar `width` cells wide (for tests): "label [####    ]  50%".
   static std::string render(const std::string &label, std::int32_t done, std::int32_t total,
                             int width);
+  // The bar for a terminal `columns` wide: 30 cells when there is room, fewer
+  // (down to 5) when not, and the label shortened from the left ("...name.jpg")
+  // so that the line never wraps, which would break redrawing it in place.
+  static std::string renderFitted(const std::string &label, std::int32_t done, std::int32_t total,
+                                  int columns);
 
  private:
   bool enabled_;
@@ -35,5 +40,9 @@ class ProgressBar {
 
 // True when standard error is a terminal.
 bool stderrIsTerminal();
+
+// The width of the terminal on standard error; $COLUMNS, or 80, when it
+// does not say.
+int terminalColumns();
 
 }  // namespace ortavel::cli

@@ -61,7 +61,7 @@ void parseSettings(const std::string &text, const std::string &name, CorrectionS
       number_of(s.centerY);
     else if (key == "radius-limit")
       number_of(s.radiusLimit);
-    else if (key == "scale")
+    else if (key == "zoom" || key == "scale")  // "scale": the zoom's first name
       number_of(s.scale);
     else if (key == "method") {
       const auto m = methodFromName(value);
@@ -128,7 +128,7 @@ std::string formatSettings(const CorrectionSettings &s) {
   out += "center-x = " + exact(s.centerX) + "\n";
   out += "center-y = " + exact(s.centerY) + "\n";
   out += "radius-limit = " + exact(s.radiusLimit) + "\n";
-  out += "scale = " + exact(s.scale) + "\n";
+  out += "zoom = " + exact(s.scale) + "\n";
   out += "method = " + std::string(methodName(s.method)) + "\n";
   out += "orientation = " + std::string(orientationName(s.orientation)) + "\n";
   const Margins &m = s.margins;

@@ -9,9 +9,10 @@
 namespace ortavel::profiles {
 
 // As read from the photograph: make, model and focal length as the filter's
-// EXIF request answers them; the lens's make and name from the EXIF
-// directory's LensMake (0xA433) and LensModel (0xA434). Each is absent when
-// the file does not hold it.
+// EXIF request answers them; the lens's make from the EXIF directory's
+// LensMake (0xA433), its name from LensModel (0xA434) or, for bodies that
+// name it only there, the maker note. Each is absent when the file does not
+// hold it.
 struct PhotoIdentity {
   std::optional<std::string> make;
   std::optional<std::string> model;
@@ -19,6 +20,9 @@ struct PhotoIdentity {
   std::optional<std::string> lensMake;
   std::optional<std::string> lensModel;
   std::optional<double> aperture = std::nullopt;  // f-number (FNumber 0x829D), for vignetting
+  // The lens's focal range where the file records it (maker notes do).
+  std::optional<double> lensMinFocalMm = std::nullopt;
+  std::optional<double> lensMaxFocalMm = std::nullopt;
 };
 
 // What the user names instead (--camera NAME, --lens-model TEXT, --focal MM,

@@ -22,6 +22,9 @@ struct Image {
   // Resolution in pixels per inch as the file gave it; 0 when it gave none.
   double xDpi = 0.0;
   double yDpi = 0.0;
+  // A JPEG's chroma subsampling as read (444, 422, 420, 411, 440); 0 for
+  // other files and for grey or CMYK JPEGs.
+  int jpegSampling = 0;
 
   int colourChannels() const {
     return colour == ColourModel::kGrey ? 1 : colour == ColourModel::kRgb ? 3 : 4;

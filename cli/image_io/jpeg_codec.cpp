@@ -22,6 +22,7 @@
 #include "image_io/c_file.h"
 #include "image_io/codec.h"
 #include "image_io/exif_block.h"
+#include "image_io/exif_rewrite.h"
 
 namespace ortavel::cli {
 namespace {
@@ -68,6 +69,47 @@ struct Compressor {
 };
 
 const std::uint8_t kExifPrefix[6] = {'E', 'x', 'i', 'f', 0, 0};
+
+// The usual name of a luma-to-chroma ratio: 2 across and 2 down is 4:2:0.
+int samplingOf(int across, int down) {
+  if (across == 1 && down == 1) return 444;
+  if (across == 2 && down == 1) return 422;
+  if (across == 2 && down == 2) return 420;
+  if (across == 4 && down == 1) return 411;
+  if (across == 1 && down == 2) return 440;
+  return 0;
+}
+
+// Luma sampling factors for a ratio; chroma stays at 1x1.
+void setSampling(jpeg_compress_struct &c, int sampling) {
+  int h = 2, v = 2;  // 4:2:0, libjpeg's own default
+  switch (sampling) {
+    case 444:
+      h = 1;
+      v = 1;
+      break;
+    case 422:
+      h = 2;
+      v = 1;
+      break;
+    case 411:
+      h = 4;
+      v = 1;
+      break;
+    case 440:
+      h = 1;
+      v = 2;
+      break;
+    default:
+      break;
+  }
+  c.comp_info[0].h_samp_factor = h;
+  c.comp_info[0].v_samp_factor = v;
+  for (int i = 1; i < c.num_components; ++i) {
+    c.comp_info[i].h_samp_factor = 1;
+    c.comp_info[i].v_samp_factor = 1;
+  }
+}
 
 }  // namespace
 
@@ -133,6 +175,12 @@ Image readJpeg(const std::filesystem::path &path, const ReadLimits &limits) {
     // Arithmetic coding has no such floor; the limits above bound it.
     if (!d.cinfo.arith_code) checkAgainstFileSize(path, w, h, w * h, 512.0, fileBytes, "JPEG");
 
+    if (d.cinfo.jpeg_color_space == JCS_YCbCr && d.cinfo.num_components == 3) {
+      const jpeg_component_info &luma = d.cinfo.comp_info[0];
+      const jpeg_component_info &chroma = d.cinfo.comp_info[1];
+      img.jpegSampling = samplingOf(luma.h_samp_factor / std::max(1, chroma.h_samp_factor),
+                                    luma.v_samp_factor / std::max(1, chroma.v_samp_factor));
+    }
     jpeg_start_decompress(&d.cinfo);
     const int planes = static_cast<int>(d.cinfo.output_components);
     beginPlanes(img, static_cast<std::int32_t>(d.cinfo.output_width),
@@ -180,6 +228,9 @@ void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteO
                                                                 : JCS_RGB;
     jpeg_set_defaults(&c.cinfo);
     jpeg_set_quality(&c.cinfo, opt.jpegQuality, TRUE);
+    if (img.colour == ColourModel::kRgb) {
+      setSampling(c.cinfo, opt.jpegSampling != 0 ? opt.jpegSampling : img.jpegSampling);
+    }
     if (img.xDpi > 0.0 && img.yDpi > 0.0) {
       c.cinfo.density_unit = 1;
       // JFIF holds whole dots per inch, at most 65535.
@@ -187,9 +238,11 @@ void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteO
       c.cinfo.Y_density = static_cast<UINT16>(std::min(std::lround(img.yDpi), 65535L));
     }
     jpeg_start_compress(&c.cinfo, TRUE);
-    if (!img.doc.exif.empty() && img.doc.exif.size() + 6 <= 65533) {
+    // An APP1 segment holds 65533 bytes after its length, the prefix included.
+    const std::vector<std::uint8_t> exif = exifForOutput(img, 65533 - 6);
+    if (!exif.empty()) {
       std::vector<JOCTET> app1(kExifPrefix, kExifPrefix + 6);
-      app1.insert(app1.end(), img.doc.exif.begin(), img.doc.exif.end());
+      app1.insert(app1.end(), exif.begin(), exif.end());
       jpeg_write_marker(&c.cinfo, JPEG_APP0 + 1, app1.data(), static_cast<unsigned>(app1.size()));
     }
     if (!img.doc.icc.empty()) {

@@ -15,6 +15,7 @@
 #include "exit_codes.h"
 #include "image_io/c_file.h"
 #include "image_io/codec.h"
+#include "image_io/exif_rewrite.h"
 
 namespace ortavel::cli {
 namespace {
@@ -162,6 +163,8 @@ void writePng(const Image &img, const std::filesystem::path &path) {
     throw usageError(path.string() +
                      ": PNG holds one alpha plane at most; write a TIFF file instead");
   }
+  // libpng keeps a pointer to the block until the file is written.
+  const std::vector<std::uint8_t> exif = exifForOutput(img, 0x7FFFFFFF);
   CFile f = createForWriting(path);
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
   if (!png) throw std::bad_alloc();
@@ -191,9 +194,9 @@ void writePng(const Image &img, const std::filesystem::path &path) {
       png_set_iCCP(png, info, "ICC profile", PNG_COMPRESSION_TYPE_BASE, img.doc.icc.data(),
                    static_cast<png_uint_32>(img.doc.icc.size()));
     }
-    if (!img.doc.exif.empty()) {
-      png_set_eXIf_1(png, info, static_cast<png_uint_32>(img.doc.exif.size()),
-                     const_cast<png_bytep>(img.doc.exif.data()));
+    if (!exif.empty()) {
+      png_set_eXIf_1(png, info, static_cast<png_uint_32>(exif.size()),
+                     const_cast<png_bytep>(exif.data()));
     }
     if (img.xDpi > 0.0 && img.yDpi > 0.0) {
       png_set_pHYs(png, info, static_cast<png_uint_32>(std::llround(img.xDpi / kMetresPerInch)),

@@ -20,6 +20,7 @@
 #include "image_io/c_file.h"
 #include "image_io/codec.h"
 #include "image_io/exif_block.h"
+#include "image_io/exif_rewrite.h"
 #include "image_io/sample_scale.h"
 #include "image_io/tiff_strips.h"
 #include "workers/interp_workers.h"
@@ -425,6 +426,9 @@ void writeTiff(const Image &img, const std::filesystem::path &path, const WriteO
   TIFFClose(t.release());
   if (!diag.firstError.empty())
     throw failure(path.string() + ": cannot write TIFF: " + diag.firstError);
+  // The rest of the camera's tags (orientation, dates, GPS, lens, maker
+  // note) through exiv2, which cannot write BigTIFF.
+  if (!big) addExifToTiff(path, img.doc.exif);
 }
 
 }  // namespace ortavel::cli

@@ -166,6 +166,11 @@ const lfLens *LensDatabase::fixedLensOf(const lfCamera *camera) const {
   return nullptr;
 }
 
+std::vector<const lfLens *> LensDatabase::lensesFitting(const lfCamera *camera) const {
+  std::lock_guard lock(mutex_);
+  return takeList(db_->FindLenses(camera, nullptr, nullptr, 0));
+}
+
 std::vector<const lfCamera *> LensDatabase::camerasMatching(const std::string &text) const {
   const auto w = words(text);
   std::lock_guard lock(mutex_);

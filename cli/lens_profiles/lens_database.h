@@ -49,6 +49,8 @@ class LensDatabase {
   // The built-in lens of a fixed-lens camera (a compact or a phone), if the
   // database has a profile for it; null for interchangeable-lens cameras.
   const lfLens *fixedLensOf(const lfCamera *camera) const;
+  // Every lens whose mount fits `camera`, in the database's order.
+  std::vector<const lfLens *> lensesFitting(const lfCamera *camera) const;
 
   // Every camera and lens whose names contain all the words of `text` (case
   // ignored); an empty text matches all.

@@ -1,7 +1,9 @@
 #include "lens_profile.h"
 
+#include <cmath>
 #include <cstdio>
 
+#include "lens_profiles/lens_candidates.h"
 #include "lens_profiles/lens_database.h"
 #include "profiles/profile_lookup.h"
 
@@ -93,7 +95,18 @@ ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides
                               std::int32_t width, std::int32_t height) {
   const auto r =
       profiles::lookupProfile(LensfunDb{LensDatabase::shared()}, photo, overrides, width, height);
-  if (!r.error.empty()) return {std::nullopt, r.error};
+  if (!r.error.empty()) {
+    // A camera found but no lens for it: the lenses that could have taken
+    // the picture, best first.
+    const std::optional<double> focal =
+        overrides.focalLengthMm ? overrides.focalLengthMm : photo.focalLengthMm;
+    if (r.camera != nullptr && r.lens == nullptr && focal && *focal > 0.0 && std::isfinite(*focal))
+      return {std::nullopt,
+              r.error + candidatesLine(candidateLenses(LensDatabase::shared(), r.camera, *focal,
+                                                       photo.lensMinFocalMm, photo.lensMaxFocalMm),
+                                       *focal)};
+    return {std::nullopt, r.error};
+  }
 
   LensProfile p;
   p.camera = profiles::cameraListName(r.cameraFacts);

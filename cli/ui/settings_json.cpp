@@ -60,8 +60,8 @@ CorrectionSettings settingsFromJson(const json &j, const CorrectionSettings &bas
       s.centerY = number(v, "centerY");
     else if (key == "radiusLimit")
       s.radiusLimit = number(v, "radiusLimit");
-    else if (key == "scale")
-      s.scale = number(v, "scale");
+    else if (key == "zoom" || key == "scale")  // the page still says "scale"
+      s.scale = number(v, key.c_str());
     else if (key == "method") {
       const auto m = methodFromName(nameValue(v, "method"));
       if (!m) throw usageError("unknown method \"" + v.get<std::string>() + "\"");

@@ -105,6 +105,25 @@ try {
   check(await page.inputValue('#centerX-number') === '0.005',
     'ArrowRight on the centre marker moves the centre to x 0.005');
 
+  // Undo and redo, one step per edit: Ctrl+Z takes back the marker's move,
+  // then the k2 step; Ctrl+Shift+Z brings both back.
+  const values = async () =>
+    `${await page.inputValue('#k2-number')} ${await page.inputValue('#centerX-number')}`;
+  await page.keyboard.press('Control+z');
+  check(await values() === '0.001 0', `Ctrl+Z takes back the centre's move (${await values()})`);
+  await page.keyboard.press('Control+z');
+  check(await values() === '0 0', `a second Ctrl+Z takes back the k2 step (${await values()})`);
+  await settled();
+  const undone = await page.evaluate(() => document.getElementById('after').dataset.settings);
+  check(JSON.parse(undone)[1] === 0 && JSON.parse(undone)[0] === -0.27,
+    `the preview follows the undone settings (${undone})`);
+  await page.keyboard.press('Control+Shift+Z');
+  await page.keyboard.press('Control+Shift+Z');
+  check(await values() === '0.001 0.005', `Ctrl+Shift+Z twice redoes both (${await values()})`);
+  await page.keyboard.press('Control+Shift+Z');
+  check(await values() === '0.001 0.005', 'nothing left to redo changes nothing');
+  await settled();
+
   // Save settings, then replay them with the command.
   const lens = path.join(dir, 'lens.txt');
   await page.fill('#settings-path', lens);

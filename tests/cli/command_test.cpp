@@ -109,8 +109,8 @@ TEST(SettingsFile, FormatReadsBackExactlyAndFaultsNameTheLine) {
   parseSettings(formatSettings(s), "x", back);
   EXPECT_EQ(fields(back), fields(s));
 
-  for (const char *text :
-       {"k1 = nan\n", "k1\n", "zoom = 2\n", "method = cubic\n", "margins = 1,2\n", "k2 = 0.5x\n"}) {
+  for (const char *text : {"k1 = nan\n", "k1\n", "magnify = 2\n", "method = cubic\n",
+                           "margins = 1,2\n", "k2 = 0.5x\n"}) {
     CorrectionSettings t;
     try {
       parseSettings(std::string("# ok\n") + text, "lens.txt", t);
@@ -119,6 +119,26 @@ TEST(SettingsFile, FormatReadsBackExactlyAndFaultsNameTheLine) {
       EXPECT_EQ(e.code(), ExitCode::kUsage);
       EXPECT_EQ(std::string(e.what()).rfind("lens.txt:2: ", 0), 0u) << e.what();
     }
+  }
+}
+
+TEST(SettingsFile, TheZoomIsWrittenAsZoomAndReadByBothItsNames) {
+  CorrectionSettings s;
+  s.scale = 1.25;
+  EXPECT_NE(formatSettings(s).find("\nzoom = 1.25\n"), std::string::npos) << formatSettings(s);
+  EXPECT_EQ(formatSettings(s).find("scale"), std::string::npos);
+  for (const char *text : {"zoom = 0.75\n", "scale = 0.75\n"}) {
+    CorrectionSettings t;
+    parseSettings(text, "x", t);
+    EXPECT_EQ(t.scale, 0.75) << text;
+  }
+  for (const char *option : {"--zoom", "--scale"})
+    EXPECT_EQ(parseCommandLine({"correct", "a", "b", option, "1.5"}).settings.scale, 1.5) << option;
+  try {
+    parseCommandLine({"correct", "a", "b", "--auto", "--scale", "2"});
+    ADD_FAILURE() << "--scale with --auto";
+  } catch (const CliError &e) {
+    EXPECT_EQ(std::string(e.what()).rfind("--zoom cannot go with --auto", 0), 0u) << e.what();
   }
 }
 
@@ -168,6 +188,19 @@ TEST(ProgressBar, RendersTheShareDone) {
   EXPECT_EQ(ProgressBar::render("a.jpg", 1, 4, 8), "a.jpg [##      ]  25%");
   EXPECT_EQ(ProgressBar::render("", 7, 7, 4), "[####] 100%");
   EXPECT_EQ(ProgressBar::render("x", 9, 3, 4), "x [####] 100%");  // never beyond full
+  // Fitted to the terminal: never as wide as the terminal (the line would
+  // wrap), the full 30 cells when there is room, the label cut from the left.
+  const std::string name = "/photos/2024/holiday/IMG_0001.jpg";  // 33 characters
+  for (int columns : {120, 80, 60, 40, 30, 20, 12}) {
+    const std::string line = ProgressBar::renderFitted(name, 1, 2, columns);
+    EXPECT_LT(static_cast<int>(line.size()), columns) << columns << ": " << line;
+    EXPECT_EQ(line.substr(line.size() - 5), "  50%") << line;
+  }
+  EXPECT_EQ(ProgressBar::renderFitted(name, 1, 2, 80),
+            name + " [" + std::string(15, '#') + std::string(15, ' ') + "]  50%");
+  const std::string narrow = ProgressBar::renderFitted(name, 0, 2, 40);
+  EXPECT_EQ(narrow.rfind("...", 0), 0u) << narrow;
+  EXPECT_NE(narrow.find("IMG_0001.jpg ["), std::string::npos) << narrow;
 }
 
 TEST(Batch, OneFailureDoesNotStopTheOthers) {

@@ -175,18 +175,36 @@ TEST_F(EndToEnd, InfoPreviewAndAbout) {
   const Image co = readImage(at("0_left-corrected.png"));
   EXPECT_EQ(std::make_pair(un.doc.width, un.doc.height), std::make_pair(512, 384));
   EXPECT_EQ(std::make_pair(co.doc.width, co.doc.height), std::make_pair(512, 192));
-  // The before/after picture holds both, 8 pixels apart, the shorter one
-  // centred vertically on dark grey.
+  // The before/after picture holds both, 8 pixels apart, under a 24-pixel
+  // caption strip, the shorter one centred vertically on dark grey.
   const Image pair = readImage(at("0_left-before-after.png"));
-  ASSERT_EQ(std::make_pair(pair.doc.width, pair.doc.height), std::make_pair(1032, 384));
+  constexpr int kTop = 24;
+  ASSERT_EQ(std::make_pair(pair.doc.width, pair.doc.height), std::make_pair(1032, kTop + 384));
   for (int p = 0; p < 3; ++p) {
     for (const auto &[x, y] : {std::pair{0, 0}, {511, 383}, {200, 100}})
-      EXPECT_EQ(sample(pair, p, x, y), sample(un, p, x, y)) << "before " << x << "," << y;
+      EXPECT_EQ(sample(pair, p, x, kTop + y), sample(un, p, x, y)) << "before " << x << "," << y;
     for (const auto &[x, y] : {std::pair{0, 0}, {511, 191}, {300, 90}})
-      EXPECT_EQ(sample(pair, p, 520 + x, 96 + y), sample(co, p, x, y)) << "after " << x << "," << y;
-    for (const auto &[x, y] : {std::pair{515, 200}, {700, 95}, {700, 288}})
+      EXPECT_EQ(sample(pair, p, 520 + x, kTop + 96 + y), sample(co, p, x, y))
+          << "after " << x << "," << y;
+    for (const auto &[x, y] : {std::pair{515, 200}, {700, kTop + 95}, {700, kTop + 288}})
       EXPECT_EQ(sample(pair, p, x, y), 48u) << "background " << x << "," << y;
   }
+  // The captions: light letters on the grey strip, centred over each picture.
+  // Drawn at 2x2 pixels a cell, "BEFORE" lights 104 cells of 5x7 letters
+  // (B 20, E 18, F 14, O 16, R 18, E 18) and "AFTER" 79 (A 18, F 14, T 11,
+  // E 18, R 18), counted by hand from the letter shapes.
+  auto lit = [&](int x0, int x1) {
+    int n = 0;
+    for (int y = 0; y < kTop; ++y)
+      for (int x = x0; x < x1; ++x) {
+        const auto v = sample(pair, 0, x, y);
+        EXPECT_TRUE(v == 48u || v == 230u) << x << "," << y << ": " << v;
+        n += v == 230u;
+      }
+    return n;
+  };
+  EXPECT_EQ(lit(0, 512), 104 * 4);
+  EXPECT_EQ(lit(520, 1032), 79 * 4);
   // A flat colour stays that colour in both previews: scaling averages equal
   // samples, and the default settings are the identity.
   Image flat;
@@ -252,7 +270,8 @@ TEST_F(EndToEnd, BadInputIsRefusedInOneLineAndNothingIsWritten) {
       {{"correct", exifOnly, out}, 3, "JPEG"},
       {{"correct", at("float.tif").string(), out}, 3, "floating-point"},
       {{"correct", good, out, "--k1", "nan"}, 2, "--k1"},
-      {{"correct", good, out, "--scale", "0"}, 2, "scale"},
+      {{"correct", good, out, "--zoom", "0"}, 2, "zoom must be greater than 0"},
+      {{"correct", good, out, "--scale", "0"}, 2, "zoom must be greater than 0"},
       {{"correct", good, out, "--center", "0.1"}, 2, "--center"},
       {{"correct", good, out, "--margins", "0,11,0,0"}, 2, "larger than"},
       {{"correct", good, out, "--margins", "1,-1,0,0"}, 2, "--margins"},
@@ -361,6 +380,22 @@ TEST_F(EndToEnd, CtrlCStopsTheRunAndLeavesNothing) {
   EXPECT_EQ(r.exitCode, 130) << r.err;
   EXPECT_NE(r.err.find("interrupted"), std::string::npos) << r.err;
   EXPECT_EQ(strays({"huge.tif"}), std::vector<std::string>{});
+}
+
+TEST_F(EndToEnd, NoSettingsSaysThePictureStaysAsItIs) {
+  const auto plain = ok({"correct", kDemo.string(), at("same.png").string()});
+  EXPECT_NE(plain.err.find("the picture is written unchanged"), std::string::npos) << plain.err;
+  for (const char *hint : {"--auto", "--k1"})
+    EXPECT_NE(plain.err.find(hint), std::string::npos) << hint << " in " << plain.err;
+  // Any setting that moves a pixel, or -q, and nothing is said.
+  for (const std::vector<std::string> &extra : {std::vector<std::string>{"--k1", "-0.1"},
+                                                {"--zoom", "1.1"},
+                                                {"--margins", "0,0,4,4"},
+                                                {"-q"}}) {
+    std::vector<std::string> args = {"correct", kDemo.string(), at("b.png").string(), "--force"};
+    args.insert(args.end(), extra.begin(), extra.end());
+    EXPECT_EQ(ok(args).err.find("unchanged"), std::string::npos) << extra[0];
+  }
 }
 
 TEST_F(EndToEnd, ThePluginsAlertsAppearOnStandardError) {

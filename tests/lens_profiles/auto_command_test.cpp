@@ -93,6 +93,52 @@ TEST_F(AutoCommand, ABatchOfDifferentCamerasFailsOnlyTheUnknownOnes) {
   EXPECT_EQ(named.exitCode, 0) << named.err;
 }
 
+// The bundled photographs whose bodies name the lens only in the maker
+// note: --auto finds the lens exiftool names (its LensID) with no
+// --lens-model. Where the file names no lens the database knows, the
+// explanation lists the lenses that fit the mount and focal length, the
+// recorded range first.
+TEST_F(AutoCommand, FindsTheLensFromTheMakerNoteOfRealPhotographs) {
+  const fs::path lens = fs::path(ORTAVEL_TESTDATA_DIR) / "lens";
+  struct Found {
+    const char *file;
+    const char *lens;
+  };
+  const Found found[] = {
+      {"deb-libexif_olympus_makernote_variant_4-E-PL2.jpg",  // Micro Four Thirds
+       "lens \"Olympus M.Zuiko Digital 14-42mm f/3.5-5.6 II\""},
+      {"deb-exiftool_Canon1DmkIII.jpg", "lens \"Canon EF 16-35mm f/2.8L II USM\""},
+      {"deb-exiftool_NikonD2Hs.jpg", "lens \"Nikon AF Nikkor 50mm f/1.8D\""},
+      {"deb-exiftool_NikonD70.jpg", "lens \"Nikon AF-S DX Zoom-Nikkor 18-70mm f/3.5-4.5G IF-ED\""},
+  };
+  for (const Found &f : found) {
+    const auto r = run(
+        {"correct", (lens / f.file).string(), (dir_ / "out.png").string(), "--auto", "--force"});
+    EXPECT_EQ(r.exitCode, 0) << f.file << "\n" << r.err;
+    expectHas(r.out, {f.lens});
+  }
+
+  // The 300D records lens number 65535 and the range 18-55 mm: the kit
+  // zooms of that range lead the list of EF-S lenses that cover 34 mm.
+  const auto canon = run(
+      {"correct", (lens / "deb-exiftool_Canon.jpg").string(), (dir_ / "c.png").string(), "--auto"});
+  EXPECT_EQ(canon.exitCode, 3);
+  expectHas(canon.err, {"lenses that fit the Canon EF-S mount at 34 mm, best first: "
+                        "Canon EF-S 18-55mm"});
+  // The K10D names a Sigma zoom the database lacks; its HSM successor fits.
+  const auto pentax = run({"correct", (lens / "deb-exiftool_Pentax.jpg").string(),
+                           (dir_ / "p.png").string(), "--auto"});
+  EXPECT_EQ(pentax.exitCode, 3);
+  expectHas(pentax.err, {"no lens \"Sigma AF 10-20mm F4-5.6 EX DC\"", "Pentax KAF2 mount at 10 mm",
+                         "Sigma 10-20mm f/4-5.6 EX DC HSM"});
+  // exiv2 cannot read the E-1's lens; exiftool's 14-54 mm is among the
+  // Four Thirds lenses listed.
+  const auto e1 = run({"correct", (lens / "deb-exiftool_OlympusE1.jpg").string(),
+                       (dir_ / "e.png").string(), "--auto"});
+  EXPECT_EQ(e1.exitCode, 3);
+  expectHas(e1.err, {"4/3 System mount at 20 mm", "Olympus Zuiko Digital 14-54mm f/2.8-3.5"});
+}
+
 TEST_F(AutoCommand, FillChoosesTheZoomWithAProfileAndWithManualCoefficients) {
   const Image img = readImage(kMinolta);
   CorrectionSettings manual;

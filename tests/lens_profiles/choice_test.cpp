@@ -14,6 +14,13 @@
 namespace ortavel::cli {
 namespace {
 
+// The command adds a line naming the lenses that fit the camera's mount,
+// from lensfun's mount data, which the table does not carry; the rest of a
+// failure's text is the same.
+std::string withoutCandidates(const std::string &error) {
+  return error.substr(0, error.find("\n  lenses that fit"));
+}
+
 struct Both {
   ProfileLookup command;
   profiles::TableLookup table;
@@ -115,7 +122,7 @@ TEST(Choice, EveryListedCameraNameIsAcceptedAsGiven) {
     // It fails on the lens, with the camera found and named.
     EXPECT_NE(b.command.error.find("fits the " + std::string(n.camera)), std::string::npos)
         << b.command.error;
-    EXPECT_EQ(b.table.error, b.command.error);
+    EXPECT_EQ(b.table.error, withoutCandidates(b.command.error));
   }
   // A mode named by hand wins over the picture's shape.
   ProfileOverrides o;

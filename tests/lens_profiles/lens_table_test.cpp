@@ -27,6 +27,13 @@ namespace fs = std::filesystem;
 namespace ortavel::cli {
 namespace {
 
+// The command adds a line naming the lenses that fit the camera's mount,
+// from lensfun's mount data, which the table does not carry; the rest of a
+// failure's text is the same.
+std::string withoutCandidates(const std::string &error) {
+  return error.substr(0, error.find("\n  lenses that fit"));
+}
+
 namespace table = profiles::table;
 
 // A database of our own, loaded as the command loads its own: its arrays
@@ -246,7 +253,7 @@ void expectSameProfile(const ProfileLookup &theirs, const profiles::TableLookup 
   ASSERT_EQ(ours.profile.has_value(), theirs.profile.has_value())
       << "command: " << theirs.error << "\ntable: " << ours.error;
   if (!theirs.profile) {
-    EXPECT_EQ(ours.error, theirs.error);
+    EXPECT_EQ(ours.error, withoutCandidates(theirs.error));
     return;
   }
   const LensProfile &a = *theirs.profile;

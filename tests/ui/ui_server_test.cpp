@@ -239,7 +239,7 @@ TEST(UiServer, BadRequestsGetAClearErrorAndTheServerGoesOn) {
       {"/api/preview", "[1]", 400, "JSON object"},
       {"/api/preview", R"({"box": {"width": 10, "height": 10}})", 400, "no settings"},
       {"/api/preview", previewBody({{"k9", 1}}, 10, 10).dump(), 400, "unknown setting \"k9\""},
-      {"/api/preview", previewBody({{"scale", 0}}, 10, 10).dump(), 400, "scale"},
+      {"/api/preview", previewBody({{"scale", 0}}, 10, 10).dump(), 400, "zoom"},
       {"/api/preview", previewBody(json::object(), 0, 10).dump(), 400, "box width"},
       {"/api/preview", previewBody(json::object(), 10, 10, "both").dump(), 400, "picture"},
       {"/api/preview", previewBody({{"margins", {{"top", 5000}}}}, 10, 10).dump(), 400,
@@ -691,7 +691,7 @@ TEST(UiSettingsJson, ValuesTheModelCannotUseAreRefusedAsTheCommandRefusesThem) {
   const Case cases[] = {
       {{{"k1", 2e6}}, {"--k1=2e6"}, "k1 must be between -1e+06 and 1e+06"},
       {{{"k2", -1.5e6}}, {"--k2=-1.5e6"}, "k2 must be between"},
-      {{{"scale", 1e-7}}, {"--scale=1e-7"}, "scale must be between 1e-06 and 1e+06"},
+      {{{"scale", 1e-7}}, {"--scale=1e-7"}, "zoom must be between 1e-06 and 1e+06"},
       {{{"centerX", 5000}}, {"--center=5000,0"}, "center x must be between -1000 and 1000"},
       {{{"centerY", -1e9}}, {"--center=0,-1e9"}, "center y must be between"},
   };

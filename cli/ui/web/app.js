@@ -32,6 +32,12 @@ const page = {
   timer: 0,
   correcting: false,
   vignetting: false,  // previews and the correction start from the photo without vignetting
+  undo: [],           // settings before each edit, newest last (Ctrl+Z)
+  redo: [],           // settings undone, newest last (Ctrl+Shift+Z)
+  committed: null,    // the settings as the last recorded edit left them
+  editSource: null,   // the control of the edit not yet recorded
+  lastSeen: null,     // the settings after that control's latest change
+  editTimer: 0,
 };
 
 // ---- requests -------------------------------------------------------------
@@ -101,16 +107,58 @@ function showSettings(s) {
   placeMarker();
 }
 
-function applySettings(s) {
+function applySettings(s, source) {
   page.settings = copySettings(s);
   showSettings(page.settings);
-  settingsChanged();
+  settingsChanged(source);
 }
 
-function settingsChanged() {
+// `source` names the control that made the change; none for undo and redo.
+function settingsChanged(source) {
   placeMarker();
   schedulePreview();
+  if (source) noteEdit(source);
 }
+
+// ---- undo and redo ------------------------------------------------------------
+// One step per edit: a slider dragged or a number typed is one edit until
+// another control is used or the control rests for a moment.
+
+const EDIT_REST_MS = 600;
+
+function noteEdit(source) {
+  // Controls change the settings before they say so: another control's edit
+  // ended with the settings as the last change left them.
+  if (page.editSource !== null && page.editSource !== source) pushStep(page.lastSeen);
+  page.editSource = source;
+  page.lastSeen = copySettings(page.settings);
+  clearTimeout(page.editTimer);
+  page.editTimer = setTimeout(recordEdit, EDIT_REST_MS);
+}
+
+function pushStep(upTo) {
+  if (settingsKey(upTo) === settingsKey(page.committed)) return;
+  page.undo.push(page.committed);
+  page.redo.length = 0;  // emptied in place: stepHistory may hold it
+  page.committed = copySettings(upTo);
+}
+
+function recordEdit() {
+  clearTimeout(page.editTimer);
+  page.editSource = null;
+  pushStep(page.settings);
+}
+
+function stepHistory(from, to) {
+  recordEdit();
+  if (from.length === 0) return;
+  to.push(copySettings(page.settings));
+  page.committed = from.pop();
+  applySettings(page.committed);
+}
+
+const undo = () => stepHistory(page.undo, page.redo);
+const redo = () => stepHistory(page.redo, page.undo);
 
 function bindControls() {
   for (const key of NUMBERS) {
@@ -131,7 +179,7 @@ function bindControls() {
       page.settings[key] = Number(range.value);
       number.value = range.value;
       number.removeAttribute('aria-invalid');
-      settingsChanged();
+      settingsChanged(key);
     });
     number.addEventListener('input', () => {
       const v = Number(number.value);
@@ -143,13 +191,13 @@ function bindControls() {
       page.settings[key] = v;
       fitSlider(key, v);
       range.value = String(v);
-      settingsChanged();
+      settingsChanged(key);
     });
   }
   for (const id of ['method', 'orientation']) {
     $(id).addEventListener('change', () => {
       page.settings[id] = $(id).value;
-      settingsChanged();
+      settingsChanged(id);
     });
   }
   for (const side of SIDES) {
@@ -162,7 +210,7 @@ function bindControls() {
       }
       input.removeAttribute('aria-invalid');
       page.settings.margins[side] = v;
-      settingsChanged();
+      settingsChanged(`margin-${side}`);
     });
   }
 }
@@ -380,7 +428,7 @@ function setCenter(cx, cy) {
   page.settings.centerX = round(x) + 0;
   page.settings.centerY = round(y) + 0;
   showSettings(page.settings);
-  settingsChanged();
+  settingsChanged('center');
 }
 
 function bindMarker() {
@@ -464,6 +512,14 @@ function bindView() {
     const typing = t instanceof HTMLInputElement && (t.type === 'text' || t.type === 'number');
     if ((event.key === 'b' || event.key === 'B') && !typing && !event.ctrlKey && !event.metaKey) {
       toggleBefore();
+    }
+    // Ctrl+Z / Ctrl+Shift+Z (Cmd on a Mac) step through the settings; a text
+    // field (the paths) keeps its own undo.
+    const textField = t instanceof HTMLInputElement && t.type === 'text';
+    if ((event.ctrlKey || event.metaKey) && (event.key === 'z' || event.key === 'Z') &&
+        !textField && page.settings !== null) {
+      event.preventDefault();
+      if (event.shiftKey) redo(); else undo();
     }
   });
   new ResizeObserver(() => {
@@ -586,7 +642,7 @@ async function toggleVignetting() {
   schedulePreview();
 }
 
-async function profile(path, apply) {
+async function profile(path, apply, source) {
   const r = await call('POST', path, { settings: copySettings(page.settings) });
   if (!r.ok) {
     say(r.data.error ?? 'no answer', true);
@@ -594,7 +650,7 @@ async function profile(path, apply) {
   }
   apply(r.data);
   showSettings(page.settings);
-  settingsChanged();
+  settingsChanged(source);
 }
 
 // ---- start ------------------------------------------------------------------
@@ -628,7 +684,7 @@ async function start() {
   $('auto').addEventListener('click', () => profile('/api/auto', (d) => {
     page.settings = copySettings(d.settings);
     showNotes(d.notes ?? []);
-  }));
+  }, 'auto'));
   $('vignetting').disabled = !st.profiles.available;
   $('vignetting').addEventListener('change', toggleVignetting);
   $('fill').addEventListener('click', () => profile('/api/fill', (d) => {
@@ -642,8 +698,8 @@ async function start() {
     } else {
       say('');
     }
-  }));
-  $('reset').addEventListener('click', () => applySettings(page.initial));
+  }, 'fill'));
+  $('reset').addEventListener('click', () => applySettings(page.initial, 'reset'));
   $('save-settings').addEventListener('click', saveSettings);
   $('correct').addEventListener('click', correct);
   $('cancel').addEventListener('click', cancel);
@@ -651,6 +707,7 @@ async function start() {
   bindMarker();
   bindView();
   applySettings(page.initial);
+  page.committed = copySettings(page.settings);
   const job = (await call('GET', '/api/job')).data;
   if (job.state === 'running') {
     setCorrecting(true);
