@@ -3,7 +3,7 @@
 // main one:
 //   1. OK: the dialog, owned by the host's window and centred on it, takes
 //      Auto (when the lens table has a profile), k1 typed into its edit, Fill,
-//      and Enter; the picture it leaves must equal, byte for byte, a silent
+//      the split view, and Enter; the picture it leaves must equal, byte for byte, a silent
 //      replay of the descriptor it recorded, and that descriptor must hold the
 //      k1 typed;
 //   2. keyboard: Tab from the k1 edit reaches k1's trackbar, Alt+Z the zoom
@@ -225,6 +225,11 @@ void pressOk(HWND mainWindow, const std::string &out, const std::string &tag) {
   if (itemText(d, ids::kZoom) == L"1") fail("Fill left the zoom at 1 with k1 at -0.05");
   if (!previewsDrawn(d)) fail("the previews were not redrawn after the changes");
   screenshot(d, out + "/dialog-" + tag + ".bmp");
+  // The split view: the uncorrected picture left of the divider.
+  SendMessageW(GetDlgItem(d, ids::kView), CB_SETCURSEL, 1, 0);
+  command(d, ids::kView, CBN_SELCHANGE);
+  if (!previewsDrawn(d)) fail("the previews were not redrawn for the split view");
+  screenshot(d, out + "/dialog-split-" + tag + ".bmp");
   key(d, WM_KEYDOWN, VK_RETURN);  // Enter is OK
   if (!waitFor([&] { return IsWindow(d) == FALSE; }, 10000)) {
     fail("Enter did not close the dialog with OK");
