@@ -8,10 +8,15 @@
 //      k1 typed;
 //   2. keyboard: Tab from the k1 edit reaches k1's trackbar, Alt+Z the zoom
 //      edit;
-//   3. Cancel (Esc) after a change: -128 and the picture as it was.
+//   3. Cancel (Esc) after a change: -128 and the picture as it was; before
+//      it, k1's edit shows what the dialog opened with (0 on a menu
+//      invocation, the recorded k1 on a replay with the dialog on), the
+//      trackbar writes the edit, and Reset brings the opening value back.
 // Screenshots of the dialog go to OUTDIR as BMP files.
 //   ortavel-dialog-test FILTER STEP EXIF OUTDIR TAG
 #include <windows.h>
+// windows.h first: the common controls' header needs its types.
+#include <commctrl.h>
 
 #include <atomic>
 #include <cmath>
@@ -237,13 +242,25 @@ void pressOk(HWND mainWindow, const std::string &out, const std::string &tag) {
   }
 }
 
-void pressEscape() {
+// `k1Shown`: what k1's edit must show when the dialog opens.
+void pressEscape(const std::wstring &k1Shown) {
   HWND d = findDialog();
   if (d == nullptr) {
     fail("the dialog did not appear for Cancel");
     return;
   }
   previewsDrawn(d);
+  if (itemText(d, ids::kK1) != k1Shown) {
+    fail("k1's edit opens with another value than the one expected");
+  }
+  // The trackbar writes the edit: position 1200 of k1's -1..1 in steps of
+  // 0.001 is 0.2.
+  HWND bar = GetDlgItem(d, ids::kK1 + 1);
+  SendMessageW(bar, TBM_SETPOS, TRUE, 1200);
+  SendMessageW(d, WM_HSCROLL, MAKEWPARAM(TB_THUMBPOSITION, 1200), reinterpret_cast<LPARAM>(bar));
+  if (itemText(d, ids::kK1) != L"0.2") fail("k1's trackbar at 1200 does not show 0.2 in its edit");
+  command(d, ids::kReset);
+  if (itemText(d, ids::kK1) != k1Shown) fail("Reset does not bring back k1 as it was opened");
   setText(d, ids::kK1, L"-0.2");
   key(d, WM_KEYDOWN, VK_ESCAPE);  // Esc is Cancel
   if (!waitFor([&] { return IsWindow(d) == FALSE; }, 10000)) {
@@ -333,13 +350,29 @@ int main(int argc, char **argv) {
       if (!samePicture(chosen, replayed)) fail("the replay differs from the dialog's picture");
     }
 
-    // 3. Cancel.
+    // A recorded step replayed with its dialog turned on opens on the
+    // recording; Esc leaves the picture.
+    if (ok.descriptor) {
+      hostemu::Document shown = original;
+      hostemu::AutomationHost host(step, {&filter}, shown, menu);
+      host.start();
+      std::thread user([&] { pressEscape(L"-0.05"); });
+      const auto again = host.doIt(&*ok.descriptor);
+      closeIfOpen();
+      user.join();
+      host.stop();
+      if (again.result != -128)
+        fail("Esc on a replay: Do It answered " + std::to_string(again.result));
+      if (!samePicture(shown, original)) fail("Esc on a replay: the picture changed");
+    }
+
+    // 3. Cancel on a menu invocation: nothing recorded, so k1 opens at 0.
     hostemu::Document untouched = original;
     hostemu::DoItResult cancelled;
     {
       hostemu::AutomationHost host(step, {&filter}, untouched, menu);
       host.start();
-      std::thread user([&] { pressEscape(); });
+      std::thread user([&] { pressEscape(L"0"); });
       cancelled = host.doIt(nullptr);
       closeIfOpen();
       user.join();
