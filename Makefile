@@ -84,6 +84,7 @@ windows:
 windows-test: configure windows
 	cmake --build $(BUILD) -j $(JOBS) --target ortavel_plugin ortavel_automation ortavel-host ortavel-scenarios ortavel-lens-table-check
 	scripts/windows-test $(BUILD) build-windows
+	scripts/windows-dialog-test build-windows
 
 # dist/Ortavel-VERSION-win64.zip: both Windows modules, install text and
 # notices. FORCE=1 replaces an existing archive.

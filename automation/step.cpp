@@ -5,6 +5,7 @@
 #include <cstring>
 #include <vector>
 
+#include "automation/dialog.h"
 #include "frame/platform_alert.h"
 #include "profiles/fill_zoom.h"
 #include "profiles/lens_table.h"
@@ -30,6 +31,12 @@ constexpr std::uint32_t keyExifModel = PS_FOURCC('e', 'x', 'M', 'o');
 constexpr std::uint32_t keyExifFocal = PS_FOURCC('e', 'x', 'F', 'o');
 constexpr std::uint32_t keyPreviewCorrected = PS_FOURCC('p', 'r', 'C', 'o');
 constexpr std::uint32_t keyPreviewUncorrected = PS_FOURCC('p', 'r', 'U', 'n');
+constexpr std::uint32_t keyOrientation = PS_FOURCC('o', 'r', 'I', 'M');
+constexpr std::uint32_t typeOrientation = PS_FOURCC('o', 'r', 'I', 'T');
+constexpr std::uint32_t keyMarginTop = PS_FOURCC('c', 'a', 'T', 'o');
+constexpr std::uint32_t keyMarginBottom = PS_FOURCC('c', 'a', 'B', 'o');
+constexpr std::uint32_t keyMarginLeft = PS_FOURCC('c', 'a', 'L', 'e');
+constexpr std::uint32_t keyMarginRight = PS_FOURCC('c', 'a', 'R', 'i');
 constexpr std::uint32_t kBicubic = PS_FOURCC('b', 'i', 'C', 'u');
 
 // An EXIF block lives in one 64 KiB segment, so no text in it is longer: the
@@ -82,6 +89,18 @@ void putSettings(const Suites &s, PIActionDescriptor d, const LensSettings &v) {
   check(s.descriptor->PutEnumerated(d, keyInterpolation, typeInterpolation,
                                     v.interpolation != 0 ? v.interpolation : kBicubic),
         "put the interpolation");
+  // Absent keys are the filter's defaults, so a step that never turns or
+  // widens the picture records what it always did.
+  if (v.orientation != 0) {
+    check(s.descriptor->PutEnumerated(d, keyOrientation, typeOrientation, v.orientation),
+          "put the orientation");
+  }
+  if (v.marginTop != 0 || v.marginBottom != 0 || v.marginLeft != 0 || v.marginRight != 0) {
+    check(s.descriptor->PutInteger(d, keyMarginTop, v.marginTop), "put the margins");
+    check(s.descriptor->PutInteger(d, keyMarginBottom, v.marginBottom), "put the margins");
+    check(s.descriptor->PutInteger(d, keyMarginLeft, v.marginLeft), "put the margins");
+    check(s.descriptor->PutInteger(d, keyMarginRight, v.marginRight), "put the margins");
+  }
 }
 
 // Plays the filter; frees whatever it hands back. The filter's status.
@@ -237,6 +256,24 @@ std::optional<LensSettings> settingsFromDescriptor(const Suites &s, PIActionDesc
           "read the recorded interpolation");
     any = true;
   }
+  if (s.descriptor->HasKey(descriptor, keyOrientation, &has) == noErr && has != 0) {
+    DescriptorEnumTypeID type = 0;
+    check(s.descriptor->GetEnumerated(descriptor, keyOrientation, &type, &v.orientation),
+          "read the recorded orientation");
+    any = true;
+  }
+  auto integer = [&](DescriptorKeyID key, std::int32_t &out) {
+    Boolean present = 0;
+    if (s.descriptor->HasKey(descriptor, key, &present) != noErr || present == 0) return;
+    int32 value = 0;
+    check(s.descriptor->GetInteger(descriptor, key, &value), "read the recorded margins");
+    out = value;
+    any = true;
+  };
+  integer(keyMarginTop, v.marginTop);
+  integer(keyMarginBottom, v.marginBottom);
+  integer(keyMarginLeft, v.marginLeft);
+  integer(keyMarginRight, v.marginRight);
   if (!any) return std::nullopt;
   return v;
 }
@@ -255,7 +292,11 @@ ProfileChoice settingsFromProfile(const CameraFacts &camera, const DocumentFacts
   query.width = document.width;
   query.height = document.height;
   const profiles::TableLookup found = profiles::findTableProfile(query);
-  if (!found.profile) return {std::nullopt, found.error};
+  if (!found.profile) {
+    ProfileChoice none;
+    none.reason = found.error;
+    return none;
+  }
   LensSettings v;
   v.k1 = found.profile->k1;
   v.k2 = found.profile->k2;
@@ -272,7 +313,7 @@ ProfileChoice settingsFromProfile(const CameraFacts &camera, const DocumentFacts
   lens.scale = v.scale;
   const auto zoom = profiles::fillZoom(lens, {document.width, document.height, 0, 0, 0, 0});
   if (zoom) v.scale = *zoom;
-  return {v, {}};
+  return {v, {}, found.profile->camera, found.profile->lens, found.profile->fitErrorPx};
 }
 
 void alert(const Suites *suites, const std::string &title, const std::string &text) {
@@ -292,6 +333,24 @@ std::int32_t doIt(const SPBasicSuite *basic, PIActionParameters *parameters) {
   const std::uint32_t event = filterEvent(s);
 
   std::optional<LensSettings> settings = settingsFromDescriptor(s, parameters->descriptor);
+  // A menu invocation (or a replay with the step's dialog turned on) shows the
+  // dialog, opened on the recorded settings or else the profile's. Where no
+  // dialog can be shown (no window system) the step goes on as on a replay.
+  if (parameters->playInfo == plugInDialogDisplay && dialogAvailable()) {
+    DialogFacts facts;
+    facts.event = event;
+    facts.document = queryDocument(s);
+    facts.camera = askCamera(s, event);
+    facts.profile = settingsFromProfile(facts.camera, facts.document);
+    if (settings) {
+      facts.initial = *settings;
+    } else if (facts.profile.settings) {
+      facts.initial = *facts.profile.settings;
+    }
+    const DialogOutcome outcome = runDialog(s, facts);
+    if (outcome.result == DialogResult::Cancelled) return userCanceledErr;
+    if (outcome.result == DialogResult::Ok) settings = outcome.settings;
+  }
   if (!settings) {
     const DocumentFacts document = queryDocument(s);
     const CameraFacts camera = askCamera(s, event);

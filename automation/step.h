@@ -67,6 +67,13 @@ struct LensSettings {
   double radiusLimit = 0.0;
   double scale = 1.0;
   std::uint32_t interpolation = 0;  // "intM" enumeration value; 0: the filter's default
+  std::uint32_t orientation = 0;    // "orIM" enumeration value; 0: not sent (upright)
+  // Margins around the picture in pixels ("caTo", "caBo", "caLe", "caRi");
+  // sent only when one of them is not 0.
+  std::int32_t marginTop = 0;
+  std::int32_t marginBottom = 0;
+  std::int32_t marginLeft = 0;
+  std::int32_t marginRight = 0;
 };
 
 // The target document's size, mode and depth (13.8 of the host interface).
@@ -102,6 +109,9 @@ PIActionDescriptor descriptorFromSettings(const Suites &suites, const LensSettin
 struct ProfileChoice {
   std::optional<LensSettings> settings;
   std::string reason;
+  std::string camera;  // the profile's camera and lens as the lens data names them
+  std::string lens;
+  double fitErrorPx = 0.0;  // largest distance from the lens data's own mapping
 };
 ProfileChoice settingsFromProfile(const CameraFacts &camera, const DocumentFacts &document);
 

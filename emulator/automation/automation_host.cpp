@@ -62,6 +62,7 @@ struct AutomationHost::Impl {
       return play(event, in, options, out);
     };
     env.get = [this](const ActionReference &ref, ActionDescriptor &out) { return get(ref, out); };
+    env.mainWindow = self.options_.mainWindow;
     // A filter's scope string stands for its event, as a host that loaded it
     // registers it.
     for (Plugin *filter : self.filters_) {

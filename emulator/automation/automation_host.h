@@ -53,6 +53,9 @@ struct AutomationOptions {
   HostOptions filterOptions;
   std::string title = "Untitled-1";
   bool documentOpen = true;
+  // What the UI hooks' MainAppWindow answers: the window a step's dialog is
+  // owned by (an HWND on Windows; 0: none).
+  std::intptr_t mainWindow = 0;
   // Called for every alert, the filters' included.
   std::function<void(const std::string &title, const std::string &text)> alertCallback;
 };

@@ -98,6 +98,48 @@ TEST(AutomationStep, ReplayOfTheRecordingEqualsTheRecordingRun) {
   }
 }
 
+// Orientation and margins: recorded only when chosen, as given, and they
+// reach the filter.
+TEST(AutomationStep, OrientationAndMarginsAreRecordedWhenChosen) {
+  const ActionDescriptor plain = recordedSettings();
+  const StepRun without = runStep(&plain, plugInDialogSilent);
+  ASSERT_EQ(without.result.result, 0);
+  ASSERT_TRUE(without.result.descriptor);
+  for (const char *key : {"orIM", "caTo", "caBo", "caLe", "caRi"}) {
+    EXPECT_EQ(without.result.descriptor->find(PS_FOURCC(key[0], key[1], key[2], key[3])), nullptr)
+        << key << " recorded though never chosen";
+  }
+
+  ActionDescriptor turned = plain;
+  ActionValue orientation;
+  orientation.type = typeEnumerated;
+  orientation.enumType = PS_FOURCC('o', 'r', 'I', 'T');
+  orientation.code = PS_FOURCC('o', 'r', 'R', 'N');
+  turned.put(PS_FOURCC('o', 'r', 'I', 'M'), orientation);
+  const std::int32_t margins[4] = {4, 0, 12, 2};
+  const std::uint32_t marginKeys[4] = {PS_FOURCC('c', 'a', 'T', 'o'), PS_FOURCC('c', 'a', 'B', 'o'),
+                                       PS_FOURCC('c', 'a', 'L', 'e'),
+                                       PS_FOURCC('c', 'a', 'R', 'i')};
+  for (int i = 0; i < 4; ++i) {
+    ActionValue v;
+    v.type = typeInteger;
+    v.integer = margins[i];
+    turned.put(marginKeys[i], v);
+  }
+  const StepRun with = runStep(&turned, plugInDialogSilent);
+  ASSERT_EQ(with.result.result, 0);
+  ASSERT_TRUE(with.result.descriptor);
+  const ActionDescriptor &rec = *with.result.descriptor;
+  ASSERT_NE(rec.find(PS_FOURCC('o', 'r', 'I', 'M')), nullptr);
+  EXPECT_EQ(rec.find(PS_FOURCC('o', 'r', 'I', 'M'))->code, PS_FOURCC('o', 'r', 'R', 'N'));
+  for (int i = 0; i < 4; ++i) {
+    ASSERT_NE(rec.find(marginKeys[i]), nullptr);
+    EXPECT_EQ(rec.find(marginKeys[i])->integer, margins[i]);
+  }
+  EXPECT_NE(with.document.planes[0].samples, without.document.planes[0].samples)
+      << "the orientation and margins did not reach the filter";
+}
+
 // The command, given the same settings, writes the same pixels.
 TEST(AutomationStep, OutputEqualsTheCommandsWithTheSameSettings) {
   const ActionDescriptor settings = recordedSettings();
