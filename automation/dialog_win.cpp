@@ -358,7 +358,12 @@ void Dialog::create() {
     profile = L"Profile: " + widen(facts_.profile.camera) + L", " + widen(facts_.profile.lens) +
               L" (fit error " + error + L" px)";
   } else {
-    profile = L"No lens profile: " + widen(facts_.profile.reason);
+    // The lookup's first line says what is missing; the lines after it (what
+    // was read, what to do) do not fit the dialog's one line.
+    std::string reason = facts_.profile.reason.substr(0, facts_.profile.reason.find('\n'));
+    const std::string prefix = "no lens profile: ";
+    if (reason.compare(0, prefix.size(), prefix) == 0) reason.erase(0, prefix.size());
+    profile = L"No lens profile: " + widen(reason);
     EnableWindow(GetDlgItem(hwnd_, ids::kAuto), FALSE);
   }
   SetDlgItemTextW(hwnd_, ids::kProfile, profile.c_str());
