@@ -29,6 +29,24 @@ struct PngFault {
 }
 void pngWarning(png_structp, png_const_charp) {}
 
+// libpng's read records, made together and destroyed together.
+struct PngRead {
+  png_structp png = nullptr;
+  png_infop info = nullptr;
+  PngRead() {
+    png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
+    if (!png) throw std::bad_alloc();
+    info = png_create_info_struct(png);
+    if (!info) {
+      png_destroy_read_struct(&png, nullptr, nullptr);
+      throw std::bad_alloc();
+    }
+  }
+  ~PngRead() { png_destroy_read_struct(&png, &info, nullptr); }
+  PngRead(const PngRead &) = delete;
+  PngRead &operator=(const PngRead &) = delete;
+};
+
 constexpr double kMetresPerInch = 0.0254;
 
 bool littleEndianMachine() {
@@ -41,15 +59,9 @@ bool littleEndianMachine() {
 Image readPng(const std::filesystem::path &path, const ReadLimits &limits) {
   std::uint64_t fileBytes = 0;
   CFile f = openForReading(path, fileBytes);
-  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
-  if (!png) throw std::bad_alloc();
-  png_infop info = png_create_info_struct(png);
-  struct Guard {
-    png_structp *p;
-    png_infop *i;
-    ~Guard() { png_destroy_read_struct(p, i, nullptr); }
-  } guard{&png, &info};
-  if (!info) throw std::bad_alloc();
+  PngRead reader;
+  png_structp png = reader.png;
+  png_infop info = reader.info;
 
   Image img;
   img.format = FileFormat::kPng;
@@ -131,15 +143,9 @@ Image readPng(const std::filesystem::path &path, const ReadLimits &limits) {
 
 ImageShape peekPng(const std::filesystem::path &path) {
   CFile f = openForReading(path);
-  png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
-  if (!png) throw std::bad_alloc();
-  png_infop info = png_create_info_struct(png);
-  struct Guard {
-    png_structp *p;
-    png_infop *i;
-    ~Guard() { png_destroy_read_struct(p, i, nullptr); }
-  } guard{&png, &info};
-  if (!info) throw std::bad_alloc();
+  PngRead reader;
+  png_structp png = reader.png;
+  png_infop info = reader.info;
   try {
     png_init_io(png, f.get());
     png_set_benign_errors(png, 1);
