@@ -111,7 +111,10 @@ OddPolynomial fitMinimax(const DatabaseDistortion &d, double unit, double corner
       }
     } else {
       int i = 0;
-      while (!(ref[i] < worst && worst < ref[i + 1])) ++i;
+      while (i < 3 && !(ref[i] < worst && worst < ref[i + 1])) ++i;
+      // The worst radius is one of the reference already (rounding has
+      // made the level its own largest error): nothing left to exchange.
+      if (i == 3) break;
       ref[sameSign(i) ? i : i + 1] = worst;
     }
   }
