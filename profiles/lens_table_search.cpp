@@ -101,24 +101,21 @@ int compareNames(const char *s1, const char *s2) {
     }
   };
   bool begin = true;
+  // The next character, a run of spaces as one, leading spaces skipped.
+  auto nextFolded = [&](const char *&s) {
+    char32_t c = 0;
+    do {
+      c = nextChar(s);
+      if (isUnicodeSpace(c)) {
+        c = ' ';
+        skipSpaces(s);
+      }
+    } while (begin && c == ' ');
+    return toLower(c);
+  };
   for (;;) {
-    char32_t c1 = 0, c2 = 0;
-    do {
-      c1 = nextChar(s1);
-      if (isUnicodeSpace(c1)) {
-        c1 = ' ';
-        skipSpaces(s1);
-      }
-    } while (begin && c1 == ' ');
-    c1 = toLower(c1);
-    do {
-      c2 = nextChar(s2);
-      if (isUnicodeSpace(c2)) {
-        c2 = ' ';
-        skipSpaces(s2);
-      }
-    } while (begin && c2 == ' ');
-    c2 = toLower(c2);
+    const char32_t c1 = nextFolded(s1);
+    const char32_t c2 = nextFolded(s2);
     begin = false;
     if (c1 == c2) {
       if (c1 == 0) return 0;
