@@ -1136,14 +1136,8 @@ ActionSuites::~ActionSuites() {
   if (gActiveSuites == this) gActiveSuites = nullptr;
 }
 
-ActionSuites::Activation::Activation(ActionSuites *suites) : previous_(gActiveSuites) {
-  gActiveSuites = suites;
-}
-ActionSuites::Activation::~Activation() {
-  gActiveSuites = previous_;
-}
 ActionSuites::Activation ActionSuites::activate() {
-  return Activation(this);
+  return {gActiveSuites, this};
 }
 ActionSuites *ActionSuites::active() {
   return gActiveSuites;

@@ -30,6 +30,7 @@
 #include <string>
 #include <string_view>
 
+#include "emulator/activation_guard.h"
 #include "emulator/automation/action_objects.h"
 #include "emulator/handles.h"
 #include "host/photoshop_api.h"
@@ -60,17 +61,7 @@ class ActionSuites {
   ActionSuites(const ActionSuites &) = delete;
   ActionSuites &operator=(const ActionSuites &) = delete;
 
-  class Activation {
-   public:
-    ~Activation();
-    Activation(const Activation &) = delete;
-    Activation &operator=(const Activation &) = delete;
-
-   private:
-    friend class ActionSuites;
-    explicit Activation(ActionSuites *suites);
-    ActionSuites *previous_;
-  };
+  using Activation = ActivationGuard<ActionSuites>;
   [[nodiscard]] Activation activate();
   static ActionSuites *active();
 

@@ -72,16 +72,8 @@ ChannelPortProcs *SuiteHost::channelPortProcs() {
   return &state_->channelPortProcs;
 }
 
-SuiteHost::Activation::Activation(SuiteHost *host) : previous_(gActiveHost) {
-  gActiveHost = host;
-}
-
-SuiteHost::Activation::~Activation() {
-  gActiveHost = previous_;
-}
-
 SuiteHost::Activation SuiteHost::activate() {
-  return Activation(this);
+  return {gActiveHost, this};
 }
 
 SuiteHost *SuiteHost::active() {

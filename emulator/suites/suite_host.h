@@ -17,6 +17,7 @@
 #include <string>
 #include <string_view>
 
+#include "emulator/activation_guard.h"
 #include "emulator/document.h"
 #include "host/photoshop_api.h"
 
@@ -47,17 +48,7 @@ class SuiteHost {
   // the same ports (also served as "Photoshop Channel Ports Suite for Plug-ins" v1).
   ChannelPortProcs *channelPortProcs();
 
-  class Activation {
-   public:
-    ~Activation();
-    Activation(const Activation &) = delete;
-    Activation &operator=(const Activation &) = delete;
-
-   private:
-    friend class SuiteHost;
-    explicit Activation(SuiteHost *host);
-    SuiteHost *previous_;
-  };
+  using Activation = ActivationGuard<SuiteHost>;
   // Makes this host the one the C callbacks serve until the guard is destroyed.
   [[nodiscard]] Activation activate();
 
