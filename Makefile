@@ -82,9 +82,9 @@ windows:
 
 # The Windows module under Wine, scenario by scenario, against the Linux module.
 windows-test: configure windows
-	cmake --build $(BUILD) -j $(JOBS) --target ortavel_plugin ortavel_automation ortavel-host ortavel-scenarios ortavel-lens-table-check
+	cmake --build $(BUILD) -j $(JOBS) --target ortavel_plugin ortavel_automation ortavel-host ortavel-scenarios ortavel-lens-table-check ortavel
 	scripts/windows-test $(BUILD) build-windows
-	scripts/windows-dialog-test build-windows
+	scripts/windows-dialog-test build-windows $(BUILD)
 
 # dist/Ortavel-VERSION-win64.zip: both Windows modules, install text and
 # notices. FORCE=1 replaces an existing archive.
