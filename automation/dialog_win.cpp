@@ -401,8 +401,11 @@ void Dialog::showProfile() {
     std::string reason = profile_.reason.substr(0, profile_.reason.find('\n'));
     const std::string prefix = "no lens profile: ";
     if (reason.compare(0, prefix.size(), prefix) == 0) reason.erase(0, prefix.size());
+    if (lensPicker_) {
+      if (!reason.empty() && reason.back() != '.') reason += '.';
+      reason += " Pick the lens below.";
+    }
     profile = L"No lens profile: " + widen(reason);
-    if (lensPicker_) profile += L" Pick the lens below.";
   }
   SetDlgItemTextW(hwnd_, ids::kProfile, profile.c_str());
   EnableWindow(GetDlgItem(hwnd_, ids::kAuto), profile_.settings ? TRUE : FALSE);
