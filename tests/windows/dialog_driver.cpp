@@ -21,8 +21,8 @@
 //      `ortavel correct --auto --fill` on that photograph (SETTINGS, the file
 //      its --save-settings wrote), and the profile's lens and fit error;
 //   6. --pick: on a photograph of a camera of interchangeable lenses that
-//      names no lens, the lens picker lists the lenses the search's words
-//      find, and the one picked gives the settings of
+//      names no lens, the lens picker (Alt+N) lists the lenses the search's
+//      words find, and the one picked gives the settings of
 //      `ortavel correct --auto --fill --lens-model LENS`.
 // Screenshots of the dialog go to OUTDIR as BMP files.
 //   ortavel-dialog-test FILTER STEP EXIF OUTDIR TAG
@@ -570,6 +570,9 @@ void pickLens(const Expected &e, const std::string &lens, const std::string &sea
     fail("lens picker: not shown for a camera of interchangeable lenses");
   if (IsWindowEnabled(GetDlgItem(d, ids::kAuto)) != FALSE)
     fail("lens picker: Auto is enabled before a lens is picked");
+  key(d, WM_SYSCHAR, 'n', 1 << 29);
+  if (!waitFor([&] { return focusOf(d) == GetDlgItem(d, ids::kLensSearch); }, 5000))
+    fail("lens picker: Alt+N does not reach the search box");
   const auto all = SendMessageW(list, LB_GETCOUNT, 0, 0);
   const std::wstring wide(search.begin(), search.end());
   setText(d, ids::kLensSearch, wide.c_str());
