@@ -358,8 +358,8 @@ void Dialog::create() {
   add(WC_STATICW, L"Le&ns (type to search):", SS_LEFT, ids::kLensSearch + 100);
   add(WC_EDITW, L"", WS_TABSTOP | WS_GROUP | ES_AUTOHSCROLL, ids::kLensSearch, WS_EX_CLIENTEDGE);
   add(WC_LISTBOXW, L"",
-      WS_TABSTOP | WS_VSCROLL | LBS_NOTIFY | LBS_NOINTEGRALHEIGHT | LBS_HASSTRINGS, ids::kLensList,
-      WS_EX_CLIENTEDGE);
+      WS_TABSTOP | WS_VSCROLL | WS_HSCROLL | LBS_NOTIFY | LBS_NOINTEGRALHEIGHT | LBS_HASSTRINGS,
+      ids::kLensList, WS_EX_CLIENTEDGE);
   if (!lensPicker_) {
     for (int id : {ids::kLensSearch + 100, ids::kLensSearch, ids::kLensList}) {
       ShowWindow(GetDlgItem(hwnd_, id), SW_HIDE);
@@ -422,10 +422,23 @@ void Dialog::showLenses() {
   HWND list = GetDlgItem(hwnd_, ids::kLensList);
   SendMessageW(list, WM_SETREDRAW, FALSE, 0);
   SendMessageW(list, LB_RESETCONTENT, 0, 0);
+  // Lens names are long: the list scrolls sideways to the widest.
+  HDC dc = GetDC(list);
+  HGDIOBJ oldFont = dc != nullptr && font_ != nullptr ? SelectObject(dc, font_) : nullptr;
+  int widest = 0;
   for (const std::string &name : lensesShown_.lenses) {
     const std::wstring text = widen(name);
     SendMessageW(list, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text.c_str()));
+    SIZE size{};
+    if (dc != nullptr &&
+        GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &size) != FALSE) {
+      widest = std::max<int>(widest, size.cx);
+    }
   }
+  if (oldFont != nullptr) SelectObject(dc, oldFont);
+  if (dc != nullptr) ReleaseDC(list, dc);
+  SendMessageW(list, LB_SETHORIZONTALEXTENT,
+               static_cast<WPARAM>(widest) + static_cast<WPARAM>(px(8)), 0);
   SendMessageW(list, WM_SETREDRAW, TRUE, 0);
   InvalidateRect(list, nullptr, TRUE);
 }
@@ -460,6 +473,7 @@ void Dialog::setFont() {
   }
   if (font_ != nullptr) DeleteObject(font_);
   font_ = font;
+  showLenses();  // the list's scrolling width follows the font
 }
 
 void Dialog::layout() {
