@@ -2,10 +2,10 @@
 // through window messages from a second thread while "Do It" runs on the
 // main one:
 //   1. OK: the dialog, owned by the host's window and centred on it, takes
-//      Auto (when the lens table has a profile), k1 typed into its edit, Fill,
-//      the split view, and Enter; the picture it leaves must equal, byte for byte, a silent
-//      replay of the descriptor it recorded, and that descriptor must hold the
-//      k1 typed;
+//      a burst of k1 trackbar moves (the previews after it must be of the
+//      last), k1 typed into its edit, Fill, the split view, and Enter; the
+//      picture it leaves must equal, byte for byte, a silent replay of the
+//      descriptor it recorded, and that descriptor must hold the k1 typed;
 //   2. keyboard: Tab from the k1 edit reaches k1's trackbar, Alt+Z the zoom
 //      edit;
 //   3. Cancel (Esc) after a change: -128 and the picture as it was; before
@@ -411,7 +411,8 @@ void closeIfOpen() {
   if (left != nullptr) PostMessageW(left, WM_CLOSE, 0, 0);
 }
 
-void pressOk(HWND mainWindow, const std::string &out, const std::string &tag) {
+void pressOk(HWND mainWindow, const std::string &out, const std::string &tag,
+             const std::string &dump) {
   HWND d = findDialog();
   if (d == nullptr) {
     fail("the dialog did not appear");
@@ -441,6 +442,18 @@ void pressOk(HWND mainWindow, const std::string &out, const std::string &tag) {
   if (!waitFor([&] { return focusOf(d) == GetDlgItem(d, ids::kZoom); }, 5000)) {
     fail("Alt+Z does not reach the zoom edit");
   }
+
+  // A burst of trackbar moves, as a drag makes them: the previews that
+  // follow are of the last position (k1 = -1 + 1019 steps of 0.001).
+  HWND bar = GetDlgItem(d, ids::kK1 + 1);
+  for (int position = 1000; position < 1020; ++position) {
+    SendMessageW(bar, TBM_SETPOS, TRUE, position);
+    SendMessageW(d, WM_HSCROLL, MAKEWPARAM(TB_THUMBTRACK, position), reinterpret_cast<LPARAM>(bar));
+  }
+  if (!previewsDrawn(d)) fail("the previews were not redrawn after a drag");
+  const auto dragged = readPlayed(dump + "/settings.txt");
+  if (!dragged || std::fabs(dragged->k1 - 0.019) > 1e-12)
+    fail("the previews after a drag are not of the trackbar's last position");
 
   if (IsWindowEnabled(GetDlgItem(d, ids::kAuto)) != FALSE) command(d, ids::kAuto);
   setText(d, ids::kK1, L"-0.05");
@@ -822,7 +835,7 @@ int main(int argc, char **argv) {
     {
       hostemu::AutomationHost host(step, {&filter}, chosen, menu);
       host.start();
-      std::thread user([&] { pressOk(mainWindow, out, tag); });
+      std::thread user([&] { pressOk(mainWindow, out, tag, dump); });
       ok = host.doIt(nullptr);
       closeIfOpen();
       user.join();
