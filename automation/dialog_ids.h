@@ -26,6 +26,9 @@ constexpr int kGrid = 1027;  // edit: grid spacing in pixels, 0 for none
 constexpr int kAuto = 1030;  // buttons; OK and Cancel are IDOK and IDCANCEL
 constexpr int kFill = 1031;
 constexpr int kReset = 1032;
+constexpr int kLensSearch = 1033;  // edit: words of the lens's name
+constexpr int kLensList = 1034;    // list box: the matching lenses, shown with the search
+                                   // only for cameras of interchangeable lenses
 
 constexpr int kCamera = 1040;  // texts
 constexpr int kProfile = 1041;

@@ -3,10 +3,13 @@
 //
 // Every suite call must come from the thread the host called "Do It" on, and
 // the previews are the filter's own pictures, made by playing it. So the
-// previews are recomputed on this thread, from a timer that every change of a
-// setting re-arms: changes that come faster than the timer coalesce into one
+// previews are recomputed on this thread, from a timer that the first change
+// of a setting arms: the timer's message comes only when no other message is
+// waiting, so changes that come faster than the previews coalesce into one
 // play with the newest settings, and the window keeps answering between plays
-// instead of lagging behind a queue of stale ones.
+// instead of lagging behind a queue of stale ones. The uncorrected preview is
+// read from the document once per size and handed back to the filter after
+// that, so a change of a setting costs only the corrected preview.
 #include <windows.h>
 // windows.h first: the common controls' header needs its types.
 #include <commctrl.h>
@@ -21,7 +24,7 @@
 
 #include "automation/dialog.h"
 #include "automation/dialog_ids.h"
-#include "profiles/fill_zoom.h"
+#include "profiles/lens_table.h"
 
 namespace ortavel::automation {
 
@@ -30,7 +33,9 @@ namespace {
 namespace ids = dialog_ids;
 
 constexpr UINT_PTR kPreviewTimer = 1;
-constexpr UINT kPreviewDelayMs = 120;
+// WM_TIMER comes only once the queue is empty, so even the shortest delay
+// lets a burst of changes (a dragged trackbar) coalesce into one play.
+constexpr UINT kPreviewDelayMs = USER_TIMER_MINIMUM;
 constexpr const wchar_t *kPreviewClass = L"OrtavelLensCorrectionPreview";
 constexpr int kMaxPreviewSide = 2048;
 
@@ -229,8 +234,15 @@ RECT fit(const RECT &area, double aspect) {
 class Dialog {
  public:
   Dialog(const Suites &suites, const DialogFacts &facts)
-      : suites_(suites), facts_(facts), settings_(facts.initial) {
+      : suites_(suites), facts_(facts), settings_(facts.initial), profile_(facts.profile) {
     if (settings_.interpolation == 0) settings_.interpolation = kBicubic;
+    lensesShown_ = profiles::tableLensesFor(facts.camera.make, facts.camera.model, "");
+    lensPicker_ = lensesShown_.interchangeable;
+    // A debugging aid and the dialog test's window on the previews: each
+    // preview pair is written there as drawn, with the settings played.
+    wchar_t dump[MAX_PATH] = L"";
+    const DWORD n = GetEnvironmentVariableW(L"ORTAVEL_DIALOG_PREVIEW_DUMP", dump, MAX_PATH);
+    if (n > 0 && n < MAX_PATH) dumpDir_ = dump;
   }
 
   DialogOutcome run();
@@ -256,6 +268,10 @@ class Dialog {
   RECT previewArea() const;
   void applyAuto();
   void applyFill();
+  void showProfile();
+  void showLenses();
+  void pickLens();
+  void dumpPreviews() const;
   void finish(DialogResult result) {
     result_ = result;
     done_ = true;
@@ -279,6 +295,11 @@ class Dialog {
   Picture uncorrected_;
   Picture corrected_;
   int previewPlays_ = 0;
+  bool previewArmed_ = false;
+  ProfileChoice profile_;  // what Auto applies: the EXIF data's or the picked lens's
+  bool lensPicker_ = false;
+  profiles::LensChoices lensesShown_;  // the list's entries, in its order
+  std::wstring dumpDir_;
 };
 
 HWND Dialog::add(const wchar_t *cls, const wchar_t *text, DWORD style, int id, DWORD exStyle) {
@@ -332,12 +353,29 @@ void Dialog::create() {
   add(WC_BUTTONW, L"&Auto", WS_TABSTOP | WS_GROUP | BS_PUSHBUTTON, ids::kAuto);
   add(WC_BUTTONW, L"&Fill", WS_TABSTOP | BS_PUSHBUTTON, ids::kFill);
   add(WC_BUTTONW, L"R&eset", WS_TABSTOP | BS_PUSHBUTTON, ids::kReset);
+  // The lens picker: for a camera of interchangeable lenses whose EXIF data
+  // names none, the table's lenses for its mount, searched by name.
+  add(WC_STATICW, L"Le&ns (type to search):", SS_LEFT, ids::kLensSearch + 100);
+  add(WC_EDITW, L"", WS_TABSTOP | WS_GROUP | ES_AUTOHSCROLL, ids::kLensSearch, WS_EX_CLIENTEDGE);
+  add(WC_LISTBOXW, L"",
+      WS_TABSTOP | WS_VSCROLL | WS_HSCROLL | LBS_NOTIFY | LBS_NOINTEGRALHEIGHT | LBS_HASSTRINGS,
+      ids::kLensList, WS_EX_CLIENTEDGE);
+  if (!lensPicker_) {
+    for (int id : {ids::kLensSearch + 100, ids::kLensSearch, ids::kLensList}) {
+      ShowWindow(GetDlgItem(hwnd_, id), SW_HIDE);
+    }
+  }
   add(WC_BUTTONW, L"OK", WS_TABSTOP | WS_GROUP | BS_DEFPUSHBUTTON, IDOK);
   add(WC_BUTTONW, L"Cancel", WS_TABSTOP | BS_PUSHBUTTON, IDCANCEL);
   add(WC_STATICW, L"", SS_LEFT | SS_NOPREFIX, ids::kStatus);
   preview_ = add(kPreviewClass, L"", 0, ids::kPreview);
   SetWindowLongPtrW(preview_, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(this));
 
+  showProfile();
+  showLenses();
+}
+
+void Dialog::showProfile() {
   // What the filter read from the photograph.
   std::wstring camera = L"Camera: ";
   const std::string who = facts_.camera.make.empty() && facts_.camera.model.empty()
@@ -345,28 +383,74 @@ void Dialog::create() {
                               : facts_.camera.make + " " + facts_.camera.model;
   camera += widen(who);
   camera += L"    Lens: ";
-  camera += facts_.profile.settings && !facts_.profile.lens.empty() ? widen(facts_.profile.lens)
-                                                                    : std::wstring(L"unknown");
+  camera +=
+      profile_.settings && !profile_.lens.empty() ? widen(profile_.lens) : std::wstring(L"unknown");
   camera += L"    Focal length: ";
   camera += facts_.camera.focalLengthMm > 0.0 ? format(facts_.camera.focalLengthMm) + L" mm"
                                               : std::wstring(L"unknown");
   SetDlgItemTextW(hwnd_, ids::kCamera, camera.c_str());
   std::wstring profile;
-  if (facts_.profile.settings) {
+  if (profile_.settings) {
     wchar_t error[64];
-    std::swprintf(error, 64, L"%.3g", facts_.profile.fitErrorPx);
-    profile = L"Profile: " + widen(facts_.profile.camera) + L", " + widen(facts_.profile.lens) +
+    std::swprintf(error, 64, L"%.3g", profile_.fitErrorPx);
+    profile = L"Profile: " + widen(profile_.camera) + L", " + widen(profile_.lens) +
               L" (fit error " + error + L" px)";
   } else {
     // The lookup's first line says what is missing; the lines after it (what
     // was read, what to do) do not fit the dialog's one line.
-    std::string reason = facts_.profile.reason.substr(0, facts_.profile.reason.find('\n'));
+    std::string reason = profile_.reason.substr(0, profile_.reason.find('\n'));
     const std::string prefix = "no lens profile: ";
     if (reason.compare(0, prefix.size(), prefix) == 0) reason.erase(0, prefix.size());
+    if (lensPicker_) {
+      if (!reason.empty() && reason.back() != '.') reason += '.';
+      reason += " Pick the lens below.";
+    }
     profile = L"No lens profile: " + widen(reason);
-    EnableWindow(GetDlgItem(hwnd_, ids::kAuto), FALSE);
   }
   SetDlgItemTextW(hwnd_, ids::kProfile, profile.c_str());
+  EnableWindow(GetDlgItem(hwnd_, ids::kAuto), profile_.settings ? TRUE : FALSE);
+}
+
+void Dialog::showLenses() {
+  if (!lensPicker_) return;
+  std::string search;
+  for (const wchar_t c : windowText(GetDlgItem(hwnd_, ids::kLensSearch))) {
+    // Lens names are ASCII; anything else matches no name anyway.
+    search += c < 0x80 ? static_cast<char>(c) : '?';
+  }
+  lensesShown_ = profiles::tableLensesFor(facts_.camera.make, facts_.camera.model, search);
+  HWND list = GetDlgItem(hwnd_, ids::kLensList);
+  SendMessageW(list, WM_SETREDRAW, FALSE, 0);
+  SendMessageW(list, LB_RESETCONTENT, 0, 0);
+  // Lens names are long: the list scrolls sideways to the widest.
+  HDC dc = GetDC(list);
+  HGDIOBJ oldFont = dc != nullptr && font_ != nullptr ? SelectObject(dc, font_) : nullptr;
+  int widest = 0;
+  for (const std::string &name : lensesShown_.lenses) {
+    const std::wstring text = widen(name);
+    SendMessageW(list, LB_ADDSTRING, 0, reinterpret_cast<LPARAM>(text.c_str()));
+    SIZE size{};
+    if (dc != nullptr &&
+        GetTextExtentPoint32W(dc, text.c_str(), static_cast<int>(text.size()), &size) != FALSE) {
+      widest = std::max<int>(widest, size.cx);
+    }
+  }
+  if (oldFont != nullptr) SelectObject(dc, oldFont);
+  if (dc != nullptr) ReleaseDC(list, dc);
+  SendMessageW(list, LB_SETHORIZONTALEXTENT,
+               static_cast<WPARAM>(widest) + static_cast<WPARAM>(px(8)), 0);
+  SendMessageW(list, WM_SETREDRAW, TRUE, 0);
+  InvalidateRect(list, nullptr, TRUE);
+}
+
+void Dialog::pickLens() {
+  const auto index = SendDlgItemMessageW(hwnd_, ids::kLensList, LB_GETCURSEL, 0, 0);
+  if (index < 0 || static_cast<std::size_t>(index) >= lensesShown_.lenses.size()) return;
+  // The lens's profile as Auto would take it had the EXIF data named it.
+  profile_ = settingsFromProfile(facts_.camera, facts_.document,
+                                 lensesShown_.lenses[static_cast<std::size_t>(index)]);
+  showProfile();
+  applyAuto();
 }
 
 void Dialog::setFont() {
@@ -389,6 +473,7 @@ void Dialog::setFont() {
   }
   if (font_ != nullptr) DeleteObject(font_);
   font_ = font;
+  showLenses();  // the list's scrolling width follows the font
 }
 
 void Dialog::layout() {
@@ -445,6 +530,12 @@ void Dialog::layout() {
   place(ids::kFill, px0 + buttonW + px(6), y, buttonW, buttonH);
   place(ids::kReset, px0 + 2 * (buttonW + px(6)), y, buttonW, buttonH);
   const int bottom = client.bottom - m;
+  y += buttonH + px(8);
+  place(ids::kLensSearch + 100, px0, y, panel, px(18));
+  y += px(20);
+  place(ids::kLensSearch, px0, y, panel, field);
+  y += field + px(4);
+  place(ids::kLensList, px0, y, panel, std::max(bottom - buttonH - px(8) - y, px(40)));
   const int okW = px(86);
   place(IDCANCEL, width - m - okW, bottom - buttonH, okW, buttonH);
   place(IDOK, width - m - 2 * okW - px(8), bottom - buttonH, okW, buttonH);
@@ -483,8 +574,12 @@ void Dialog::showSettings() {
 }
 
 void Dialog::schedulePreview() {
-  // Re-arming replaces a pending timer: only the newest settings get played.
-  SetTimer(hwnd_, kPreviewTimer, kPreviewDelayMs, nullptr);
+  // Armed once: re-arming would hold the previews back for as long as a drag
+  // goes on. The play takes whatever settings are newest when it comes.
+  if (!previewArmed_) {
+    SetTimer(hwnd_, kPreviewTimer, kPreviewDelayMs, nullptr);
+    previewArmed_ = true;
+  }
   setStatus(L"Preview pending");
 }
 
@@ -496,6 +591,7 @@ RECT Dialog::previewArea() const {
 
 void Dialog::computePreviews() {
   KillTimer(hwnd_, kPreviewTimer);  // these settings are the newest
+  previewArmed_ = false;
   const RECT area = previewArea();
   const int areaW = std::max<int>(area.right, 1);
   const int areaH = std::max<int>(area.bottom, 1);
@@ -517,7 +613,10 @@ void Dialog::computePreviews() {
   const auto [cw, ch] = sized(std::max(canvasW, 1.0), std::max(canvasH, 1.0));
   if (uw != uncorrected_.width || uh != uncorrected_.height) uncorrected_.resize(uw, uh);
   if (cw != corrected_.width || ch != corrected_.height) corrected_.resize(cw, ch);
-  uncorrected_.request.pending = 1;
+  // The uncorrected picture, once read at this size, is handed back as it
+  // is: the filter makes the corrected one from it.
+  const bool readUncorrected = !uncorrected_.ready;
+  uncorrected_.request.pending = readUncorrected ? 1 : 0;
   corrected_.request.pending = 1;
   std::int32_t status = noErr;
   try {
@@ -533,11 +632,60 @@ void Dialog::computePreviews() {
                   static_cast<int>(status));
     setStatus(text);
   } else {
-    uncorrected_.takeFromRequest();
+    if (readUncorrected) uncorrected_.takeFromRequest();
     corrected_.takeFromRequest();
+    if (!dumpDir_.empty()) dumpPreviews();
+    // Drawn now, before the status says so.
+    InvalidateRect(preview_, nullptr, FALSE);
+    UpdateWindow(preview_);
     setStatus(L"Preview up to date");
+    return;
   }
   InvalidateRect(preview_, nullptr, FALSE);
+}
+
+// Written to a temporary name and renamed, so that a reader never sees half.
+void writeWhole(const std::wstring &path, const std::string &bytes) {
+  const std::wstring partial = path + L".partial";
+  HANDLE f = CreateFileW(partial.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                         FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (f == INVALID_HANDLE_VALUE) return;
+  DWORD written = 0;
+  const BOOL ok = WriteFile(f, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr);
+  CloseHandle(f);
+  if (ok != FALSE && written == bytes.size()) {
+    MoveFileExW(partial.c_str(), path.c_str(), MOVEFILE_REPLACE_EXISTING);
+  } else {
+    DeleteFileW(partial.c_str());
+  }
+}
+
+// A picture as a binary PPM: the filter's red, green, blue rows.
+std::string ppm(const Picture &p) {
+  std::string out = "P6\n" + std::to_string(p.width) + " " + std::to_string(p.height) + "\n255\n";
+  for (int y = 0; y < p.height; ++y) {
+    const auto *row = p.pixels.data() + static_cast<std::size_t>(y) * p.rowBytes;
+    out.append(reinterpret_cast<const char *>(row), static_cast<std::size_t>(p.width) * 3);
+  }
+  return out;
+}
+
+void Dialog::dumpPreviews() const {
+  writeWhole(dumpDir_ + L"\\uncorrected.ppm", ppm(uncorrected_));
+  writeWhole(dumpDir_ + L"\\corrected.ppm", ppm(corrected_));
+  // Exactly what was played, so that a reader can play it again.
+  char text[512];
+  std::snprintf(
+      text, sizeof text,
+      "k1 %.17g\nk2 %.17g\ncenterX %.17g\ncenterY %.17g\nradiusLimit %.17g\n"
+      "scale %.17g\ninterpolation %lu\norientation %lu\nmargins %ld %ld %ld %ld\n"
+      "plays %d\n",
+      settings_.k1, settings_.k2, settings_.centerX, settings_.centerY, settings_.radiusLimit,
+      settings_.scale, static_cast<unsigned long>(settings_.interpolation),
+      static_cast<unsigned long>(settings_.orientation), static_cast<long>(settings_.marginTop),
+      static_cast<long>(settings_.marginBottom), static_cast<long>(settings_.marginLeft),
+      static_cast<long>(settings_.marginRight), previewPlays_);
+  writeWhole(dumpDir_ + L"\\settings.txt", text);
 }
 
 void Dialog::paintPreview(HDC target, const RECT &client) {
@@ -611,8 +759,8 @@ void Dialog::paintPreview(HDC target, const RECT &client) {
 }
 
 void Dialog::applyAuto() {
-  if (!facts_.profile.settings) return;
-  const LensSettings &p = *facts_.profile.settings;
+  if (!profile_.settings) return;
+  const LensSettings &p = *profile_.settings;
   settings_.k1 = p.k1;
   settings_.k2 = p.k2;
   settings_.centerX = p.centerX;
@@ -625,22 +773,7 @@ void Dialog::applyAuto() {
 }
 
 void Dialog::applyFill() {
-  lensdistort_model lens{};
-  lens.centerX = settings_.centerX;
-  lens.centerY = settings_.centerY;
-  lens.k1 = settings_.k1;
-  lens.k2 = settings_.k2;
-  lens.radiusLimit = settings_.radiusLimit;
-  lens.scale = settings_.scale;
-  // The filter's orientation codes are the enumeration's place in its table.
-  lens.orientation = 0;
-  for (std::size_t i = 0; i < kOrientations.size(); ++i) {
-    if (kOrientations[i].code == settings_.orientation)
-      lens.orientation = static_cast<std::uint32_t>(i);
-  }
-  const auto zoom = profiles::fillZoom(
-      lens, {facts_.document.width, facts_.document.height, settings_.marginTop,
-             settings_.marginBottom, settings_.marginLeft, settings_.marginRight});
+  const auto zoom = fillZoomFor(settings_, facts_.document);
   if (!zoom) {
     setStatus(L"No zoom fills the frame with these settings");
     return;
@@ -689,6 +822,14 @@ void Dialog::onCommand(int id, int code, HWND control) {
       break;
   }
   if (updating_) return;
+  if (id == ids::kLensSearch && code == EN_CHANGE) {
+    showLenses();
+    return;
+  }
+  if (id == ids::kLensList && code == LBN_SELCHANGE) {
+    pickLens();
+    return;
+  }
   if (code == EN_CHANGE) {
     for (const SliderSpec &s : kSliders) {
       double v = 0.0;

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 #include "automation/dialog.h"
@@ -284,13 +285,18 @@ PIActionDescriptor descriptorFromSettings(const Suites &s, const LensSettings &s
   return d.release();
 }
 
-ProfileChoice settingsFromProfile(const CameraFacts &camera, const DocumentFacts &document) {
+ProfileChoice settingsFromProfile(const CameraFacts &camera, const DocumentFacts &document,
+                                  const std::string &pickedLens) {
   profiles::TableQuery query;
   query.make = camera.make;
   query.model = camera.model;
   query.focalLengthMm = camera.focalLengthMm;
   query.width = document.width;
   query.height = document.height;
+  if (!pickedLens.empty()) {
+    query.lensModel = pickedLens;
+    query.lensPicked = true;
+  }
   const profiles::TableLookup found = profiles::findTableProfile(query);
   if (!found.profile) {
     ProfileChoice none;
@@ -305,15 +311,26 @@ ProfileChoice settingsFromProfile(const CameraFacts &camera, const DocumentFacts
   v.scale = found.profile->scale;
   v.interpolation = kBicubic;
   // Fill: the zoom at which no empty border is left.
-  lensdistort_model lens{};
-  lens.centerX = v.centerX;
-  lens.centerY = v.centerY;
-  lens.k1 = v.k1;
-  lens.k2 = v.k2;
-  lens.scale = v.scale;
-  const auto zoom = profiles::fillZoom(lens, {document.width, document.height, 0, 0, 0, 0});
-  if (zoom) v.scale = *zoom;
+  if (const auto zoom = fillZoomFor(v, document)) v.scale = *zoom;
   return {v, {}, found.profile->camera, found.profile->lens, found.profile->fitErrorPx};
+}
+
+std::uint32_t orientationNumber(std::uint32_t code) {
+  // The enumeration's values in the order of the filter's numbers 1..7.
+  constexpr std::uint32_t kCodes[] = {PS_FOURCC('o', 'r', 'L', 'N'), PS_FOURCC('o', 'r', 'B', 'N'),
+                                      PS_FOURCC('o', 'r', 'R', 'N'), PS_FOURCC('o', 'r', 'T', 'M'),
+                                      PS_FOURCC('o', 'r', 'L', 'M'), PS_FOURCC('o', 'r', 'B', 'M'),
+                                      PS_FOURCC('o', 'r', 'R', 'M')};
+  for (std::uint32_t i = 0; i < std::size(kCodes); ++i) {
+    if (kCodes[i] == code) return i + 1;
+  }
+  return 0;
+}
+
+std::optional<double> fillZoomFor(const LensSettings &settings, const DocumentFacts &document) {
+  return profiles::fillZoom(profiles::fillLens(settings, orientationNumber(settings.orientation)),
+                            {document.width, document.height, settings.marginTop,
+                             settings.marginBottom, settings.marginLeft, settings.marginRight});
 }
 
 void alert(const Suites *suites, const std::string &title, const std::string &text) {

@@ -113,7 +113,18 @@ struct ProfileChoice {
   std::string lens;
   double fitErrorPx = 0.0;  // largest distance from the lens data's own mapping
 };
-ProfileChoice settingsFromProfile(const CameraFacts &camera, const DocumentFacts &document);
+// `pickedLens`: a lens the user picked from the table's list (as
+// `--lens-model` names it), for a camera whose EXIF data names none.
+ProfileChoice settingsFromProfile(const CameraFacts &camera, const DocumentFacts &document,
+                                  const std::string &pickedLens = {});
+
+// The filter's orientation number (0..7) of an "orIM" value; 0 (upright) for
+// 0 and for a value the filter does not know.
+std::uint32_t orientationNumber(std::uint32_t code);
+
+// The zoom that leaves no empty border on the document and its margins with
+// these settings (their own zoom ignored); nullopt when no zoom does.
+std::optional<double> fillZoomFor(const LensSettings &settings, const DocumentFacts &document);
 
 // "Do It": the whole step. Returns the host status.
 std::int32_t doIt(const SPBasicSuite *basic, PIActionParameters *parameters);

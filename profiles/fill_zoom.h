@@ -21,6 +21,24 @@ struct FillCanvas {
   std::int32_t right = 0;
 };
 
+// The lens model the fill computations take, from any settings record with
+// the filter's fields `k1`, `k2`, `centerX`, `centerY`, `radiusLimit` and
+// `scale` (the command's, the automation step's); `orientation` is the
+// filter's orientation number, 0..7. The image size is left for the fill
+// computations, which take it from the canvas.
+template <typename Settings>
+lensdistort_model fillLens(const Settings &s, std::uint32_t orientation) {
+  lensdistort_model lens{};
+  lens.centerX = s.centerX;
+  lens.centerY = s.centerY;
+  lens.k1 = s.k1;
+  lens.k2 = s.k2;
+  lens.radiusLimit = s.radiusLimit;
+  lens.scale = s.scale;
+  lens.orientation = orientation;
+  return lens;
+}
+
 // `lens` gives k1, k2, centre, radius limit and orientation; its scale and
 // image size are ignored. nullopt when no zoom fills the canvas: the optical centre lies
 // outside the picture, or a radius limit keeps every point inside at any zoom.

@@ -1,5 +1,6 @@
 #include "profiles/lens_table.h"
 
+#include <algorithm>
 #include <cctype>
 #include <vector>
 
@@ -168,6 +169,24 @@ TableLookup findTableProfile(const TableQuery &query) {
   p.lensCropFactor = r.frame.lensCropFactor;
   p.lensAspectRatio = r.frame.lensAspectRatio;
   return {p, {}};
+}
+
+LensChoices tableLensesFor(const std::string &make, const std::string &model,
+                           const std::string &search) {
+  LensChoices out;
+  if (make.empty() && model.empty()) return out;
+  const TableDb db;
+  const std::vector<Camera> cameras = db.findCameras(make, model);
+  if (cameras.empty() || TableDb::fixed(cameras.front())) return out;
+  out.interchangeable = true;
+  out.camera = cameraListName(db.cameraFacts(cameras.front()));
+  for (const std::size_t l : table::findLenses(indexOf(cameras.front()), std::nullopt, search)) {
+    if (lensdata::kLenses[l].calibrationCount == 0) continue;
+    std::string name = table::lensInfo(l).model;
+    if (std::find(out.lenses.begin(), out.lenses.end(), name) == out.lenses.end())
+      out.lenses.push_back(std::move(name));
+  }
+  return out;
 }
 
 const char *lensTableAttribution() {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace ortavel::profiles {
 
@@ -60,6 +61,19 @@ struct TableLookup {
 };
 
 TableLookup findTableProfile(const TableQuery &query);
+
+// The lenses a user may pick for the photograph's camera when its EXIF data
+// names none: those of the camera's mount and crop factor with distortion
+// data whose names hold every word of `search` (all of them for an empty
+// one), best match first, each name once. A camera that is not in the table
+// or has a built-in lens has nothing to pick (`interchangeable` false).
+struct LensChoices {
+  bool interchangeable = false;
+  std::string camera;  // as the database names it
+  std::vector<std::string> lenses;
+};
+LensChoices tableLensesFor(const std::string &make, const std::string &model,
+                           const std::string &search);
 
 // The attribution the database's licence asks for, for About boxes and
 // notices.

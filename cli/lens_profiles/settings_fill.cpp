@@ -6,15 +6,7 @@ namespace ortavel::cli {
 namespace {
 
 lensdistort_model lensOf(const CorrectionSettings &s) {
-  lensdistort_model m{};
-  m.centerX = s.centerX;
-  m.centerY = s.centerY;
-  m.k1 = s.k1;
-  m.k2 = s.k2;
-  m.radiusLimit = s.radiusLimit;
-  m.scale = s.scale;
-  m.orientation = static_cast<std::uint32_t>(s.orientation);
-  return m;
+  return profiles::fillLens(s, static_cast<std::uint32_t>(s.orientation));
 }
 
 profiles::FillCanvas canvasOf(const CorrectionSettings &s, std::int32_t width,

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <lensfun/lensfun.h>
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <map>
@@ -218,6 +219,62 @@ TEST(LensTable, FindsLensesAsTheLibraryDoes) {
     SCOPED_TRACE(orEmpty(lib.cameras()[ci]->Model));
     EXPECT_EQ(table::findLenses(ci, std::nullopt, ""),
               lib.findLenses(lib.cameras()[ci], nullptr, nullptr));
+  }
+}
+
+// The automation dialog's lens picker: the library's lenses for the camera's
+// mount that a search finds, those with distortion data, each name once; and
+// each one picked gives its own profile.
+TEST(LensTable, OffersTheLibrarysLensesForACamerasMount) {
+  const Library &lib = library();
+  const auto cameras = lib.findCameras("NIKON CORPORATION", "NIKON D2H");
+  ASSERT_FALSE(cameras.empty());
+  const lfCamera *camera = lib.cameras()[cameras.front()];
+  for (const std::string search : {"", "nikkor 18-70", "18-70", "zeiss", "no such lens"}) {
+    SCOPED_TRACE(search);
+    std::vector<std::string> expected;
+    for (const std::size_t i :
+         lib.findLenses(camera, nullptr, search.empty() ? nullptr : search.c_str())) {
+      const lfLens &l = *lib.lenses()[i];
+      const std::string name = orEmpty(l.Model);
+      if (l.CalibDistortion == nullptr || l.CalibDistortion[0] == nullptr) continue;
+      if (std::find(expected.begin(), expected.end(), name) == expected.end())
+        expected.push_back(name);
+    }
+    const profiles::LensChoices ours =
+        profiles::tableLensesFor("NIKON CORPORATION", "NIKON D2H", search);
+    EXPECT_TRUE(ours.interchangeable);
+    EXPECT_EQ(ours.camera, "Nikon D2H");
+    EXPECT_EQ(ours.lenses, expected);
+    if (search == "18-70") {
+      // Only the Nikon F lens of that range, not the one for Minolta's mount.
+      EXPECT_EQ(ours.lenses,
+                std::vector<std::string>{"Nikon AF-S DX Zoom-Nikkor 18-70mm f/3.5-4.5G IF-ED"});
+    }
+    if (search == "nikkor 18-70") {
+      for (const std::string &name : ours.lenses) {
+        profiles::TableQuery q;
+        q.make = "NIKON CORPORATION";
+        q.model = "NIKON D2H";
+        q.focalLengthMm = 23.33;
+        q.width = 500;
+        q.height = 375;
+        q.lensModel = name;
+        q.lensPicked = true;
+        const auto found = profiles::findTableProfile(q);
+        ASSERT_TRUE(found.profile) << found.error;
+        EXPECT_EQ(found.profile->lens, name);
+      }
+    }
+  }
+  EXPECT_FALSE(profiles::tableLensesFor("NIKON CORPORATION", "NIKON D2H", "").lenses.empty());
+  // A compact's own lens, a camera the table does not know, no camera at all:
+  // nothing to pick.
+  for (const auto &[make, model] : std::vector<std::pair<std::string, std::string>>{
+           {"Canon", "S40"}, {"NIKON", "E4600"}, {"", ""}}) {
+    const profiles::LensChoices none = profiles::tableLensesFor(make, model, "");
+    EXPECT_FALSE(none.interchangeable) << make << " " << model;
+    EXPECT_TRUE(none.lenses.empty()) << make << " " << model;
   }
 }
 

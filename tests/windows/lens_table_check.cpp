@@ -1,7 +1,8 @@
 // Profiles from the lens table, printed to the bit: every lens at every
 // calibrated focal length and 5 % above each, on a camera of each of its
 // mounts (the camera and lens chosen, the database's terms, and our k1, k2,
-// zoom and fit error). Built in the Linux and the Windows
+// zoom and fit error); and the lenses the automation dialog's picker offers
+// for a camera of each mount. Built in the Linux and the Windows
 // tree; scripts/windows-test compares the two outputs, so the automation
 // module finds on Windows what the command finds on Linux.
 #include <cstdio>
@@ -53,6 +54,15 @@ int main() {
         std::printf("\n");
       }
     }
+  }
+  // The picker's whole list (no search words) for a camera of each mount.
+  for (const auto &[mount, camera] : cameraOfMount) {
+    const table::CameraInfo c = table::cameraInfo(camera);
+    const LensChoices choices = tableLensesFor(c.maker, c.model, "");
+    std::printf("picker %s | %s | %d:", mount.c_str(), choices.camera.c_str(),
+                choices.interchangeable ? 1 : 0);
+    for (const std::string &lens : choices.lenses) std::printf(" [%s]", lens.c_str());
+    std::printf("\n");
   }
   return 0;
 }
