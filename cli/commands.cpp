@@ -186,7 +186,8 @@ void writeAtomically(const Image &img, FileFormat format, const fs::path &target
 
 // With --auto, comment lines say which profile the numbers come from.
 void writeSettings(const fs::path &path, const CorrectionSettings &s,
-                   const std::optional<LensProfile> &profile, bool overwrite) {
+                   const std::optional<LensProfile> &profile, bool overwrite,
+                   const ProfileNames &names) {
   AtomicOutput out(path, overwrite);
   {
     std::ofstream f(out.temporaryPath(), std::ios::binary | std::ios::trunc);
@@ -195,7 +196,7 @@ void writeSettings(const fs::path &path, const CorrectionSettings &s,
         << messages::profileSettings(*profile) << "\n";
       for (const auto &w : messages::profileWarnings(*profile)) f << "# note: " << w << "\n";
     }
-    f << formatSettings(s);
+    f << formatSettings(s, names);
     f.flush();
     if (!f) throw failure(path.string() + ": cannot write the settings file");
   }

@@ -160,4 +160,21 @@ PreviewRequest previewRequest(const json &body, const CorrectionSettings &base) 
   return p;
 }
 
+LensRequest lensRequest(const json &body, const ProfileNames &current) {
+  LensRequest r{current};
+  for (const auto &[key, v] : body.items()) {
+    if (key == "settings") continue;
+    if (key != "camera" && key != "lens") throw usageError("unknown field \"" + key + "\"");
+    std::optional<std::string> &slot = key == "camera" ? r.names.camera : r.names.lens;
+    if (v.is_null()) {
+      slot.reset();
+      continue;
+    }
+    if (!v.is_string()) throw usageError(key + " must be a name or null");
+    checkProfileName(v.get<std::string>(), key);
+    slot = v.get<std::string>();
+  }
+  return r;
+}
+
 }  // namespace ortavel::cli::ui

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "correction_settings.h"
+#include "settings_file.h"
 
 namespace ortavel::cli::ui {
 
@@ -50,5 +51,13 @@ struct PreviewRequest {
   bool vignetting = false;  // the lens profile's vignetting taken out first
 };
 PreviewRequest previewRequest(const nlohmann::json &body, const CorrectionSettings &base);
+
+// /api/lens's body: {camera, lens, settings}. A name replaces the choice,
+// null goes back to the photo's own, an absent key keeps `current`'s; a
+// name is refused as a settings file would refuse it (checkProfileName).
+struct LensRequest {
+  ProfileNames names;
+};
+LensRequest lensRequest(const nlohmann::json &body, const ProfileNames &current);
 
 }  // namespace ortavel::cli::ui

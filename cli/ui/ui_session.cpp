@@ -35,6 +35,31 @@ UiSession::UiSession(std::filesystem::path photoPath, Image photo,
   facts_.overrides = std::move(overrides);
 }
 
+PhotoFacts UiSession::photo() const {
+  std::lock_guard lock(factsMutex_);
+  return facts_;
+}
+
+ProfileNames UiSession::profileNames() const {
+  std::lock_guard lock(factsMutex_);
+  return {facts_.overrides.camera, facts_.overrides.lensModel};
+}
+
+void UiSession::chooseProfile(const ProfileNames &names) {
+  // The order preview() takes them in: its uncorrected picture may have been
+  // made from the vignetting of the last lens.
+  std::lock_guard previewLock(previewMutex_);
+  std::lock_guard vignettingLock(vignettingMutex_);
+  {
+    std::lock_guard lock(factsMutex_);
+    facts_.overrides.camera = names.camera;
+    facts_.overrides.lensModel = names.lens;
+  }
+  devignetted_.reset();
+  vignettingNote_.clear();
+  if (uncorrectedVignetting_) uncorrected_.reset();
+}
+
 UiSession::~UiSession() {
   cancel();
   waitForJob();
@@ -43,7 +68,7 @@ UiSession::~UiSession() {
 std::string UiSession::prepareVignetting() {
   std::lock_guard lock(vignettingMutex_);
   if (!devignetted_) {
-    ProfileAnswer<Image> a = vignettingCorrected(facts_, image_);
+    ProfileAnswer<Image> a = vignettingCorrected(photo(), image_);
     if (!a.value) throw inputError(a.reason);
     devignetted_ = std::make_shared<const Image>(std::move(*a.value));
     vignettingNote_ = a.notes.empty() ? std::string() : a.notes.front();

@@ -22,6 +22,7 @@
 #include "filter_session.h"
 #include "image_io/image.h"
 #include "image_io/image_io.h"
+#include "settings_file.h"
 #include "ui/profile_hooks.h"
 
 namespace ortavel::cli::ui {
@@ -56,7 +57,15 @@ class UiSession {
   UiSession(const UiSession &) = delete;
   UiSession &operator=(const UiSession &) = delete;
 
-  const PhotoFacts &photo() const { return facts_; }
+  // A copy: the picker changes the camera and lens while requests read them.
+  PhotoFacts photo() const;
+  // The camera and lens chosen in the picker, or given to the command
+  // (nullopt: the photo's own).
+  ProfileNames profileNames() const;
+  // Chooses them, as --camera and --lens-model would: every later profile
+  // lookup (Auto, Fill, vignetting) takes them. The vignetting already taken
+  // out for the last lens is dropped.
+  void chooseProfile(const ProfileNames &names);
   const Image &image() const { return image_; }
   const CorrectionSettings &initialSettings() const { return initial_; }
 
@@ -99,7 +108,8 @@ class UiSession {
   std::string vignettingNote_;
   bool uncorrectedVignetting_ = false;  // whether uncorrected_ was made from it
   std::unique_ptr<FilterSession> filter_;
-  PhotoFacts facts_;
+  mutable std::mutex factsMutex_;
+  PhotoFacts facts_;  // its overrides change with the picker
   CorrectionSettings initial_;
 
   std::atomic<std::uint64_t> previewTickets_{0};

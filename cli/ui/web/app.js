@@ -38,6 +38,9 @@ const page = {
   editSource: null,   // the control of the edit not yet recorded
   lastSeen: null,     // the settings after that control's latest change
   editTimer: 0,
+  choice: { camera: null, lens: null },  // the picker's camera and lens (null: the photo's)
+  lenses: [],         // the lenses that fit the camera
+  cameras: [],        // every camera, fetched when the camera must be chosen
 };
 
 // ---- requests -------------------------------------------------------------
@@ -653,6 +656,121 @@ async function profile(path, apply, source) {
   settingsChanged(source);
 }
 
+// ---- lens picker ------------------------------------------------------------
+// The lenses of the camera's mount, filtered as the user types; choosing one
+// asks the server to take it (as --lens-model) and applies its profile at
+// once. Where the camera is unknown, the cameras first.
+
+// Every word typed, in any order, case ignored.
+function matches(name, text) {
+  const lower = name.toLowerCase();
+  return text.toLowerCase().split(/\s+/).filter((w) => w !== '').every((w) => lower.includes(w));
+}
+
+function fillList(list, items, text, label) {
+  const shown = items.filter((it) => matches(it.name, text));
+  list.replaceChildren(...shown.map((it) => new Option(label(it), it.name)));
+  if (shown.length > 0) list.selectedIndex = -1;
+}
+
+function lensLabel(l) {
+  const range = l.minFocal === l.maxFocal ? `${l.minFocal} mm` : `${l.minFocal}–${l.maxFocal} mm`;
+  const notes = [l.calibrated ? '' : 'no distortion profile', l.coversFocal ? '' : 'other range']
+    .filter((n) => n !== '');
+  return notes.length ? `${l.name} (${range}; ${notes.join(', ')})` : `${l.name} (${range})`;
+}
+
+function showLenses() {
+  fillList($('lens-list'), page.lenses, $('lens-search').value, lensLabel);
+}
+
+function showCameras() {
+  fillList($('camera-list'), page.cameras.map((name) => ({ name })), $('camera-search').value,
+    (c) => c.name);
+}
+
+// The profile in use, or why there is none.
+function showInUse(profile, reason) {
+  const el = $('lens-in-use');
+  el.classList.toggle('none', !profile);
+  if (profile) {
+    const fit = profile.exact ? 'exact conversion' :
+      `fit error ${Number(profile.fitErrorPx).toPrecision(3)} px`;
+    el.textContent = `In use: ${profile.lens}, ${profile.focalLength} mm (${fit})`;
+  } else {
+    el.textContent = reason ? `No profile: ${reason}` : '';
+  }
+  el.dataset.lens = profile ? profile.lens : '';
+}
+
+async function loadLenses() {
+  const r = await call('GET', '/api/lenses');
+  if (!r.ok) {
+    showInUse(null, r.data.error ?? 'the lens list is unavailable');
+    return;
+  }
+  page.lenses = r.data.lenses;
+  const unknown = r.data.camera === null;
+  $('lens-search').placeholder = unknown ? 'Choose the camera first' :
+    `Type to search the ${r.data.mount || 'camera'}'s lenses`;
+  if (unknown || page.choice.camera !== null) await loadCameras();
+  if (unknown) showInUse(null, r.data.reason);
+  showLenses();
+}
+
+async function loadCameras() {
+  $('camera-row').hidden = false;
+  $('camera-list').hidden = false;
+  if (page.cameras.length === 0) {
+    const r = await call('GET', '/api/cameras');
+    if (r.ok) page.cameras = r.data.cameras;
+  }
+  if (page.choice.camera !== null && $('camera-search').value === '') {
+    $('camera-search').value = page.choice.camera;
+  }
+  showCameras();
+}
+
+// Takes a camera or lens (a name; null: the photo's own) and, when a profile
+// follows, applies it as Auto does.
+async function choose(names) {
+  const r = await call('POST', '/api/lens', { ...names, settings: copySettings(page.settings) });
+  if (!r.ok) {
+    say(r.data.error ?? 'the choice was refused', true);
+    return;
+  }
+  page.choice = r.data.choice;
+  if (r.data.settings) {
+    page.settings = copySettings(r.data.settings);
+    showNotes(r.data.notes ?? []);
+    showSettings(page.settings);
+    settingsChanged('lens');
+    recordEdit();
+    say('');
+  }
+  showInUse(r.data.profile ?? null, r.data.reason);
+  if ('camera' in names) await loadLenses();
+}
+
+function bindPicker() {
+  $('lens-search').addEventListener('input', showLenses);
+  $('camera-search').addEventListener('input', showCameras);
+  // Enter in a search field takes the first match.
+  const takeFirst = (search, list, key) => search.addEventListener('keydown', (event) => {
+    if (event.key !== 'Enter') return;
+    event.preventDefault();
+    if (list.options.length > 0) choose({ [key]: list.options[0].value });
+  });
+  takeFirst($('lens-search'), $('lens-list'), 'lens');
+  takeFirst($('camera-search'), $('camera-list'), 'camera');
+  $('lens-list').addEventListener('change', () => {
+    if ($('lens-list').value) choose({ lens: $('lens-list').value });
+  });
+  $('camera-list').addEventListener('change', () => {
+    if ($('camera-list').value) choose({ camera: $('camera-list').value, lens: null });
+  });
+}
+
 // ---- start ------------------------------------------------------------------
 
 async function start() {
@@ -684,6 +802,7 @@ async function start() {
   $('auto').addEventListener('click', () => profile('/api/auto', (d) => {
     page.settings = copySettings(d.settings);
     showNotes(d.notes ?? []);
+    showInUse(d.profile ?? null);
   }, 'auto'));
   $('vignetting').disabled = !st.profiles.available;
   $('vignetting').addEventListener('change', toggleVignetting);
@@ -708,6 +827,18 @@ async function start() {
   bindView();
   applySettings(page.initial);
   page.committed = copySettings(page.settings);
+  page.choice = st.choice;
+  if (st.profiles.available) {
+    bindPicker();
+    await loadLenses();
+    // The profile Auto would take, shown but not applied.
+    const a = await call('POST', '/api/auto', { settings: copySettings(page.settings) });
+    if ($('lens-in-use').textContent === '') {
+      showInUse(a.ok ? a.data.profile : null, a.ok ? '' : a.data.error);
+    }
+  } else {
+    $('lens-picker').hidden = true;
+  }
   const job = (await call('GET', '/api/job')).data;
   if (job.state === 'running') {
     setCorrecting(true);
