@@ -19,6 +19,7 @@
 #include "progress_bar.h"
 #include "settings_file.h"
 #include "side_by_side.h"
+#include "upright.h"
 
 namespace ortavel::cli {
 namespace {
@@ -399,8 +400,15 @@ ExitCode runPreview(const CommandLine &cl) {
   const PhotoSettings chosen = settingsForPhoto(cl, session, img, in.string());
   const auto vignetting = correctPhotoVignetting(cl, chosen, img, in.string());
   if (vignetting && !cl.quiet) std::printf("%s\n", vignetting->c_str());
-  const Previews p =
-      session.preview(img, chosen.settings, cl.previewWidth, cl.previewHeight, in.string());
+  // The pictures are shown upright, as the EXIF orientation says, in a box
+  // of the size asked: a quarter turn fits the stored picture into the box
+  // turned.
+  const int shown = displayOrientation(img);
+  const bool turn = swapsSides(shown);
+  Previews p = session.preview(img, chosen.settings, turn ? cl.previewHeight : cl.previewWidth,
+                               turn ? cl.previewWidth : cl.previewHeight, in.string());
+  p.uncorrected = upright(p.uncorrected, shown);
+  p.corrected = upright(p.corrected, shown);
   // The pictures go in place together or not at all: a pair that is half
   // old, half new would show a correction that was never made.
   AtomicOutput un(unPath, cl.force), co(coPath, cl.force);

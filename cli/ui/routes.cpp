@@ -12,6 +12,7 @@
 #include "ui/security.h"
 #include "ui/settings_json.h"
 #include "ui/ui_session.h"
+#include "upright.h"
 
 namespace ortavel::cli::ui {
 namespace {
@@ -145,6 +146,7 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                       {"width", p.width},
                       {"height", p.height},
                       {"bits", img.fileBits},
+                      {"orientation", displayOrientation(img)},
                       {"format", formatName(img.format)}}},
                     {"camera", cameraJson(p.identity)},
                     {"choice", choiceJson(session.profileNames())},

@@ -38,6 +38,7 @@ const page = {
   editSource: null,   // the control of the edit not yet recorded
   lastSeen: null,     // the settings after that control's latest change
   editTimer: 0,
+  shown: 1,           // the photo's EXIF orientation, 1..8, by which it is shown
   choice: { camera: null, lens: null },  // the picker's camera and lens (null: the photo's)
   lenses: [],         // the lenses that fit the camera
   cameras: [],        // every camera, fetched when the camera must be chosen
@@ -231,7 +232,10 @@ function previewBox() {
   const cssH = viewer.clientHeight - caption;
   const dpr = window.devicePixelRatio || 1;
   const step = (v) => Math.max(16, Math.floor((v * dpr) / 16) * 16);
-  return { width: Math.min(8192, step(cssW)), height: Math.min(8192, step(cssH)) };
+  const w = Math.min(8192, step(cssW));
+  const h = Math.min(8192, step(cssH));
+  // The server fits the stored picture: a quarter turn shows it turned.
+  return swapsSides() ? { width: h, height: w } : { width: w, height: h };
 }
 
 function setPreviewState(text, stale) {
@@ -331,24 +335,66 @@ async function pump() {
   }
 }
 
+// Draws the stored picture upright: each stored pixel where the photo's EXIF
+// orientation shows it.
 function draw(canvas, pic) {
-  canvas.width = pic.width;
-  canvas.height = pic.height;
+  const turn = swapsSides();
+  const w = turn ? pic.height : pic.width;
+  const h = turn ? pic.width : pic.height;
+  canvas.width = w;
+  canvas.height = h;
+  canvas.dataset.storedWidth = String(pic.width);
+  canvas.dataset.storedHeight = String(pic.height);
   const ctx = canvas.getContext('2d');
-  const image = ctx.createImageData(pic.width, pic.height);
+  const image = ctx.createImageData(w, h);
   const out = new Uint32Array(image.data.buffer);
   const rgb = pic.rgb;
   const little = new Uint8Array(new Uint32Array([1]).buffer)[0] === 1;
-  for (let i = 0, j = 0; j < out.length; i += 3, ++j) {
-    out[j] = little
-      ? (0xff000000 | (rgb[i + 2] << 16) | (rgb[i + 1] << 8) | rgb[i]) >>> 0
-      : ((rgb[i] << 24) | (rgb[i + 1] << 16) | (rgb[i + 2] << 8) | 0xff) >>> 0;
+  // Where the stored pixel (x, y) goes: start + x * dx + y * dy.
+  const [u0, v0] = shownPixel(pic.width, pic.height, 0, 0);
+  const [u1, v1] = shownPixel(pic.width, pic.height, 1, 0);
+  const [u2, v2] = shownPixel(pic.width, pic.height, 0, 1);
+  const start = v0 * w + u0;
+  const dx = (v1 - v0) * w + (u1 - u0);
+  const dy = (v2 - v0) * w + (u2 - u0);
+  for (let y = 0, i = 0; y < pic.height; ++y) {
+    for (let x = 0, j = start + y * dy; x < pic.width; ++x, i += 3, j += dx) {
+      out[j] = little
+        ? (0xff000000 | (rgb[i + 2] << 16) | (rgb[i + 1] << 8) | rgb[i]) >>> 0
+        : ((rgb[i] << 24) | (rgb[i + 1] << 16) | (rgb[i + 2] << 8) | 0xff) >>> 0;
+    }
   }
   ctx.putImageData(image, 0, 0);
   const dpr = window.devicePixelRatio || 1;
-  canvas.style.width = `${pic.width / dpr}px`;
-  canvas.style.height = `${pic.height / dpr}px`;
+  canvas.style.width = `${w / dpr}px`;
+  canvas.style.height = `${h / dpr}px`;
   drawGrid(canvas);
+}
+
+// ---- upright display --------------------------------------------------------
+// The photo's EXIF orientation (1..8) turns what is shown; the settings, the
+// optical centre included, stay in the stored picture's coordinates.
+
+const swapsSides = () => page.shown >= 5 && page.shown <= 8;
+
+// The stored pixel (x, y) of a w x h picture, as shown.
+function shownPixel(w, h, x, y) {
+  const xr = w - 1 - x;
+  const yr = h - 1 - y;
+  return [[x, y], [x, y], [xr, y], [xr, yr], [x, yr], [y, x], [yr, x], [yr, xr], [y, xr]][
+    page.shown] ?? [x, y];
+}
+
+// A point of a w x h stored picture (in pixels from its top left corner) as
+// shown, and back.
+function toShown(w, h, x, y) {
+  return [[x, y], [x, y], [w - x, y], [w - x, h - y], [x, h - y], [y, x], [h - y, x],
+    [h - y, w - x], [y, w - x]][page.shown] ?? [x, y];
+}
+
+function fromShown(w, h, u, v) {
+  return [[u, v], [u, v], [w - u, v], [w - u, h - v], [u, h - v], [v, u], [v, h - u],
+    [w - v, h - u], [w - v, u]][page.shown] ?? [u, v];
 }
 
 // ---- grid -----------------------------------------------------------------
@@ -406,20 +452,23 @@ function geometry() {
   const o = page.photo && page.orientations.indexOf(s.orientation);
   const D = o % 2 === 1 ? H : W;
   const canvas = $('after');
-  const b = canvas.width / (W + s.margins.left + s.margins.right);
+  const sw = Number(canvas.dataset.storedWidth ?? canvas.width);
+  const sh = Number(canvas.dataset.storedHeight ?? canvas.height);
+  const b = sw / (W + s.margins.left + s.margins.right);
   const css = canvas.clientWidth / canvas.width;
-  return { s, W, H, o, D, b, css };
+  return { s, W, H, o, D, b, css, sw, sh };
 }
 
 function placeMarker() {
   const marker = $('center-marker');
   if (!page.photo || $('after').width === 0) return;
-  const { s, W, H, o, D, b, css } = geometry();
+  const { s, W, H, o, D, b, css, sw, sh } = geometry();
   const [cx, cy] = TURNS[o](s.centerX, s.centerY);
   const ox = ((W - 1) + cx * (D - 1) * s.scale) * 0.5;
   const oy = ((H - 1) + cy * (D - 1) * s.scale) * 0.5;
-  marker.style.left = `${(ox + s.margins.left) * b * css}px`;
-  marker.style.top = `${(oy + s.margins.top) * b * css}px`;
+  const [u, v] = toShown(sw, sh, (ox + s.margins.left) * b, (oy + s.margins.top) * b);
+  marker.style.left = `${u * css}px`;
+  marker.style.top = `${v * css}px`;
   marker.setAttribute('aria-valuenow', String(s.centerX));
   marker.setAttribute('aria-valuetext', `x ${s.centerX.toFixed(3)}, y ${s.centerY.toFixed(3)}`);
 }
@@ -437,10 +486,12 @@ function setCenter(cx, cy) {
 function bindMarker() {
   const marker = $('center-marker');
   const move = (event) => {
-    const { s, W, H, D, b, css } = geometry();
+    const { s, W, H, D, b, css, sw, sh } = geometry();
     const rect = $('after').getBoundingClientRect();
-    const ox = (event.clientX - rect.left) / css / b - s.margins.left;
-    const oy = (event.clientY - rect.top) / css / b - s.margins.top;
+    const [x, y] = fromShown(sw, sh, (event.clientX - rect.left) / css,
+      (event.clientY - rect.top) / css);
+    const ox = x / b - s.margins.left;
+    const oy = y / b - s.margins.top;
     setCenter((2 * ox - (W - 1)) / ((D - 1) * s.scale), (2 * oy - (H - 1)) / ((D - 1) * s.scale));
   };
   marker.addEventListener('pointerdown', (event) => {
@@ -454,9 +505,11 @@ function bindMarker() {
     const step = event.shiftKey ? 0.05 : 0.005;
     const moves = { ArrowLeft: [-step, 0], ArrowRight: [step, 0], ArrowUp: [0, -step],
       ArrowDown: [0, step] };
-    const d = moves[event.key];
-    if (!d) return;
+    const shown = moves[event.key];
+    if (!shown) return;
     event.preventDefault();
+    // The arrow's direction on screen, in the stored picture.
+    const d = fromShown(0, 0, shown[0], shown[1]);
     const { s, o } = geometry();
     const [cx, cy] = TURNS[o](s.centerX, s.centerY);
     setCenter(cx + d[0], cy + d[1]);
@@ -781,11 +834,13 @@ async function start() {
   }
   const st = r.data;
   page.photo = st.photo;
+  page.shown = st.photo.orientation ?? 1;
   page.orientations = st.orientations;
   page.initial = st.settings;
   $('photo-name').textContent = `— ${st.photo.name}`;
   document.title = `Ortavel — ${st.photo.name}`;
-  $('photo-size').textContent = `${st.photo.width} × ${st.photo.height}, ${st.photo.bits} bits`;
+  $('photo-size').textContent = `${st.photo.width} × ${st.photo.height}, ${st.photo.bits} bits` +
+    (page.shown === 1 ? '' : `, shown upright (EXIF orientation ${page.shown})`);
   $('camera-make').textContent = st.camera.make ?? 'unknown';
   $('camera-model').textContent = st.camera.model ?? '';
   $('camera-lens').textContent = st.camera.lens ?? 'not recorded';
