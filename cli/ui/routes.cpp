@@ -178,6 +178,26 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                         "application/octet-stream");
       }));
 
+  // The 1:1 view: a rectangle of the full-size correction.
+  server.Post("/api/crop", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+                const CropRequest c = cropRequest(parseBody(req.body), session.initialSettings());
+                UiSession::PreviewAnswer a =
+                    session.crop(c.settings, c.vignetting, {c.x, c.y, c.width, c.height});
+                if (a.outcome == UiSession::PreviewOutcome::kSuperseded) {
+                  return sendError(res, 409, "superseded by a newer preview request",
+                                   {{"superseded", true}});
+                }
+                if (a.outcome == UiSession::PreviewOutcome::kBusy) {
+                  return sendError(res, 409,
+                                   "the photo is being corrected; previews resume when it ends",
+                                   {{"busy", true}});
+                }
+                res.set_header("X-Preview-Width", std::to_string(a.picture.width));
+                res.set_header("X-Preview-Height", std::to_string(a.picture.height));
+                res.set_content(std::string(a.picture.pixels.begin(), a.picture.pixels.end()),
+                                "application/octet-stream");
+              }));
+
   server.Post("/api/save-settings",
               guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);

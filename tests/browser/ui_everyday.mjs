@@ -208,6 +208,64 @@ try {
     await page.keyboard.press('ArrowRight');
     const [x1, y1] = await centre();
     check(x1 === x0 && y1 < y0, `ArrowRight moves the centre right on screen (${x0},${y0} -> ${x1},${y1})`);
+
+    // The 1:1 view: full-resolution pixels of the correction, upright, moved
+    // by dragging; each window equals that part of ortavel correct's file.
+    await page.fill('#k1-number', '-0.2');
+    await settled(page);
+    await page.selectOption('#view-mode', 'loupe');
+    const loupe = async () => page.waitForFunction(() => {
+      const l = document.getElementById('loupe');
+      return document.getElementById('preview-state').textContent === 'Up to date' &&
+        l.dataset.rect !== undefined ? { rect: l.dataset.rect, settings: l.dataset.settings } : null;
+    }, null, { timeout: 30_000 }).then((h) => h.jsonValue());
+    const corrected = path.join(dir, 'corrected.png');
+    run('correct', phone, corrected, '--k1', '-0.2', '--center',
+      `${await page.inputValue('#centerX-number')},${await page.inputValue('#centerY-number')}`,
+      '-q');
+    const full = decodePng(fs.readFileSync(corrected));
+    const sameAsFile = async (what) => {
+      const got = await page.evaluate(() => {
+        const c = document.getElementById('loupe');
+        const d = c.getContext('2d').getImageData(0, 0, c.width, c.height).data;
+        return { width: c.width, height: c.height, rect: c.dataset.rect, rgba: Array.from(d) };
+      });
+      const [rx, ry, rw, rh] = got.rect.split(',').map(Number);
+      let same = got.width === rh && got.height === rw;  // turned a quarter
+      // Shown (u, v) is the window's stored pixel (v, rh - 1 - u).
+      for (let v = 0; same && v < got.height; ++v) {
+        for (let u = 0; same && u < got.width; ++u) {
+          const at = ((ry + rh - 1 - u) * full.width + rx + v) * 3;
+          const i = (v * got.width + u) * 4;
+          same = got.rgba[i] === full.rgb[at] && got.rgba[i + 1] === full.rgb[at + 1] &&
+            got.rgba[i + 2] === full.rgb[at + 2];
+        }
+      }
+      check(same, `${what}: the 1:1 window ${got.rect} (${got.width}x${got.height} shown) ` +
+        'equals the corrected file there');
+      return got.rect;
+    };
+    await loupe();
+    const first = await sameAsFile('at first');
+    const box = await page.$eval('#loupe', (c) => {
+      const r = c.getBoundingClientRect();
+      return { x: r.left + r.width / 2, y: r.top + r.height / 2 };
+    });
+    await page.mouse.move(box.x, box.y);
+    await page.mouse.down();
+    await page.mouse.move(box.x + 60, box.y + 40, { steps: 3 });
+    await page.mouse.up();
+    // Dragged right and down on screen, the picture follows the pointer: the
+    // window goes left and up on screen. Turned 90 degrees clockwise, the
+    // screen's up is the stored picture's left (x - 40) and the screen's left
+    // its bottom (y + 60, as far as the picture reaches).
+    const [fx, fy, fw, fh] = first.split(',').map(Number);
+    const wanted = `${fx - 40},${Math.min(720 - fh, fy + 60)},${fw},${fh}`;
+    const reached = await page.waitForFunction((r) =>
+      document.getElementById('loupe').dataset.rect === r, wanted, { timeout: 10_000 })
+      .then(() => true, () => false);
+    const moved = await sameAsFile('dragged');
+    check(reached, `dragging 60 right and 40 down moves the window to ${wanted} (${moved})`);
   });
 } finally {
   await browser.close();

@@ -509,6 +509,52 @@ TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {
   EXPECT_EQ(big->get_header_value("X-Preview-Width"), "1024");
 }
 
+TEST(UiServer, TheOneToOneViewIsCutFromTheFullSizeCorrection) {
+  Editor e(kPhoto);
+  const json settings = {{"k1", -0.2}, {"margins", {{"left", 10}, {"top", 4}}}};
+  ProgressBar bar(false);
+  FilterSession fresh(ORTAVEL_PLUGIN_PATH, bar);
+  Image full = readImage(kPhoto);
+  fresh.correct(full, settingsFromJson(settings, CorrectionSettings{}), "fresh");
+  const std::int32_t W = full.doc.width, H = full.doc.height;
+  ASSERT_EQ(W, e.session->photo().width + 10);
+  // Grey pictures are shown as RGB with three equal samples.
+  auto want = [&](int x0, int y0, int w, int h) {
+    std::string rgb;
+    for (int y = y0; y < y0 + h; ++y)
+      for (int x = x0; x < x0 + w; ++x)
+        for (int c = 0; c < 3; ++c) {
+          const auto &plane = full.doc.planes[full.colourChannels() == 1 ? 0 : c].samples;
+          rgb += static_cast<char>(plane[static_cast<std::size_t>(y) * W + x]);
+        }
+    return rgb;
+  };
+  // A window inside, and one in the corner of the margins (from the kept
+  // correction).
+  for (const auto &[x, y, w, h] :
+       {std::tuple(100, 50, 64, 32), std::tuple(W - 16, H - 8, 16, 8), std::tuple(0, 0, 12, 6)}) {
+    const json body = {{"settings", settings},
+                       {"rect", {{"x", x}, {"y", y}, {"width", w}, {"height", h}}}};
+    const auto r = e.post("/api/crop", body.dump());
+    ASSERT_EQ(r->status, 200) << r->body;
+    EXPECT_EQ(r->get_header_value("X-Preview-Width"), std::to_string(w));
+    EXPECT_EQ(r->get_header_value("X-Preview-Height"), std::to_string(h));
+    EXPECT_TRUE(r->body == want(x, y, w, h)) << x << "," << y;
+  }
+  for (const json &rect :
+       {json{{"x", W - 15}, {"y", 0}, {"width", 16}, {"height", 8}},  // past the right edge
+        json{{"x", 0}, {"y", H}, {"width", 1}, {"height", 1}},
+        json{{"x", -1}, {"y", 0}, {"width", 16}, {"height", 8}},
+        json{{"x", 0}, {"y", 0}, {"width", 0}, {"height", 8}},
+        json{{"x", 0}, {"y", 0}, {"width", 5000}, {"height", 8}},
+        json{{"x", 0}, {"y", 0}, {"width", 3000}, {"height", 3000}},  // over the area limit
+        json{{"x", 0.5}, {"y", 0}, {"width", 16}, {"height", 8}}, json{{"x", 0}, {"y", 0}}}) {
+    const auto r = e.post("/api/crop", json{{"settings", settings}, {"rect", rect}}.dump());
+    EXPECT_EQ(r->status, 400) << rect.dump() << " " << r->body;
+  }
+  EXPECT_EQ(e.post("/api/crop", json{{"settings", settings}}.dump())->status, 400);
+}
+
 TEST(UiServer, WritesOnlyWhereAskedAndExistingFilesOnlyWhenConfirmed) {
   Folder dir;
   const fs::path photo = dir.path() / "photo.jpg";

@@ -38,6 +38,7 @@ const page = {
   editSource: null,   // the control of the edit not yet recorded
   lastSeen: null,     // the settings after that control's latest change
   editTimer: 0,
+  loupe: { cx: null, cy: null, inFlight: false, again: false, timer: 0 },  // the 1:1 window
   shown: 1,           // the photo's EXIF orientation, 1..8, by which it is shown
   choice: { camera: null, lens: null },  // the picker's camera and lens (null: the photo's)
   lenses: [],         // the lenses that fit the camera
@@ -253,6 +254,11 @@ function previewKey(settings) {
 
 function schedulePreview() {
   if (page.settings === null) return;
+  if (inLoupe()) {
+    setPreviewState('Updating…', true);
+    scheduleLoupe();
+    return;
+  }
   if (previewKey(page.settings) !== page.drawnKey) setPreviewState('Updating…', true);
   clearTimeout(page.timer);
   page.timer = setTimeout(pump, DEBOUNCE_MS);
@@ -280,7 +286,7 @@ async function fetchPreview(settings, box, picture) {
 }
 
 async function pump() {
-  if (page.inFlight || page.correcting || page.settings === null) return;
+  if (page.inFlight || page.correcting || page.settings === null || inLoupe()) return;
   const box = previewBox();
   const boxKey = `${box.width}x${box.height}`;
   const settings = copySettings(page.settings);
@@ -516,6 +522,114 @@ function bindMarker() {
   });
 }
 
+// ---- 1:1 view ---------------------------------------------------------------
+// The corrected photo at full resolution, one photo pixel to one screen
+// pixel, in a window the user drags over it. The server makes the full-size
+// correction once for each settings and cuts each window from it.
+
+const inLoupe = () => $('viewer').classList.contains('mode-loupe');
+
+// The corrected picture's size (margins included), in stored pixels.
+function correctedSize() {
+  const s = page.settings;
+  return [page.photo.width + s.margins.left + s.margins.right,
+    page.photo.height + s.margins.top + s.margins.bottom];
+}
+
+// The window in stored pixels: the viewer's size on screen (turned back
+// when the photo is shown turned), about the loupe's centre, inside the picture.
+function loupeRect() {
+  const viewer = $('viewer');
+  const dpr = window.devicePixelRatio || 1;
+  const vw = Math.min(2048, Math.floor(viewer.clientWidth * dpr));
+  const vh = Math.min(2048, Math.floor((viewer.clientHeight - 20) * dpr));
+  const [cw, ch] = correctedSize();
+  const w = Math.max(1, Math.min(cw, swapsSides() ? vh : vw));
+  const h = Math.max(1, Math.min(ch, swapsSides() ? vw : vh));
+  page.loupe.cx ??= cw / 2;
+  page.loupe.cy ??= ch / 2;
+  page.loupe.cx = Math.min(cw - w / 2, Math.max(w / 2, page.loupe.cx));
+  page.loupe.cy = Math.min(ch - h / 2, Math.max(h / 2, page.loupe.cy));
+  return { x: Math.round(page.loupe.cx - w / 2), y: Math.round(page.loupe.cy - h / 2),
+    width: w, height: h };
+}
+
+function scheduleLoupe() {
+  clearTimeout(page.loupe.timer);
+  page.loupe.timer = setTimeout(fetchLoupe, DEBOUNCE_MS);
+}
+
+async function fetchLoupe() {
+  if (!inLoupe() || page.correcting || page.settings === null) return;
+  if (page.loupe.inFlight) {
+    page.loupe.again = true;
+    return;
+  }
+  page.loupe.inFlight = true;
+  page.loupe.again = false;
+  const settings = copySettings(page.settings);
+  const rect = loupeRect();
+  try {
+    const r = await call('POST', '/api/crop', { settings, rect, vignetting: page.vignetting });
+    if (r.ok) {
+      draw($('loupe'), {
+        width: Number(r.headers.get('X-Preview-Width')),
+        height: Number(r.headers.get('X-Preview-Height')),
+        rgb: new Uint8Array(r.data),
+      });
+      $('loupe').dataset.rect = `${rect.x},${rect.y},${rect.width},${rect.height}`;
+      $('loupe').dataset.settings = settingsKey(settings);
+      $('loupe-caption').textContent =
+        `1:1 at x ${rect.x}, y ${rect.y} of the corrected photo: drag to move`;
+      if (settingsKey(page.settings) === settingsKey(settings)) setPreviewState('Up to date', false);
+    } else if (!r.data.superseded && !r.data.busy) {
+      $('loupe-caption').textContent = `1:1 view failed: ${r.data.error}`;
+    }
+  } finally {
+    page.loupe.inFlight = false;
+  }
+  if (page.loupe.again) fetchLoupe();
+}
+
+// Moves the window by (du, dv) screen pixels of the picture shown.
+function panLoupe(du, dv) {
+  const [dx, dy] = fromShown(0, 0, du, dv);
+  loupeRect();
+  page.loupe.cx += dx;
+  page.loupe.cy += dy;
+  fetchLoupe();
+}
+
+function bindLoupe() {
+  const loupe = $('loupe');
+  let last = null;
+  loupe.addEventListener('pointerdown', (event) => {
+    loupe.setPointerCapture(event.pointerId);
+    last = [event.clientX, event.clientY];
+    event.preventDefault();
+  });
+  loupe.addEventListener('pointermove', (event) => {
+    if (last === null) return;
+    const dpr = window.devicePixelRatio || 1;
+    // The picture follows the pointer: the window moves the other way.
+    panLoupe((last[0] - event.clientX) * dpr, (last[1] - event.clientY) * dpr);
+    last = [event.clientX, event.clientY];
+  });
+  for (const end of ['pointerup', 'pointercancel']) {
+    loupe.addEventListener(end, () => {
+      last = null;
+    });
+  }
+  loupe.addEventListener('keydown', (event) => {
+    const step = event.shiftKey ? 400 : 50;
+    const d = { ArrowLeft: [-step, 0], ArrowRight: [step, 0], ArrowUp: [0, -step],
+      ArrowDown: [0, step] }[event.key];
+    if (!d) return;
+    event.preventDefault();
+    panLoupe(d[0], d[1]);
+  });
+}
+
 // ---- view -----------------------------------------------------------------
 
 function setView(mode) {
@@ -544,6 +658,7 @@ function toggleBefore() {
 
 function bindView() {
   $('view-mode').addEventListener('change', () => setView($('view-mode').value));
+  bindLoupe();
   $('split-position').addEventListener('input', applySplit);
   // In the split view, dragging across the picture moves the split.
   const dragSplit = (event) => {
