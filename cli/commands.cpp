@@ -289,7 +289,12 @@ ExitCode runCorrect(const CommandLine &cl) {
       std::lock_guard lock(savedMutex);
       if (!saved) {
         try {
-          writeSettings(*cl.settingsOut, recorded, chosen.profile, cl.force);
+          // The camera and lens named for --auto go along, so that the
+          // file replays the same lookup (and the editor shows them chosen).
+          const ProfileNames names = cl.autoProfile
+                                         ? ProfileNames{cl.profile.camera, cl.profile.lensModel}
+                                         : ProfileNames{};
+          writeSettings(*cl.settingsOut, recorded, chosen.profile, cl.force, names);
         } catch (const OutputExists &) {
           if (!cl.skipExisting) throw;
         }
