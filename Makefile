@@ -10,21 +10,28 @@ CMAKE_FLAGS ?=
 .PHONY: browser-deps bench-ui
 
 all: configure
+	@echo "ortavel: building $(BUILD)/ ($(JOBS) jobs)"
 	cmake --build $(BUILD) -j $(JOBS)
 
 deps:
 	@scripts/ensure-deps build test lint
 
+# The same configuration as make demo's (scripts/configure), so that either
+# reuses what the other built.
 configure: deps
-	cmake -S . -B $(BUILD) -DCMAKE_BUILD_TYPE=Release -DCMAKE_INSTALL_PREFIX=$(PREFIX) -DORTAVEL_BUILD_TESTS=ON -DORTAVEL_BUILD_BENCH=ON -DCMAKE_UNITY_BUILD=OFF $(CMAKE_FLAGS) >/dev/null
+	@echo "ortavel: configuring $(BUILD)/"
+	@scripts/configure $(BUILD) -DCMAKE_INSTALL_PREFIX=$(PREFIX) $(CMAKE_FLAGS) >/dev/null
 
+# A line per stage; the build prints its percentage, ctest each test as it ends.
 test: all browser-deps
+	@echo "ortavel: running the tests ($(JOBS) at a time)"
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
 # The browser tests: Debian's chromium and Node.js, and Playwright from the
 # npm lock file in tests/browser/. A Node.js from elsewhere (one that carries
 # its own npm, which Debian's npm package conflicts with) is taken as it is.
 browser-deps:
+	@echo "ortavel: the browser tests' packages (npm ci in tests/browser)"
 	@if command -v node >/dev/null && command -v npm >/dev/null && [ -x /usr/bin/chromium ]; \
 	then :; else scripts/ensure-deps browser; fi
 	cd tests/browser && npm ci --no-audit --no-fund --loglevel=error
@@ -43,7 +50,7 @@ bench-ui: all browser-deps
 
 # The demo builds only what it runs (module, host, command), quietly.
 demo:
-	@scripts/demo $(BUILD)
+	@scripts/demo $(BUILD) -DCMAKE_INSTALL_PREFIX=$(PREFIX) $(CMAKE_FLAGS)
 
 install: all
 	cmake --install $(BUILD)

@@ -322,10 +322,15 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
     throw usageError("--force and --skip-existing contradict each other: replace or keep?");
   }
 
-  if (cl.settingsIn) readSettingsFile(*cl.settingsIn, cl.settings);
+  ProfileNames chosen;
+  if (cl.settingsIn) readSettingsFile(*cl.settingsIn, cl.settings, &chosen);
   for (const auto &p : settingOptions) applySetting(p, cl.settings);
   validate(cl.settings);
   checkProfileOptions(cl, settingOptions);
+  // The file's camera and lens serve a lookup (--auto, info, the editor);
+  // the options given name them instead.
+  if (!cl.profile.camera) cl.profile.camera = chosen.camera;
+  if (!cl.profile.lensModel) cl.profile.lensModel = chosen.lens;
 
   switch (cl.command) {
     case Command::kNone:

@@ -19,6 +19,7 @@
 #include "progress_bar.h"
 #include "settings_file.h"
 #include "side_by_side.h"
+#include "upright.h"
 
 namespace ortavel::cli {
 namespace {
@@ -186,7 +187,8 @@ void writeAtomically(const Image &img, FileFormat format, const fs::path &target
 
 // With --auto, comment lines say which profile the numbers come from.
 void writeSettings(const fs::path &path, const CorrectionSettings &s,
-                   const std::optional<LensProfile> &profile, bool overwrite) {
+                   const std::optional<LensProfile> &profile, bool overwrite,
+                   const ProfileNames &names) {
   AtomicOutput out(path, overwrite);
   {
     std::ofstream f(out.temporaryPath(), std::ios::binary | std::ios::trunc);
@@ -195,7 +197,7 @@ void writeSettings(const fs::path &path, const CorrectionSettings &s,
         << messages::profileSettings(*profile) << "\n";
       for (const auto &w : messages::profileWarnings(*profile)) f << "# note: " << w << "\n";
     }
-    f << formatSettings(s);
+    f << formatSettings(s, names);
     f.flush();
     if (!f) throw failure(path.string() + ": cannot write the settings file");
   }
@@ -287,7 +289,12 @@ ExitCode runCorrect(const CommandLine &cl) {
       std::lock_guard lock(savedMutex);
       if (!saved) {
         try {
-          writeSettings(*cl.settingsOut, recorded, chosen.profile, cl.force);
+          // The camera and lens named for --auto go along, so that the
+          // file replays the same lookup (and the editor shows them chosen).
+          const ProfileNames names = cl.autoProfile
+                                         ? ProfileNames{cl.profile.camera, cl.profile.lensModel}
+                                         : ProfileNames{};
+          writeSettings(*cl.settingsOut, recorded, chosen.profile, cl.force, names);
         } catch (const OutputExists &) {
           if (!cl.skipExisting) throw;
         }
@@ -398,8 +405,15 @@ ExitCode runPreview(const CommandLine &cl) {
   const PhotoSettings chosen = settingsForPhoto(cl, session, img, in.string());
   const auto vignetting = correctPhotoVignetting(cl, chosen, img, in.string());
   if (vignetting && !cl.quiet) std::printf("%s\n", vignetting->c_str());
-  const Previews p =
-      session.preview(img, chosen.settings, cl.previewWidth, cl.previewHeight, in.string());
+  // The pictures are shown upright, as the EXIF orientation says, in a box
+  // of the size asked: a quarter turn fits the stored picture into the box
+  // turned.
+  const int shown = displayOrientation(img);
+  const bool turn = swapsSides(shown);
+  Previews p = session.preview(img, chosen.settings, turn ? cl.previewHeight : cl.previewWidth,
+                               turn ? cl.previewWidth : cl.previewHeight, in.string());
+  p.uncorrected = upright(p.uncorrected, shown);
+  p.corrected = upright(p.corrected, shown);
   // The pictures go in place together or not at all: a pair that is half
   // old, half new would show a correction that was never made.
   AtomicOutput un(unPath, cl.force), co(coPath, cl.force);

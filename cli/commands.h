@@ -8,6 +8,7 @@
 #include "exit_codes.h"
 #include "image_io/image_io.h"
 #include "lens_profiles/lens_profile.h"
+#include "settings_file.h"
 
 namespace ortavel::cli {
 
@@ -24,9 +25,11 @@ void writeAtomically(const Image &img, FileFormat format, const std::filesystem:
                      bool force, const WriteOptions &opt);
 // Writes the settings file atomically, replacing `path` only when
 // `overwrite`; with a profile, comment lines say which one the numbers come
-// from. Throws CliError (OutputExists, failure).
+// from; the camera and lens the user chose go in as keys. Throws CliError
+// (OutputExists, failure).
 void writeSettings(const std::filesystem::path &path, const CorrectionSettings &s,
-                   const std::optional<LensProfile> &profile = std::nullopt, bool overwrite = true);
+                   const std::optional<LensProfile> &profile = std::nullopt, bool overwrite = true,
+                   const ProfileNames &names = {});
 
 // Prints "ortavel: message" on standard error.
 void reportError(const std::string &message);

@@ -31,7 +31,21 @@ std::string exact(double v) {
 
 }  // namespace
 
-void parseSettings(const std::string &text, const std::string &name, CorrectionSettings &s) {
+void checkProfileName(const std::string &name, const std::string &what) {
+  if (name.find_first_not_of(" \t") == std::string::npos)
+    throw usageError(what + " needs a name, not an empty text");
+  if (name.size() > kMaxProfileNameBytes)
+    throw usageError(what + " is too long for a name (at most " +
+                     std::to_string(kMaxProfileNameBytes) + " bytes)");
+  for (const char c : name) {
+    const auto u = static_cast<unsigned char>(c);
+    if (u < 0x20 || u == 0x7f || c == '#')
+      throw usageError(what + " cannot hold a control character or \"#\"");
+  }
+}
+
+void parseSettings(const std::string &text, const std::string &name, CorrectionSettings &s,
+                   ProfileNames *names) {
   std::istringstream in(text);
   std::string line;
   int number = 0;
@@ -77,13 +91,17 @@ void parseSettings(const std::string &text, const std::string &name, CorrectionS
         throw usageError(
             join({where, "margins need four whole numbers T,B,L,R, not \"", value, "\""}));
       s.margins = *m;
+    } else if (key == "camera" || key == "lens") {
+      checkProfileName(value, join({where, key}));
+      if (names != nullptr) (key == "camera" ? names->camera : names->lens) = value;
     } else {
       throw usageError(join({where, "unknown key \"", key, "\""}));
     }
   }
 }
 
-void readSettingsFile(const std::filesystem::path &path, CorrectionSettings &s) {
+void readSettingsFile(const std::filesystem::path &path, CorrectionSettings &s,
+                      ProfileNames *names) {
   const std::string name = path.string();
   // Not through the name alone: a pipe or a device would block or never end.
   const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
@@ -118,10 +136,10 @@ void readSettingsFile(const std::filesystem::path &path, CorrectionSettings &s) 
       throw usageError(name + ": too large for a settings file (at most 1 MiB)");
     }
   }
-  parseSettings(text, name, s);
+  parseSettings(text, name, s, names);
 }
 
-std::string formatSettings(const CorrectionSettings &s) {
+std::string formatSettings(const CorrectionSettings &s, const ProfileNames &names) {
   std::string out = "# ortavel correction settings\n";
   out += "k1 = " + exact(s.k1) + "\n";
   out += "k2 = " + exact(s.k2) + "\n";
@@ -134,6 +152,8 @@ std::string formatSettings(const CorrectionSettings &s) {
   const Margins &m = s.margins;
   out += "margins = " + std::to_string(m.top) + "," + std::to_string(m.bottom) + "," +
          std::to_string(m.left) + "," + std::to_string(m.right) + "\n";
+  if (names.camera) out += "camera = " + *names.camera + "\n";
+  if (names.lens) out += "lens = " + *names.lens + "\n";
   return out;
 }
 

@@ -1,11 +1,13 @@
 // The settings file: plain text, one "key = value" per line, "#" starts a
 // comment, blank lines ignored. Keys: k1, k2, center-x, center-y,
-// radius-limit, scale, method, orientation, margins (T,B,L,R). A file
-// names only the keys it sets; the others keep their values.
+// radius-limit, scale, method, orientation, margins (T,B,L,R), and the
+// lens profile's camera and lens as the user chose them (camera, lens). A
+// file names only the keys it sets; the others keep their values.
 #pragma once
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "correction_settings.h"
@@ -14,14 +16,33 @@ namespace ortavel::cli {
 
 inline constexpr std::uint64_t kMaxSettingsFileBytes = 1 << 20;
 
+// The camera and lens whose profile the user chose (the names --camera and
+// --lens-model take); --auto and the editor look the profile up by them.
+struct ProfileNames {
+  std::optional<std::string> camera;
+  std::optional<std::string> lens;
+};
+
+// Longest camera or lens name taken; the database's longest is under 100.
+inline constexpr std::size_t kMaxProfileNameBytes = 256;
+
+// Throws CliError (usage) when `name` cannot be a camera or lens name a
+// settings file holds: empty or blank, longer than kMaxProfileNameBytes, or
+// holding a control character or "#" (which would start a comment).
+void checkProfileName(const std::string &name, const std::string &what);
+
 // Applies the file's keys on top of `s`. Throws CliError (usage) naming the
 // file and line of the first unknown key or bad value, or a missing file, a
 // directory, anything but a regular file, or one over 1 MiB.
-void readSettingsFile(const std::filesystem::path &path, CorrectionSettings &s);
-void parseSettings(const std::string &text, const std::string &name, CorrectionSettings &s);
+// The camera and lens go to `names` when given (and are checked either way).
+void readSettingsFile(const std::filesystem::path &path, CorrectionSettings &s,
+                      ProfileNames *names = nullptr);
+void parseSettings(const std::string &text, const std::string &name, CorrectionSettings &s,
+                   ProfileNames *names = nullptr);
 
-// The text of a settings file holding every key. Numbers are written with
-// enough digits to read back the same double.
-std::string formatSettings(const CorrectionSettings &s);
+// The text of a settings file holding every key, and the camera and lens
+// where `names` has them. Numbers are written with enough digits to read
+// back the same double.
+std::string formatSettings(const CorrectionSettings &s, const ProfileNames &names = {});
 
 }  // namespace ortavel::cli

@@ -8,9 +8,11 @@ namespace {
 
 constexpr std::uint16_t kTagMake = 271;
 constexpr std::uint16_t kTagModel = 272;
+constexpr std::uint16_t kTagOrientation = 274;
 constexpr std::uint16_t kTagExifIfd = 34665;
 constexpr std::uint16_t kTagFocalLength = 37386;
 constexpr std::uint16_t kTypeAscii = 2;
+constexpr std::uint16_t kTypeShort = 3;
 constexpr std::uint16_t kTypeLong = 4;
 constexpr std::uint16_t kTypeRational = 5;
 
@@ -128,6 +130,10 @@ std::vector<std::uint8_t> buildExifBlock(const CameraTags &tags) {
   std::vector<Entry> ifd0;
   if (tags.make) ifd0.push_back(asciiEntry(kTagMake, *tags.make));
   if (tags.model) ifd0.push_back(asciiEntry(kTagModel, *tags.model));
+  if (tags.orientation) {
+    ifd0.push_back(
+        Entry{kTagOrientation, kTypeShort, 1, {static_cast<std::uint8_t>(*tags.orientation), 0}});
+  }
   const bool haveExif = tags.focalLengthMm.has_value();
   if (haveExif) ifd0.push_back(Entry{kTagExifIfd, kTypeLong, 1, {0, 0, 0, 0}});
 
@@ -162,6 +168,9 @@ CameraTags readCameraTags(std::span<const std::uint8_t> block) {
   r.walk(r.u32(4), [&](std::uint16_t tag, std::uint16_t type, std::uint32_t count, std::size_t at) {
     if (tag == kTagMake && type == kTypeAscii) tags.make = text(at, count);
     if (tag == kTagModel && type == kTypeAscii) tags.model = text(at, count);
+    if (tag == kTagOrientation && type == kTypeShort && count == 1 && r.u16(at) >= 1 &&
+        r.u16(at) <= 8)
+      tags.orientation = r.u16(at);
     if (tag == kTagExifIfd && type == kTypeLong && count == 1) exifIfd = r.u32(at);
   });
   if (exifIfd != 0) {

@@ -16,6 +16,9 @@ struct CameraTags {
   std::optional<std::string> make;      // IFD0 tag 271
   std::optional<std::string> model;     // IFD0 tag 272
   std::optional<double> focalLengthMm;  // EXIF tag 37386, a rational
+  // IFD0 tag 274: how the stored pixels are turned for display, 1 (as
+  // stored) to 8; absent, or a value outside 1..8, is none.
+  std::optional<int> orientation = std::nullopt;
 };
 
 // A little-endian EXIF block holding just the tags that are present.

@@ -151,13 +151,16 @@ std::string tiffString(TIFF *t, ttag_t tag) {
   return {};
 }
 
-// Camera make, model and focal length, as an EXIF block the plug-in can read.
+// Camera make, model, orientation and focal length, as an EXIF block the plug-in can read.
 void exifFromTiff(TIFF *t, Image &img) {
   CameraTags tags;
   const std::string make = tiffString(t, TIFFTAG_MAKE);
   const std::string model = tiffString(t, TIFFTAG_MODEL);
   if (!make.empty()) tags.make = make;
   if (!model.empty()) tags.model = model;
+  std::uint16_t orientation = 0;
+  if (TIFFGetField(t, TIFFTAG_ORIENTATION, &orientation) && orientation >= 1 && orientation <= 8)
+    tags.orientation = orientation;
   toff_t exifOffset = 0;
   if (TIFFGetField(t, TIFFTAG_EXIFIFD, &exifOffset) && exifOffset != 0 &&
       TIFFReadEXIFDirectory(t, exifOffset)) {
@@ -170,7 +173,8 @@ void exifFromTiff(TIFF *t, Image &img) {
       if (TIFFGetField(t, EXIFTAG_FOCALLENGTH, &v)) tags.focalLengthMm = v;
     }
   }
-  if (tags.make || tags.model || tags.focalLengthMm) img.doc.exif = buildExifBlock(tags);
+  if (tags.make || tags.model || tags.focalLengthMm || tags.orientation)
+    img.doc.exif = buildExifBlock(tags);
 }
 
 // libtiff keeps EXIF rationals as float or double depending on its version.

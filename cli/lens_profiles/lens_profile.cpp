@@ -131,6 +131,13 @@ ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides
   return {p, {}};
 }
 
+const lfCamera *photoCamera(const PhotoIdentity &photo, const ProfileOverrides &overrides,
+                            std::int32_t width, std::int32_t height) {
+  // The lookup keeps the camera it chose whether or not a lens follows.
+  return profiles::lookupProfile(LensfunDb{LensDatabase::shared()}, photo, overrides, width, height)
+      .camera;
+}
+
 void applyProfile(const LensProfile &p, CorrectionSettings &s) {
   s.k1 = p.k1;
   s.k2 = p.k2;

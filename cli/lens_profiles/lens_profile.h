@@ -58,6 +58,13 @@ struct ProfileLookup {
 ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides &overrides,
                               std::int32_t width, std::int32_t height);
 
+// The database's camera for the photograph, found as the profile lookup
+// finds it (by --camera's name, else the EXIF make and model; of several
+// picture modes, the one of the picture's shape); null when there is none.
+// Throws CliError (failure) only when the database cannot be loaded.
+const lfCamera *photoCamera(const PhotoIdentity &photo, const ProfileOverrides &overrides,
+                            std::int32_t width, std::int32_t height);
+
 // Puts the profile's k1, k2, zoom and optical centre into `s`, and the
 // orientation at 0, which the profile assumes; the rest stays.
 void applyProfile(const LensProfile &p, CorrectionSettings &s);

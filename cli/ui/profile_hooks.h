@@ -46,11 +46,49 @@ struct FillAnswer {
 // nullopt when the lens database loads; otherwise the reason it does not.
 std::optional<std::string> profilesUnavailable();
 
+// The profile Auto applies: the database's camera and lens, the focal
+// length, and how far the filter's model strays from the database's.
+struct ProfileInUse {
+  std::string camera;
+  std::string lens;
+  double focalLengthMm = 0.0;
+  double fitErrorPx = 0.0;
+  bool exact = false;
+};
+
+struct AutoAnswer {
+  ProfileAnswer<CorrectionSettings> settings;
+  std::optional<ProfileInUse> profile;  // with settings.value
+};
+
 // `current` with the lens parameters of the photo's lens profile (k1, k2 and
 // zoom, the centre at 0,0 and orientation 0, which profiles assume); method,
 // radius limit and margins as they are.
-ProfileAnswer<CorrectionSettings> autoSettings(const PhotoFacts &photo,
-                                               const CorrectionSettings &current);
+AutoAnswer autoSettings(const PhotoFacts &photo, const CorrectionSettings &current);
+
+// A lens the editor's picker offers.
+struct LensEntry {
+  std::string name;
+  double minFocalMm = 0.0;
+  double maxFocalMm = 0.0;
+  bool calibrated = false;   // the database has its distortion
+  bool coversFocal = false;  // its range holds the photo's focal length
+};
+
+// The lenses that fit the photo's camera (its mount, or a compact's own):
+// the ones --auto would suggest first, best first, then the rest by name.
+// Without a camera (none recorded, or none the database knows) the camera
+// is empty, the reason says why and there are no lenses.
+struct LensChoices {
+  std::string camera;  // as --camera takes it
+  std::string mount;
+  std::vector<LensEntry> lenses;
+  std::string reason;
+};
+LensChoices lensChoices(const PhotoFacts &photo);
+
+// Every camera of the database, as --camera takes them, sorted.
+std::vector<std::string> cameraNames();
 
 // `image` (the photo) with the lens profile's vignetting taken out, as
 // `ortavel correct --auto --vignetting` does it; the note says how.

@@ -12,6 +12,7 @@
 #include "ui/security.h"
 #include "ui/settings_json.h"
 #include "ui/ui_session.h"
+#include "upright.h"
 
 namespace ortavel::cli::ui {
 namespace {
@@ -62,6 +63,28 @@ json cameraJson(const PhotoIdentity &c) {
 
 // The target of a write, or an answer saying why not. A file that exists
 // is replaced only when the request says the user confirmed it.
+json optionalText(const std::optional<std::string> &v) {
+  return v ? json(*v) : json(nullptr);
+}
+
+json choiceJson(const ProfileNames &n) {
+  return {{"camera", optionalText(n.camera)}, {"lens", optionalText(n.lens)}};
+}
+
+// Auto's answer: the settings with the profile's lens parameters, the lines
+// that say which profile, and the profile's names and fit error.
+json autoJson(const AutoAnswer &a) {
+  json j = {{"settings", settingsToJson(*a.settings.value)}, {"notes", a.settings.notes}};
+  if (a.profile) {
+    j["profile"] = {{"camera", a.profile->camera},
+                    {"lens", a.profile->lens},
+                    {"focalLength", a.profile->focalLengthMm},
+                    {"fitErrorPx", a.profile->fitErrorPx},
+                    {"exact", a.profile->exact}};
+  }
+  return j;
+}
+
 std::optional<fs::path> writableTarget(const json &body, const UiSession &session,
                                        httplib::Response &res) {
   const OutputTarget t = resolveOutput(requestText(body, "path"), session.photo().path);
@@ -105,7 +128,7 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
   });
 
   server.Get("/api/state", guarded([&session](const httplib::Request &, httplib::Response &res) {
-               const PhotoFacts &p = session.photo();
+               const PhotoFacts p = session.photo();
                const Image &img = session.image();
                json profiles = {{"available", true}};
                if (const auto why = profilesUnavailable()) {
@@ -123,8 +146,10 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                       {"width", p.width},
                       {"height", p.height},
                       {"bits", img.fileBits},
+                      {"orientation", displayOrientation(img)},
                       {"format", formatName(img.format)}}},
                     {"camera", cameraJson(p.identity)},
+                    {"choice", choiceJson(session.profileNames())},
                     {"settings", settingsToJson(session.initialSettings())},
                     {"methods", methods},
                     {"orientations", orientations},
@@ -153,13 +178,33 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
                         "application/octet-stream");
       }));
 
+  // The 1:1 view: a rectangle of the full-size correction.
+  server.Post("/api/crop", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+                const CropRequest c = cropRequest(parseBody(req.body), session.initialSettings());
+                UiSession::PreviewAnswer a =
+                    session.crop(c.settings, c.vignetting, {c.x, c.y, c.width, c.height});
+                if (a.outcome == UiSession::PreviewOutcome::kSuperseded) {
+                  return sendError(res, 409, "superseded by a newer preview request",
+                                   {{"superseded", true}});
+                }
+                if (a.outcome == UiSession::PreviewOutcome::kBusy) {
+                  return sendError(res, 409,
+                                   "the photo is being corrected; previews resume when it ends",
+                                   {{"busy", true}});
+                }
+                res.set_header("X-Preview-Width", std::to_string(a.picture.width));
+                res.set_header("X-Preview-Height", std::to_string(a.picture.height));
+                res.set_content(std::string(a.picture.pixels.begin(), a.picture.pixels.end()),
+                                "application/octet-stream");
+              }));
+
   server.Post("/api/save-settings",
               guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);
                 const CorrectionSettings s = requestSettings(body, session.initialSettings());
                 const auto target = writableTarget(body, session, res);
                 if (!target) return;
-                writeSettings(*target, s);
+                writeSettings(*target, s, std::nullopt, true, session.profileNames());
                 sendJson(res, 200, {{"path", target->string()}});
               }));
 
@@ -202,10 +247,48 @@ void addRoutes(httplib::Server &server, UiSession &session, const std::string &t
 
   server.Post("/api/auto", guarded([&session](const httplib::Request &req, httplib::Response &res) {
                 const json body = parseBody(req.body);
-                const auto a =
+                const AutoAnswer a =
                     autoSettings(session.photo(), requestSettings(body, session.initialSettings()));
-                if (!a.value) return sendError(res, 422, a.reason);
-                sendJson(res, 200, {{"settings", settingsToJson(*a.value)}, {"notes", a.notes}});
+                if (!a.settings.value) return sendError(res, 422, a.settings.reason);
+                sendJson(res, 200, autoJson(a));
+              }));
+
+  // The lens picker: the lenses of the camera's mount, every camera for
+  // when the photo's is unknown, and the choice, which applies at once.
+  server.Get("/api/lenses", guarded([&session](const httplib::Request &, httplib::Response &res) {
+               const LensChoices c = lensChoices(session.photo());
+               json lenses = json::array();
+               for (const LensEntry &e : c.lenses) {
+                 lenses.push_back({{"name", e.name},
+                                   {"minFocal", e.minFocalMm},
+                                   {"maxFocal", e.maxFocalMm},
+                                   {"calibrated", e.calibrated},
+                                   {"coversFocal", e.coversFocal}});
+               }
+               sendJson(res, 200,
+                        {{"camera", c.camera.empty() ? json(nullptr) : json(c.camera)},
+                         {"mount", c.mount},
+                         {"reason", c.reason},
+                         {"lenses", lenses}});
+             }));
+
+  server.Get("/api/cameras", guarded([](const httplib::Request &, httplib::Response &res) {
+               sendJson(res, 200, {{"cameras", cameraNames()}});
+             }));
+
+  server.Post("/api/lens", guarded([&session](const httplib::Request &req, httplib::Response &res) {
+                const json body = parseBody(req.body);
+                const LensRequest r = lensRequest(body, session.profileNames());
+                const CorrectionSettings current = requestSettings(body, session.initialSettings());
+                session.chooseProfile(r.names);
+                json answer = {{"choice", choiceJson(r.names)}};
+                const AutoAnswer a = autoSettings(session.photo(), current);
+                if (a.settings.value) {
+                  answer.update(autoJson(a));
+                } else {
+                  answer["reason"] = a.settings.reason;
+                }
+                sendJson(res, 200, answer);
               }));
 
   server.Post("/api/vignetting",

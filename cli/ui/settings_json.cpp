@@ -160,4 +160,56 @@ PreviewRequest previewRequest(const json &body, const CorrectionSettings &base) 
   return p;
 }
 
+namespace {
+
+std::int32_t rectField(const json &rect, const char *key, std::int64_t lo, std::int64_t hi) {
+  if (!rect.contains(key) || !rect.at(key).is_number_integer()) {
+    throw usageError(std::string("rect ") + key + " must be a whole number");
+  }
+  const auto v = rect.at(key).get<std::int64_t>();
+  if (v < lo || v > hi) {
+    throw usageError(std::string("rect ") + key + " must be " + std::to_string(lo) + " to " +
+                     std::to_string(hi));
+  }
+  return static_cast<std::int32_t>(v);
+}
+
+}  // namespace
+
+CropRequest cropRequest(const json &body, const CorrectionSettings &base) {
+  CropRequest c;
+  c.settings = requestSettings(body, base);
+  if (!body.contains("rect") || !body.at("rect").is_object()) {
+    throw usageError("the request needs a rect {x, y, width, height}");
+  }
+  const json &rect = body.at("rect");
+  constexpr std::int64_t kFar = std::numeric_limits<std::int32_t>::max();
+  c.x = rectField(rect, "x", 0, kFar);
+  c.y = rectField(rect, "y", 0, kFar);
+  c.width = rectField(rect, "width", 1, kMaxCropSide);
+  c.height = rectField(rect, "height", 1, kMaxCropSide);
+  if (std::int64_t{c.width} * c.height > kMaxCropPixels) {
+    throw usageError("the rect is larger than " + std::to_string(kMaxCropPixels) + " pixels");
+  }
+  c.vignetting = requestFlag(body, "vignetting");
+  return c;
+}
+
+LensRequest lensRequest(const json &body, const ProfileNames &current) {
+  LensRequest r{current};
+  for (const auto &[key, v] : body.items()) {
+    if (key == "settings") continue;
+    if (key != "camera" && key != "lens") throw usageError("unknown field \"" + key + "\"");
+    std::optional<std::string> &slot = key == "camera" ? r.names.camera : r.names.lens;
+    if (v.is_null()) {
+      slot.reset();
+      continue;
+    }
+    if (!v.is_string()) throw usageError(key + " must be a name or null");
+    checkProfileName(v.get<std::string>(), key);
+    slot = v.get<std::string>();
+  }
+  return r;
+}
+
 }  // namespace ortavel::cli::ui

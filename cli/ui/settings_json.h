@@ -11,6 +11,7 @@
 #include <string>
 
 #include "correction_settings.h"
+#include "settings_file.h"
 
 namespace ortavel::cli::ui {
 
@@ -50,5 +51,29 @@ struct PreviewRequest {
   bool vignetting = false;  // the lens profile's vignetting taken out first
 };
 PreviewRequest previewRequest(const nlohmann::json &body, const CorrectionSettings &base);
+
+// Largest side of a 1:1 view's rectangle, and its largest area.
+constexpr std::int32_t kMaxCropSide = 4096;
+constexpr std::int64_t kMaxCropPixels = 4 << 20;
+
+// /api/crop's body: {settings, rect: {x, y, width, height}, vignetting}, the
+// rectangle in the corrected picture's pixels.
+struct CropRequest {
+  CorrectionSettings settings;
+  std::int32_t x = 0;
+  std::int32_t y = 0;
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+  bool vignetting = false;
+};
+CropRequest cropRequest(const nlohmann::json &body, const CorrectionSettings &base);
+
+// /api/lens's body: {camera, lens, settings}. A name replaces the choice,
+// null goes back to the photo's own, an absent key keeps `current`'s; a
+// name is refused as a settings file would refuse it (checkProfileName).
+struct LensRequest {
+  ProfileNames names;
+};
+LensRequest lensRequest(const nlohmann::json &body, const ProfileNames &current);
 
 }  // namespace ortavel::cli::ui

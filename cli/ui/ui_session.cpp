@@ -1,5 +1,7 @@
 #include "ui/ui_session.h"
 
+#include <cstring>
+
 #include "commands.h"
 #include "exit_codes.h"
 
@@ -35,6 +37,32 @@ UiSession::UiSession(std::filesystem::path photoPath, Image photo,
   facts_.overrides = std::move(overrides);
 }
 
+PhotoFacts UiSession::photo() const {
+  std::lock_guard lock(factsMutex_);
+  return facts_;
+}
+
+ProfileNames UiSession::profileNames() const {
+  std::lock_guard lock(factsMutex_);
+  return {facts_.overrides.camera, facts_.overrides.lensModel};
+}
+
+void UiSession::chooseProfile(const ProfileNames &names) {
+  // The order preview() takes them in: its uncorrected picture may have been
+  // made from the vignetting of the last lens.
+  std::lock_guard previewLock(previewMutex_);
+  std::lock_guard vignettingLock(vignettingMutex_);
+  {
+    std::lock_guard lock(factsMutex_);
+    facts_.overrides.camera = names.camera;
+    facts_.overrides.lensModel = names.lens;
+  }
+  devignetted_.reset();
+  vignettingNote_.clear();
+  if (uncorrectedVignetting_) uncorrected_.reset();
+  full_.reset();
+}
+
 UiSession::~UiSession() {
   cancel();
   waitForJob();
@@ -43,7 +71,7 @@ UiSession::~UiSession() {
 std::string UiSession::prepareVignetting() {
   std::lock_guard lock(vignettingMutex_);
   if (!devignetted_) {
-    ProfileAnswer<Image> a = vignettingCorrected(facts_, image_);
+    ProfileAnswer<Image> a = vignettingCorrected(photo(), image_);
     if (!a.value) throw inputError(a.reason);
     devignetted_ = std::make_shared<const Image>(std::move(*a.value));
     vignettingNote_ = a.notes.empty() ? std::string() : a.notes.front();
@@ -84,6 +112,70 @@ UiSession::PreviewAnswer UiSession::preview(const CorrectionSettings &s, std::in
     uncorrectedVignetting_ = vignetting;
   }
   answer.picture = corrected ? std::move(p.corrected) : *uncorrected_;
+  return answer;
+}
+
+namespace {
+
+// One pixel of a corrected RGB or grey picture, as 8-bit RGB.
+void rgbAt(const Image &img, std::size_t at, std::uint8_t *out) {
+  const int channels = img.colourChannels();
+  for (int c = 0; c < 3; ++c) {
+    const auto &plane = img.doc.planes[channels == 1 ? 0 : c].samples;
+    if (img.doc.depth == 8) {
+      out[c] = plane[at];
+    } else {
+      std::uint16_t v = 0;
+      std::memcpy(&v, &plane[at * 2], 2);
+      out[c] = static_cast<std::uint8_t>((std::uint32_t{v} * 255 + 16384) / 32768);
+    }
+  }
+}
+
+}  // namespace
+
+UiSession::PreviewAnswer UiSession::crop(const CorrectionSettings &s, bool vignetting,
+                                         const CropRect &r) {
+  const std::uint64_t ticket = ++cropTickets_;
+  std::lock_guard lock(previewMutex_);
+  PreviewAnswer answer;
+  if (ticket != cropTickets_.load()) {
+    answer.outcome = PreviewOutcome::kSuperseded;
+    return answer;
+  }
+  if (job().state == JobState::kRunning) {
+    answer.outcome = PreviewOutcome::kBusy;
+    return answer;
+  }
+  if (image_.colour == ColourModel::kCmyk || image_.doc.depth == 32) {
+    throw inputError("the 1:1 view shows RGB and grey photos of 8 or 16 bits only");
+  }
+  validateMargins(s.margins, facts_.width, facts_.height, path_.filename().string());
+  const std::int64_t w = std::int64_t{facts_.width} + s.margins.left + s.margins.right;
+  const std::int64_t h = std::int64_t{facts_.height} + s.margins.top + s.margins.bottom;
+  if (r.x < 0 || r.y < 0 || r.width < 1 || r.height < 1 || r.x + std::int64_t{r.width} > w ||
+      r.y + std::int64_t{r.height} > h) {
+    throw usageError("the rectangle lies outside the corrected picture (" + std::to_string(w) +
+                     " x " + std::to_string(h) + ")");
+  }
+  const std::string key = formatSettings(s) + (vignetting ? "vignetting" : "");
+  if (!full_ || fullKey_ != key) {
+    full_.reset();
+    Image copy = *imageFor(vignetting);
+    filter_->correct(copy, s, path_.string());
+    full_ = std::move(copy);
+    fullKey_ = key;
+  }
+  RgbPicture &p = answer.picture;
+  p.width = r.width;
+  p.height = r.height;
+  p.pixels.resize(static_cast<std::size_t>(r.width) * r.height * 3);
+  for (std::int32_t y = 0; y < r.height; ++y) {
+    for (std::int32_t x = 0; x < r.width; ++x) {
+      const std::size_t at = static_cast<std::size_t>(r.y + y) * full_->doc.width + (r.x + x);
+      rgbAt(*full_, at, &p.pixels[(static_cast<std::size_t>(y) * r.width + x) * 3]);
+    }
+  }
   return answer;
 }
 

@@ -22,6 +22,7 @@
 #include "filter_session.h"
 #include "image_io/image.h"
 #include "image_io/image_io.h"
+#include "settings_file.h"
 #include "ui/profile_hooks.h"
 
 namespace ortavel::cli::ui {
@@ -47,6 +48,14 @@ struct CorrectRequest {
   bool vignetting = false;  // the photo with the profile's vignetting taken out
 };
 
+// A rectangle of the corrected picture, in its pixels.
+struct CropRect {
+  std::int32_t x = 0;
+  std::int32_t y = 0;
+  std::int32_t width = 0;
+  std::int32_t height = 0;
+};
+
 class UiSession {
  public:
   UiSession(std::filesystem::path photoPath, Image photo, std::unique_ptr<FilterSession> filter,
@@ -56,7 +65,15 @@ class UiSession {
   UiSession(const UiSession &) = delete;
   UiSession &operator=(const UiSession &) = delete;
 
-  const PhotoFacts &photo() const { return facts_; }
+  // A copy: the picker changes the camera and lens while requests read them.
+  PhotoFacts photo() const;
+  // The camera and lens chosen in the picker, or given to the command
+  // (nullopt: the photo's own).
+  ProfileNames profileNames() const;
+  // Chooses them, as --camera and --lens-model would: every later profile
+  // lookup (Auto, Fill, vignetting) takes them. The vignetting already taken
+  // out for the last lens is dropped.
+  void chooseProfile(const ProfileNames &names);
   const Image &image() const { return image_; }
   const CorrectionSettings &initialSettings() const { return initial_; }
 
@@ -70,6 +87,13 @@ class UiSession {
   // CliError for settings the photo cannot take or a failing plug-in.
   PreviewAnswer preview(const CorrectionSettings &s, std::int32_t boxW, std::int32_t boxH,
                         bool corrected, bool vignetting = false);
+
+  // The corrected photo at full resolution, cut to `r` (in the corrected
+  // canvas, margins included), as 8-bit RGB: the editor's 1:1 view. The
+  // correction is made once for each settings and kept; later rectangles
+  // are cut from it. Throws CliError for a rectangle outside the picture,
+  // settings the photo cannot take, or a photo that is neither RGB nor grey.
+  PreviewAnswer crop(const CorrectionSettings &s, bool vignetting, const CropRect &r);
 
   // Makes (once) the photo with the lens profile's vignetting taken out, and
   // returns what was done. Throws CliError (bad input) with the reason when
@@ -99,13 +123,17 @@ class UiSession {
   std::string vignettingNote_;
   bool uncorrectedVignetting_ = false;  // whether uncorrected_ was made from it
   std::unique_ptr<FilterSession> filter_;
-  PhotoFacts facts_;
+  mutable std::mutex factsMutex_;
+  PhotoFacts facts_;  // its overrides change with the picker
   CorrectionSettings initial_;
 
   std::atomic<std::uint64_t> previewTickets_{0};
-  std::mutex previewMutex_;                // one preview at a time; held while a job starts
-  std::optional<RgbPicture> uncorrected_;  // the last uncorrected preview made
+  std::atomic<std::uint64_t> cropTickets_{0};  // the 1:1 view's, apart from the previews'
+  std::mutex previewMutex_;                    // one preview at a time; held while a job starts
+  std::optional<RgbPicture> uncorrected_;      // the last uncorrected preview made
   std::int32_t uncorrectedBoxW_ = 0, uncorrectedBoxH_ = 0;
+  std::optional<Image> full_;  // the last full-size correction the 1:1 view made
+  std::string fullKey_;        // the settings it was made for
 
   mutable std::mutex jobMutex_;
   JobStatus job_;

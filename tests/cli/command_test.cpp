@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -120,6 +121,48 @@ TEST(SettingsFile, FormatReadsBackExactlyAndFaultsNameTheLine) {
       EXPECT_EQ(std::string(e.what()).rfind("lens.txt:2: ", 0), 0u) << e.what();
     }
   }
+}
+
+TEST(SettingsFile, TheChosenCameraAndLensAreKeptByName) {
+  const ProfileNames names{"Nikon D70", "Sigma 24-70mm f/2.8 IF EX DG HSM"};
+  const std::string text = formatSettings(CorrectionSettings{}, names);
+  EXPECT_NE(text.find("\ncamera = Nikon D70\nlens = Sigma 24-70mm f/2.8 IF EX DG HSM\n"),
+            std::string::npos)
+      << text;
+  CorrectionSettings s;
+  ProfileNames back;
+  parseSettings(text, "x", s, &back);
+  EXPECT_EQ(back.camera, names.camera);
+  EXPECT_EQ(back.lens, names.lens);
+  // Without names nothing is written; read without a place for them, they
+  // are still checked.
+  EXPECT_EQ(formatSettings(CorrectionSettings{}).find("lens"), std::string::npos);
+  EXPECT_NO_THROW(parseSettings("lens = X\n", "x", s));
+  for (const std::string &bad :
+       std::vector<std::string>{"lens =\n",
+                                "camera = a\x01"
+                                "b\n",
+                                "lens = " + std::string(300, 'a') + "\n"}) {
+    try {
+      parseSettings("# ok\n" + bad, "lens.txt", s);
+      ADD_FAILURE() << bad;
+    } catch (const CliError &e) {
+      EXPECT_EQ(std::string(e.what()).rfind("lens.txt:2: ", 0), 0u) << e.what();
+    }
+  }
+  // The command line's names win over the file's.
+  const std::string file = ::testing::TempDir() + "/names.txt";
+  std::ofstream(file) << text;
+  const CommandLine cl = parseCommandLine({"correct", "a", "b", "--auto", "--settings", file});
+  EXPECT_EQ(cl.profile.camera, names.camera);
+  EXPECT_EQ(cl.profile.lensModel, names.lens);
+  EXPECT_EQ(
+      parseCommandLine({"correct", "a", "b", "--auto", "--settings", file, "--camera", "Nikon D2H"})
+          .profile.camera,
+      "Nikon D2H");
+  // Without --auto the names are kept for a lookup that does not come.
+  EXPECT_NO_THROW(parseCommandLine({"correct", "a", "b", "--settings", file}));
+  std::remove(file.c_str());
 }
 
 TEST(SettingsFile, TheZoomIsWrittenAsZoomAndReadByBothItsNames) {

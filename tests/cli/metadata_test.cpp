@@ -98,6 +98,46 @@ TEST_F(Metadata, OrientationDatesAndGpsSurviveInEveryFormat) {
     EXPECT_EQ(png.doc.planes[c].samples, tif.doc.planes[c].samples) << c;
 }
 
+TEST_F(Metadata, EveryFormatOfARotatedPhotoIsPreviewedUpright) {
+  const fs::path rotated = dir_ / "rotated.jpg";
+  exiftool("-n -Orientation=6 -o " + shellQuoted(rotated.string()) + " " +
+           shellQuoted(kPhone.string()));
+  // The pixels as stored, previewed from the photo without the tag.
+  auto preview = [&](const fs::path &in, const std::string &stem) {
+    const auto r = clitest::runCli(
+        {"preview", in.string(), "-o", dir_.string(), "--size", "200x200", "-q"}, dir_);
+    EXPECT_EQ(r.exitCode, 0) << r.err;
+    return readImage(dir_ / (stem + "-uncorrected.png"));
+  };
+  const Image stored = preview(kPhone, "npm-exif-parser_starfish");
+  ASSERT_EQ(stored.doc.width, 200);  // 1278x720 in 200x200
+  ASSERT_EQ(stored.doc.height, 113);
+  std::vector<fs::path> files = {rotated};
+  for (const char *ext : {"jpg", "png", "tif"}) {
+    files.push_back(dir_ / (std::string("written-") + ext + "." + ext));
+    correct({}, rotated, files.back());
+  }
+  for (const fs::path &f : files) {
+    SCOPED_TRACE(f.filename().string());
+    // The orientation as the command reads it, from each format's own place.
+    EXPECT_EQ(tagsOf(f).value("IFD0:Orientation", 0), 6);
+    const Image shown = preview(f, f.stem().string());
+    // Turned 90 degrees clockwise: the stored row y is the shown column
+    // 112 - y, read downwards.
+    ASSERT_EQ(shown.doc.width, 113);
+    ASSERT_EQ(shown.doc.height, 200);
+    if (f != rotated) continue;  // the others were encoded again
+    for (int c = 0; c < 3; ++c) {
+      const auto &in = stored.doc.planes[c].samples;
+      const auto &out = shown.doc.planes[c].samples;
+      for (int y = 0; y < 113; ++y)
+        for (int x = 0; x < 200; ++x)
+          ASSERT_EQ(out[static_cast<std::size_t>(x) * 113 + (112 - y)], in[y * 200 + x])
+              << c << " " << x << "," << y;
+    }
+  }
+}
+
 // Mean absolute difference between `thumb` and `full` reduced to the
 // thumbnail's size by averaging, over the colour channels.
 double distance(const Image &thumb, const Image &full) {

@@ -10,11 +10,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 #include <thread>
 #include <tuple>
@@ -296,6 +298,105 @@ TEST(UiServer, AutoAndFillAnswerAsTheCommandDoes) {
   EXPECT_NE(why.find("--k1"), std::string::npos) << why;
 }
 
+TEST(UiServer, TheLensPickerChoosesAsTheLensModelOptionDoes) {
+  // A Nikon D70 with its kit zoom recorded, at 56 mm.
+  Folder dir;
+  const fs::path photo = dir.path() / "d70.jpg";
+  fs::copy_file(fs::path(ORTAVEL_TESTDATA_DIR) / "lens/deb-exiftool_NikonD70.jpg", photo);
+  Editor e(photo);
+  const json lenses = json::parse(e.client().Get(e.withToken("/api/lenses"))->body);
+  EXPECT_EQ(lenses.at("camera"), "Nikon D70");
+  EXPECT_EQ(lenses.at("mount"), "Nikon F AF");
+  std::set<std::string> names;
+  bool sawOtherRange = false;
+  for (const json &l : lenses.at("lenses")) {
+    EXPECT_TRUE(names.insert(l.at("name").get<std::string>()).second) << l.dump();
+    const bool covers = l.at("minFocal").get<double>() <= 56.0 * 1.03 &&
+                        l.at("maxFocal").get<double>() >= 56.0 / 1.03;
+    EXPECT_EQ(l.at("coversFocal").get<bool>(), covers) << l.dump();
+    // Those that cover the focal length come first.
+    if (!covers) sawOtherRange = true;
+    EXPECT_FALSE(covers && sawOtherRange) << l.dump();
+  }
+  EXPECT_TRUE(sawOtherRange);
+  EXPECT_EQ(lenses.at("lenses").at(0).at("name"),
+            "Nikon AF-S DX Zoom-Nikkor 18-70mm f/3.5-4.5G IF-ED");
+
+  // Another lens of the mount: the profile --lens-model gives, at once.
+  const std::string sigma = "Sigma 24-70mm f/2.8 IF EX DG HSM";
+  ASSERT_EQ(names.count(sigma), 1U);
+  const auto r = e.post("/api/lens", json{{"lens", sigma}, {"settings", {{"k1", 0.5}}}}.dump());
+  ASSERT_EQ(r->status, 200) << r->body;
+  const json chose = json::parse(r->body);
+  const CommandLine cl =
+      parseCommandLine({"correct", photo.string(), "x.jpg", "--auto", "--lens-model", sigma});
+  ProgressBar bar(false);
+  FilterSession filter(ORTAVEL_PLUGIN_PATH, bar);
+  const PhotoSettings want = settingsForPhoto(cl, filter, readImage(photo), photo.string());
+  ASSERT_TRUE(want.profile);
+  EXPECT_EQ(chose.at("settings").at("k1").get<double>(), want.settings.k1);
+  EXPECT_EQ(chose.at("settings").at("k2").get<double>(), want.settings.k2);
+  EXPECT_EQ(chose.at("settings").at("scale").get<double>(), want.settings.scale);
+  EXPECT_EQ(chose.at("profile").at("lens"), sigma);
+  EXPECT_EQ(chose.at("profile").at("fitErrorPx").get<double>(), want.profile->fitErrorPx);
+  EXPECT_EQ(chose.at("choice").at("lens"), sigma);
+  // Auto and Fill take the choice from now on.
+  const auto a = e.post("/api/auto", json{{"settings", json::object()}}.dump());
+  EXPECT_EQ(json::parse(a->body).at("profile").at("lens"), sigma);
+
+  // Saved with the settings, and read back by the command line.
+  ASSERT_EQ(e.post("/api/save-settings",
+                   json{{"settings", chose.at("settings")}, {"path", "s.txt"}}.dump())
+                ->status,
+            200);
+  const CommandLine back =
+      parseCommandLine({"ui", photo.string(), "--settings", (dir.path() / "s.txt").string()});
+  EXPECT_EQ(back.profile.lensModel, sigma);
+  EXPECT_FALSE(back.profile.camera);
+  EXPECT_EQ(back.settings.k1, want.settings.k1);
+  const CommandLine mine = parseCommandLine(
+      {"ui", photo.string(), "--settings", (dir.path() / "s.txt").string(), "--lens-model", "X"});
+  EXPECT_EQ(mine.profile.lensModel, "X");
+
+  // Names the settings file could not hold, and what is not a name.
+  for (const json &bad : {json{{"lens", std::string(300, 'a')}}, json{{"lens", "a\nk1 = 5"}},
+                          json{{"lens", "a#b"}}, json{{"lens", " "}}, json{{"lens", 5}},
+                          json{{"camera", json::array()}}, json{{"mount", "x"}}}) {
+    json body = bad;
+    body["settings"] = json::object();
+    const auto refused = e.post("/api/lens", body.dump());
+    EXPECT_EQ(refused->status, 400) << bad.dump();
+  }
+  EXPECT_EQ(e.session->profileNames().lens, sigma);  // a refusal changes nothing
+  // null: the photo's own lens again.
+  const auto own =
+      e.post("/api/lens", json{{"lens", nullptr}, {"settings", json::object()}}.dump());
+  EXPECT_EQ(json::parse(own->body).at("profile").at("lens"),
+            "Nikon AF-S DX Zoom-Nikkor 18-70mm f/3.5-4.5G IF-ED");
+}
+
+TEST(UiServer, WithoutAKnownCameraTheCameraIsChosenFirst) {
+  Editor e(kPhoto);  // no EXIF at all
+  const json none = json::parse(e.client().Get(e.withToken("/api/lenses"))->body);
+  EXPECT_TRUE(none.at("camera").is_null());
+  EXPECT_TRUE(none.at("lenses").empty());
+  EXPECT_FALSE(none.at("reason").get<std::string>().empty());
+  const json cameras = json::parse(e.client().Get(e.withToken("/api/cameras"))->body);
+  const auto &list = cameras.at("cameras");
+  EXPECT_GT(list.size(), 100U);
+  EXPECT_TRUE(std::is_sorted(list.begin(), list.end()));
+  EXPECT_NE(std::find(list.begin(), list.end(), "Nikon D70"), list.end());
+
+  const auto r =
+      e.post("/api/lens", json{{"camera", "Nikon D70"}, {"settings", json::object()}}.dump());
+  ASSERT_EQ(r->status, 200) << r->body;
+  // No focal length and no lens: no profile yet, and the reason.
+  EXPECT_FALSE(json::parse(r->body).at("reason").get<std::string>().empty());
+  const json lenses = json::parse(e.client().Get(e.withToken("/api/lenses"))->body);
+  EXPECT_EQ(lenses.at("camera"), "Nikon D70");
+  EXPECT_FALSE(lenses.at("lenses").empty());
+}
+
 TEST(UiServer, FillWarnsWhenItsZoomFoldsThePicture) {
   Editor e(kPhoto);
   const auto gentle = e.post("/api/fill", json{{"settings", {{"k1", -0.05}}}}.dump());
@@ -406,6 +507,52 @@ TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {
   // Never larger than the photo.
   const auto big = e.post("/api/preview", previewBody(first, 4000, 4000).dump());
   EXPECT_EQ(big->get_header_value("X-Preview-Width"), "1024");
+}
+
+TEST(UiServer, TheOneToOneViewIsCutFromTheFullSizeCorrection) {
+  Editor e(kPhoto);
+  const json settings = {{"k1", -0.2}, {"margins", {{"left", 10}, {"top", 4}}}};
+  ProgressBar bar(false);
+  FilterSession fresh(ORTAVEL_PLUGIN_PATH, bar);
+  Image full = readImage(kPhoto);
+  fresh.correct(full, settingsFromJson(settings, CorrectionSettings{}), "fresh");
+  const std::int32_t W = full.doc.width, H = full.doc.height;
+  ASSERT_EQ(W, e.session->photo().width + 10);
+  // Grey pictures are shown as RGB with three equal samples.
+  auto want = [&](int x0, int y0, int w, int h) {
+    std::string rgb;
+    for (int y = y0; y < y0 + h; ++y)
+      for (int x = x0; x < x0 + w; ++x)
+        for (int c = 0; c < 3; ++c) {
+          const auto &plane = full.doc.planes[full.colourChannels() == 1 ? 0 : c].samples;
+          rgb += static_cast<char>(plane[static_cast<std::size_t>(y) * W + x]);
+        }
+    return rgb;
+  };
+  // A window inside, and one in the corner of the margins (from the kept
+  // correction).
+  for (const auto &[x, y, w, h] :
+       {std::tuple(100, 50, 64, 32), std::tuple(W - 16, H - 8, 16, 8), std::tuple(0, 0, 12, 6)}) {
+    const json body = {{"settings", settings},
+                       {"rect", {{"x", x}, {"y", y}, {"width", w}, {"height", h}}}};
+    const auto r = e.post("/api/crop", body.dump());
+    ASSERT_EQ(r->status, 200) << r->body;
+    EXPECT_EQ(r->get_header_value("X-Preview-Width"), std::to_string(w));
+    EXPECT_EQ(r->get_header_value("X-Preview-Height"), std::to_string(h));
+    EXPECT_TRUE(r->body == want(x, y, w, h)) << x << "," << y;
+  }
+  for (const json &rect :
+       {json{{"x", W - 15}, {"y", 0}, {"width", 16}, {"height", 8}},  // past the right edge
+        json{{"x", 0}, {"y", H}, {"width", 1}, {"height", 1}},
+        json{{"x", -1}, {"y", 0}, {"width", 16}, {"height", 8}},
+        json{{"x", 0}, {"y", 0}, {"width", 0}, {"height", 8}},
+        json{{"x", 0}, {"y", 0}, {"width", 5000}, {"height", 8}},
+        json{{"x", 0}, {"y", 0}, {"width", 3000}, {"height", 3000}},  // over the area limit
+        json{{"x", 0.5}, {"y", 0}, {"width", 16}, {"height", 8}}, json{{"x", 0}, {"y", 0}}}) {
+    const auto r = e.post("/api/crop", json{{"settings", settings}, {"rect", rect}}.dump());
+    EXPECT_EQ(r->status, 400) << rect.dump() << " " << r->body;
+  }
+  EXPECT_EQ(e.post("/api/crop", json{{"settings", settings}}.dump())->status, 400);
 }
 
 TEST(UiServer, WritesOnlyWhereAskedAndExistingFilesOnlyWhenConfirmed) {

@@ -38,6 +38,11 @@ const page = {
   editSource: null,   // the control of the edit not yet recorded
   lastSeen: null,     // the settings after that control's latest change
   editTimer: 0,
+  loupe: { cx: null, cy: null, inFlight: false, again: false, timer: 0 },  // the 1:1 window
+  shown: 1,           // the photo's EXIF orientation, 1..8, by which it is shown
+  choice: { camera: null, lens: null },  // the picker's camera and lens (null: the photo's)
+  lenses: [],         // the lenses that fit the camera
+  cameras: [],        // every camera, fetched when the camera must be chosen
 };
 
 // ---- requests -------------------------------------------------------------
@@ -228,7 +233,10 @@ function previewBox() {
   const cssH = viewer.clientHeight - caption;
   const dpr = window.devicePixelRatio || 1;
   const step = (v) => Math.max(16, Math.floor((v * dpr) / 16) * 16);
-  return { width: Math.min(8192, step(cssW)), height: Math.min(8192, step(cssH)) };
+  const w = Math.min(8192, step(cssW));
+  const h = Math.min(8192, step(cssH));
+  // The server fits the stored picture: a quarter turn shows it turned.
+  return swapsSides() ? { width: h, height: w } : { width: w, height: h };
 }
 
 function setPreviewState(text, stale) {
@@ -246,6 +254,11 @@ function previewKey(settings) {
 
 function schedulePreview() {
   if (page.settings === null) return;
+  if (inLoupe()) {
+    setPreviewState('Updating…', true);
+    scheduleLoupe();
+    return;
+  }
   if (previewKey(page.settings) !== page.drawnKey) setPreviewState('Updating…', true);
   clearTimeout(page.timer);
   page.timer = setTimeout(pump, DEBOUNCE_MS);
@@ -273,7 +286,7 @@ async function fetchPreview(settings, box, picture) {
 }
 
 async function pump() {
-  if (page.inFlight || page.correcting || page.settings === null) return;
+  if (page.inFlight || page.correcting || page.settings === null || inLoupe()) return;
   const box = previewBox();
   const boxKey = `${box.width}x${box.height}`;
   const settings = copySettings(page.settings);
@@ -328,24 +341,66 @@ async function pump() {
   }
 }
 
+// Draws the stored picture upright: each stored pixel where the photo's EXIF
+// orientation shows it.
 function draw(canvas, pic) {
-  canvas.width = pic.width;
-  canvas.height = pic.height;
+  const turn = swapsSides();
+  const w = turn ? pic.height : pic.width;
+  const h = turn ? pic.width : pic.height;
+  canvas.width = w;
+  canvas.height = h;
+  canvas.dataset.storedWidth = String(pic.width);
+  canvas.dataset.storedHeight = String(pic.height);
   const ctx = canvas.getContext('2d');
-  const image = ctx.createImageData(pic.width, pic.height);
+  const image = ctx.createImageData(w, h);
   const out = new Uint32Array(image.data.buffer);
   const rgb = pic.rgb;
   const little = new Uint8Array(new Uint32Array([1]).buffer)[0] === 1;
-  for (let i = 0, j = 0; j < out.length; i += 3, ++j) {
-    out[j] = little
-      ? (0xff000000 | (rgb[i + 2] << 16) | (rgb[i + 1] << 8) | rgb[i]) >>> 0
-      : ((rgb[i] << 24) | (rgb[i + 1] << 16) | (rgb[i + 2] << 8) | 0xff) >>> 0;
+  // Where the stored pixel (x, y) goes: start + x * dx + y * dy.
+  const [u0, v0] = shownPixel(pic.width, pic.height, 0, 0);
+  const [u1, v1] = shownPixel(pic.width, pic.height, 1, 0);
+  const [u2, v2] = shownPixel(pic.width, pic.height, 0, 1);
+  const start = v0 * w + u0;
+  const dx = (v1 - v0) * w + (u1 - u0);
+  const dy = (v2 - v0) * w + (u2 - u0);
+  for (let y = 0, i = 0; y < pic.height; ++y) {
+    for (let x = 0, j = start + y * dy; x < pic.width; ++x, i += 3, j += dx) {
+      out[j] = little
+        ? (0xff000000 | (rgb[i + 2] << 16) | (rgb[i + 1] << 8) | rgb[i]) >>> 0
+        : ((rgb[i] << 24) | (rgb[i + 1] << 16) | (rgb[i + 2] << 8) | 0xff) >>> 0;
+    }
   }
   ctx.putImageData(image, 0, 0);
   const dpr = window.devicePixelRatio || 1;
-  canvas.style.width = `${pic.width / dpr}px`;
-  canvas.style.height = `${pic.height / dpr}px`;
+  canvas.style.width = `${w / dpr}px`;
+  canvas.style.height = `${h / dpr}px`;
   drawGrid(canvas);
+}
+
+// ---- upright display --------------------------------------------------------
+// The photo's EXIF orientation (1..8) turns what is shown; the settings, the
+// optical centre included, stay in the stored picture's coordinates.
+
+const swapsSides = () => page.shown >= 5 && page.shown <= 8;
+
+// The stored pixel (x, y) of a w x h picture, as shown.
+function shownPixel(w, h, x, y) {
+  const xr = w - 1 - x;
+  const yr = h - 1 - y;
+  return [[x, y], [x, y], [xr, y], [xr, yr], [x, yr], [y, x], [yr, x], [yr, xr], [y, xr]][
+    page.shown] ?? [x, y];
+}
+
+// A point of a w x h stored picture (in pixels from its top left corner) as
+// shown, and back.
+function toShown(w, h, x, y) {
+  return [[x, y], [x, y], [w - x, y], [w - x, h - y], [x, h - y], [y, x], [h - y, x],
+    [h - y, w - x], [y, w - x]][page.shown] ?? [x, y];
+}
+
+function fromShown(w, h, u, v) {
+  return [[u, v], [u, v], [w - u, v], [w - u, h - v], [u, h - v], [v, u], [v, h - u],
+    [w - v, h - u], [w - v, u]][page.shown] ?? [u, v];
 }
 
 // ---- grid -----------------------------------------------------------------
@@ -403,20 +458,23 @@ function geometry() {
   const o = page.photo && page.orientations.indexOf(s.orientation);
   const D = o % 2 === 1 ? H : W;
   const canvas = $('after');
-  const b = canvas.width / (W + s.margins.left + s.margins.right);
+  const sw = Number(canvas.dataset.storedWidth ?? canvas.width);
+  const sh = Number(canvas.dataset.storedHeight ?? canvas.height);
+  const b = sw / (W + s.margins.left + s.margins.right);
   const css = canvas.clientWidth / canvas.width;
-  return { s, W, H, o, D, b, css };
+  return { s, W, H, o, D, b, css, sw, sh };
 }
 
 function placeMarker() {
   const marker = $('center-marker');
   if (!page.photo || $('after').width === 0) return;
-  const { s, W, H, o, D, b, css } = geometry();
+  const { s, W, H, o, D, b, css, sw, sh } = geometry();
   const [cx, cy] = TURNS[o](s.centerX, s.centerY);
   const ox = ((W - 1) + cx * (D - 1) * s.scale) * 0.5;
   const oy = ((H - 1) + cy * (D - 1) * s.scale) * 0.5;
-  marker.style.left = `${(ox + s.margins.left) * b * css}px`;
-  marker.style.top = `${(oy + s.margins.top) * b * css}px`;
+  const [u, v] = toShown(sw, sh, (ox + s.margins.left) * b, (oy + s.margins.top) * b);
+  marker.style.left = `${u * css}px`;
+  marker.style.top = `${v * css}px`;
   marker.setAttribute('aria-valuenow', String(s.centerX));
   marker.setAttribute('aria-valuetext', `x ${s.centerX.toFixed(3)}, y ${s.centerY.toFixed(3)}`);
 }
@@ -434,10 +492,12 @@ function setCenter(cx, cy) {
 function bindMarker() {
   const marker = $('center-marker');
   const move = (event) => {
-    const { s, W, H, D, b, css } = geometry();
+    const { s, W, H, D, b, css, sw, sh } = geometry();
     const rect = $('after').getBoundingClientRect();
-    const ox = (event.clientX - rect.left) / css / b - s.margins.left;
-    const oy = (event.clientY - rect.top) / css / b - s.margins.top;
+    const [x, y] = fromShown(sw, sh, (event.clientX - rect.left) / css,
+      (event.clientY - rect.top) / css);
+    const ox = x / b - s.margins.left;
+    const oy = y / b - s.margins.top;
     setCenter((2 * ox - (W - 1)) / ((D - 1) * s.scale), (2 * oy - (H - 1)) / ((D - 1) * s.scale));
   };
   marker.addEventListener('pointerdown', (event) => {
@@ -451,12 +511,122 @@ function bindMarker() {
     const step = event.shiftKey ? 0.05 : 0.005;
     const moves = { ArrowLeft: [-step, 0], ArrowRight: [step, 0], ArrowUp: [0, -step],
       ArrowDown: [0, step] };
-    const d = moves[event.key];
-    if (!d) return;
+    const shown = moves[event.key];
+    if (!shown) return;
     event.preventDefault();
+    // The arrow's direction on screen, in the stored picture.
+    const d = fromShown(0, 0, shown[0], shown[1]);
     const { s, o } = geometry();
     const [cx, cy] = TURNS[o](s.centerX, s.centerY);
     setCenter(cx + d[0], cy + d[1]);
+  });
+}
+
+// ---- 1:1 view ---------------------------------------------------------------
+// The corrected photo at full resolution, one photo pixel to one screen
+// pixel, in a window the user drags over it. The server makes the full-size
+// correction once for each settings and cuts each window from it.
+
+const inLoupe = () => $('viewer').classList.contains('mode-loupe');
+
+// The corrected picture's size (margins included), in stored pixels.
+function correctedSize() {
+  const s = page.settings;
+  return [page.photo.width + s.margins.left + s.margins.right,
+    page.photo.height + s.margins.top + s.margins.bottom];
+}
+
+// The window in stored pixels: the viewer's size on screen (turned back
+// when the photo is shown turned), about the loupe's centre, inside the picture.
+function loupeRect() {
+  const viewer = $('viewer');
+  const dpr = window.devicePixelRatio || 1;
+  const vw = Math.min(2048, Math.floor(viewer.clientWidth * dpr));
+  const vh = Math.min(2048, Math.floor((viewer.clientHeight - 20) * dpr));
+  const [cw, ch] = correctedSize();
+  const w = Math.max(1, Math.min(cw, swapsSides() ? vh : vw));
+  const h = Math.max(1, Math.min(ch, swapsSides() ? vw : vh));
+  page.loupe.cx ??= cw / 2;
+  page.loupe.cy ??= ch / 2;
+  page.loupe.cx = Math.min(cw - w / 2, Math.max(w / 2, page.loupe.cx));
+  page.loupe.cy = Math.min(ch - h / 2, Math.max(h / 2, page.loupe.cy));
+  return { x: Math.round(page.loupe.cx - w / 2), y: Math.round(page.loupe.cy - h / 2),
+    width: w, height: h };
+}
+
+function scheduleLoupe() {
+  clearTimeout(page.loupe.timer);
+  page.loupe.timer = setTimeout(fetchLoupe, DEBOUNCE_MS);
+}
+
+async function fetchLoupe() {
+  if (!inLoupe() || page.correcting || page.settings === null) return;
+  if (page.loupe.inFlight) {
+    page.loupe.again = true;
+    return;
+  }
+  page.loupe.inFlight = true;
+  page.loupe.again = false;
+  const settings = copySettings(page.settings);
+  const rect = loupeRect();
+  try {
+    const r = await call('POST', '/api/crop', { settings, rect, vignetting: page.vignetting });
+    if (r.ok) {
+      draw($('loupe'), {
+        width: Number(r.headers.get('X-Preview-Width')),
+        height: Number(r.headers.get('X-Preview-Height')),
+        rgb: new Uint8Array(r.data),
+      });
+      $('loupe').dataset.rect = `${rect.x},${rect.y},${rect.width},${rect.height}`;
+      $('loupe').dataset.settings = settingsKey(settings);
+      $('loupe-caption').textContent =
+        `1:1 at x ${rect.x}, y ${rect.y} of the corrected photo: drag to move`;
+      if (settingsKey(page.settings) === settingsKey(settings)) setPreviewState('Up to date', false);
+    } else if (!r.data.superseded && !r.data.busy) {
+      $('loupe-caption').textContent = `1:1 view failed: ${r.data.error}`;
+    }
+  } finally {
+    page.loupe.inFlight = false;
+  }
+  if (page.loupe.again) fetchLoupe();
+}
+
+// Moves the window by (du, dv) screen pixels of the picture shown.
+function panLoupe(du, dv) {
+  const [dx, dy] = fromShown(0, 0, du, dv);
+  loupeRect();
+  page.loupe.cx += dx;
+  page.loupe.cy += dy;
+  fetchLoupe();
+}
+
+function bindLoupe() {
+  const loupe = $('loupe');
+  let last = null;
+  loupe.addEventListener('pointerdown', (event) => {
+    loupe.setPointerCapture(event.pointerId);
+    last = [event.clientX, event.clientY];
+    event.preventDefault();
+  });
+  loupe.addEventListener('pointermove', (event) => {
+    if (last === null) return;
+    const dpr = window.devicePixelRatio || 1;
+    // The picture follows the pointer: the window moves the other way.
+    panLoupe((last[0] - event.clientX) * dpr, (last[1] - event.clientY) * dpr);
+    last = [event.clientX, event.clientY];
+  });
+  for (const end of ['pointerup', 'pointercancel']) {
+    loupe.addEventListener(end, () => {
+      last = null;
+    });
+  }
+  loupe.addEventListener('keydown', (event) => {
+    const step = event.shiftKey ? 400 : 50;
+    const d = { ArrowLeft: [-step, 0], ArrowRight: [step, 0], ArrowUp: [0, -step],
+      ArrowDown: [0, step] }[event.key];
+    if (!d) return;
+    event.preventDefault();
+    panLoupe(d[0], d[1]);
   });
 }
 
@@ -488,6 +658,7 @@ function toggleBefore() {
 
 function bindView() {
   $('view-mode').addEventListener('change', () => setView($('view-mode').value));
+  bindLoupe();
   $('split-position').addEventListener('input', applySplit);
   // In the split view, dragging across the picture moves the split.
   const dragSplit = (event) => {
@@ -653,6 +824,121 @@ async function profile(path, apply, source) {
   settingsChanged(source);
 }
 
+// ---- lens picker ------------------------------------------------------------
+// The lenses of the camera's mount, filtered as the user types; choosing one
+// asks the server to take it (as --lens-model) and applies its profile at
+// once. Where the camera is unknown, the cameras first.
+
+// Every word typed, in any order, case ignored.
+function matches(name, text) {
+  const lower = name.toLowerCase();
+  return text.toLowerCase().split(/\s+/).filter((w) => w !== '').every((w) => lower.includes(w));
+}
+
+function fillList(list, items, text, label) {
+  const shown = items.filter((it) => matches(it.name, text));
+  list.replaceChildren(...shown.map((it) => new Option(label(it), it.name)));
+  if (shown.length > 0) list.selectedIndex = -1;
+}
+
+function lensLabel(l) {
+  const range = l.minFocal === l.maxFocal ? `${l.minFocal} mm` : `${l.minFocal}–${l.maxFocal} mm`;
+  const notes = [l.calibrated ? '' : 'no distortion profile', l.coversFocal ? '' : 'other range']
+    .filter((n) => n !== '');
+  return notes.length ? `${l.name} (${range}; ${notes.join(', ')})` : `${l.name} (${range})`;
+}
+
+function showLenses() {
+  fillList($('lens-list'), page.lenses, $('lens-search').value, lensLabel);
+}
+
+function showCameras() {
+  fillList($('camera-list'), page.cameras.map((name) => ({ name })), $('camera-search').value,
+    (c) => c.name);
+}
+
+// The profile in use, or why there is none.
+function showInUse(profile, reason) {
+  const el = $('lens-in-use');
+  el.classList.toggle('none', !profile);
+  if (profile) {
+    const fit = profile.exact ? 'exact conversion' :
+      `fit error ${Number(profile.fitErrorPx).toPrecision(3)} px`;
+    el.textContent = `In use: ${profile.lens}, ${profile.focalLength} mm (${fit})`;
+  } else {
+    el.textContent = reason ? `No profile: ${reason}` : '';
+  }
+  el.dataset.lens = profile ? profile.lens : '';
+}
+
+async function loadLenses() {
+  const r = await call('GET', '/api/lenses');
+  if (!r.ok) {
+    showInUse(null, r.data.error ?? 'the lens list is unavailable');
+    return;
+  }
+  page.lenses = r.data.lenses;
+  const unknown = r.data.camera === null;
+  $('lens-search').placeholder = unknown ? 'Choose the camera first' :
+    `Type to search the ${r.data.mount || 'camera'}'s lenses`;
+  if (unknown || page.choice.camera !== null) await loadCameras();
+  if (unknown) showInUse(null, r.data.reason);
+  showLenses();
+}
+
+async function loadCameras() {
+  $('camera-row').hidden = false;
+  $('camera-list').hidden = false;
+  if (page.cameras.length === 0) {
+    const r = await call('GET', '/api/cameras');
+    if (r.ok) page.cameras = r.data.cameras;
+  }
+  if (page.choice.camera !== null && $('camera-search').value === '') {
+    $('camera-search').value = page.choice.camera;
+  }
+  showCameras();
+}
+
+// Takes a camera or lens (a name; null: the photo's own) and, when a profile
+// follows, applies it as Auto does.
+async function choose(names) {
+  const r = await call('POST', '/api/lens', { ...names, settings: copySettings(page.settings) });
+  if (!r.ok) {
+    say(r.data.error ?? 'the choice was refused', true);
+    return;
+  }
+  page.choice = r.data.choice;
+  if (r.data.settings) {
+    page.settings = copySettings(r.data.settings);
+    showNotes(r.data.notes ?? []);
+    showSettings(page.settings);
+    settingsChanged('lens');
+    recordEdit();
+    say('');
+  }
+  showInUse(r.data.profile ?? null, r.data.reason);
+  if ('camera' in names) await loadLenses();
+}
+
+function bindPicker() {
+  $('lens-search').addEventListener('input', showLenses);
+  $('camera-search').addEventListener('input', showCameras);
+  // Enter in a search field takes the first match.
+  const takeFirst = (search, list, key) => search.addEventListener('keydown', (event) => {
+    if (event.key !== 'Enter') return;
+    event.preventDefault();
+    if (list.options.length > 0) choose({ [key]: list.options[0].value });
+  });
+  takeFirst($('lens-search'), $('lens-list'), 'lens');
+  takeFirst($('camera-search'), $('camera-list'), 'camera');
+  $('lens-list').addEventListener('change', () => {
+    if ($('lens-list').value) choose({ lens: $('lens-list').value });
+  });
+  $('camera-list').addEventListener('change', () => {
+    if ($('camera-list').value) choose({ camera: $('camera-list').value, lens: null });
+  });
+}
+
 // ---- start ------------------------------------------------------------------
 
 async function start() {
@@ -663,11 +949,13 @@ async function start() {
   }
   const st = r.data;
   page.photo = st.photo;
+  page.shown = st.photo.orientation ?? 1;
   page.orientations = st.orientations;
   page.initial = st.settings;
   $('photo-name').textContent = `— ${st.photo.name}`;
   document.title = `Ortavel — ${st.photo.name}`;
-  $('photo-size').textContent = `${st.photo.width} × ${st.photo.height}, ${st.photo.bits} bits`;
+  $('photo-size').textContent = `${st.photo.width} × ${st.photo.height}, ${st.photo.bits} bits` +
+    (page.shown === 1 ? '' : `, shown upright (EXIF orientation ${page.shown})`);
   $('camera-make').textContent = st.camera.make ?? 'unknown';
   $('camera-model').textContent = st.camera.model ?? '';
   $('camera-lens').textContent = st.camera.lens ?? 'not recorded';
@@ -684,6 +972,7 @@ async function start() {
   $('auto').addEventListener('click', () => profile('/api/auto', (d) => {
     page.settings = copySettings(d.settings);
     showNotes(d.notes ?? []);
+    showInUse(d.profile ?? null);
   }, 'auto'));
   $('vignetting').disabled = !st.profiles.available;
   $('vignetting').addEventListener('change', toggleVignetting);
@@ -708,6 +997,18 @@ async function start() {
   bindView();
   applySettings(page.initial);
   page.committed = copySettings(page.settings);
+  page.choice = st.choice;
+  if (st.profiles.available) {
+    bindPicker();
+    await loadLenses();
+    // The profile Auto would take, shown but not applied.
+    const a = await call('POST', '/api/auto', { settings: copySettings(page.settings) });
+    if ($('lens-in-use').textContent === '') {
+      showInUse(a.ok ? a.data.profile : null, a.ok ? '' : a.data.error);
+    }
+  } else {
+    $('lens-picker').hidden = true;
+  }
   const job = (await call('GET', '/api/job')).data;
   if (job.state === 'running') {
     setCorrecting(true);
