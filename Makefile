@@ -36,12 +36,16 @@ browser-deps:
 	then :; else scripts/ensure-deps browser; fi
 	cd tests/browser && npm ci --no-audit --no-fund --loglevel=error
 
-# OpenCV serves only the benchmark's side-by-side comparison: when it cannot be
-# installed, the benchmark runs without it and says so.
+# OpenCV serves only the benchmark's side-by-side comparisons: when it cannot be
+# installed, the benchmark runs without it and says so. First the kernels (every
+# method, depth and instruction-set path, then interleaved against OpenCV), then
+# the command end to end (scripts/bench-end-to-end). BENCH_FLAGS=--quick: the
+# interleaved comparisons alone, fewer rounds (about 3 minutes on 2 cores).
 bench:
 	@scripts/ensure-deps opencv || echo "ortavel: benchmarking without OpenCV"
 	$(MAKE) all
 	$(BUILD)/bin/ortavel-bench $(BENCH_FLAGS)
+	scripts/bench-end-to-end $(BUILD) $(filter --quick,$(BENCH_FLAGS))
 
 # Time from a slider change to the new corrected preview on screen in
 # `ortavel ui`, for a 24-megapixel photo at a 1024-pixel preview.

@@ -19,4 +19,12 @@ void register_opencv_benchmarks(int width, int height, const uint8_t *rgb8, cons
 void print_opencv_comparison(const std::function<double(const std::string &)> &lookup,
                              const char *isa);
 
+// Ours and OpenCV's one whole frame each in turn (A, B, A, B...), `rounds`
+// times for each method and depth, so that load from elsewhere falls on both
+// alike; prints the median MP/s of each and the median, lowest and highest of
+// the per-round ratios. ours(method, sample_size) corrects one whole frame on
+// the pool and returns the seconds it took.
+void run_interleaved_comparison(int width, int height, const uint8_t *rgb8, const uint8_t *rgb16,
+                                int rounds, const std::function<double(uint32_t, uint32_t)> &ours);
+
 #endif
