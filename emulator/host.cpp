@@ -9,6 +9,7 @@
 #include <stdexcept>
 
 #include "emulator/host_impl.h"
+#include "emulator/large_pages.h"
 #include "emulator/suites/document_info.h"
 
 namespace hostemu {
@@ -142,7 +143,7 @@ Host::Impl::~Impl() = default;
 
 Document &Host::Impl::working() {
   if (!host.workingMade_) {
-    host.working_ = document;
+    host.working_ = copyDocument(document);
     host.workingMade_ = true;
   }
   return host.working_;

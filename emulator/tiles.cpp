@@ -23,6 +23,7 @@
 
 #include "emulator/host_impl.h"
 #include "emulator/interleave.h"
+#include "emulator/large_pages.h"
 
 namespace hostemu {
 
@@ -144,6 +145,7 @@ OSErr prepareGrant(const Document &doc, const VRect &rect, std::int16_t lo, std:
     grant.buffer.reset();  // the old one goes first: never both at once
     grant.buffer = std::make_unique_for_overwrite<std::uint8_t[]>(size);
     grant.capacity = size;
+    adviseHugePages(grant.buffer.get(), size);
   }
   grant.valid = true;
   return noErr;

@@ -1,5 +1,7 @@
 #include "image_io/image.h"
 
+#include "emulator/large_pages.h"
+
 namespace ortavel::cli {
 
 const char *formatName(FileFormat f) {
@@ -45,7 +47,7 @@ void allocatePlanes(Image &img, std::int32_t width, std::int32_t height, int dep
   img.doc.depth = depth;
   img.doc.imageMode = hostImageMode(img.colour, depth);
   img.doc.planes.assign(static_cast<std::size_t>(planes), hostemu::Plane{});
-  for (auto &p : img.doc.planes) p.samples.assign(img.doc.planeBytes(), 0);
+  for (auto &p : img.doc.planes) hostemu::assignSamples(p.samples, img.doc.planeBytes(), 0);
 }
 
 }  // namespace ortavel::cli

@@ -1,0 +1,63 @@
+#include "emulator/large_pages.h"
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
+
+namespace hostemu {
+
+namespace {
+
+constexpr std::uintptr_t kHugePage = std::uintptr_t{1} << 21;
+
+// Room for `bytes` in samples (emptied), advised; the memory is not touched
+// when it is new.
+void reserveAdvised(std::vector<std::uint8_t> &samples, std::size_t bytes) {
+  samples.clear();
+  samples.reserve(bytes);
+  adviseHugePages(samples.data(), bytes);
+}
+
+}  // namespace
+
+void adviseHugePages(void *data, std::size_t bytes) {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+  const auto begin = reinterpret_cast<std::uintptr_t>(data);
+  const std::uintptr_t first = (begin + kHugePage - 1) & ~(kHugePage - 1);
+  const std::uintptr_t end = (begin + bytes) & ~(kHugePage - 1);
+  if (data == nullptr || end <= first) return;
+  // Refused advice (an old kernel, huge pages turned off) changes nothing.
+  (void)madvise(reinterpret_cast<void *>(first), end - first, MADV_HUGEPAGE);
+#else
+  (void)data;
+  (void)bytes;
+  (void)kHugePage;
+#endif
+}
+
+void assignSamples(std::vector<std::uint8_t> &samples, std::size_t bytes, std::uint8_t value) {
+  reserveAdvised(samples, bytes);
+  samples.assign(bytes, value);
+}
+
+Document copyDocument(const Document &doc) {
+  Document out;
+  out.width = doc.width;
+  out.height = doc.height;
+  out.depth = doc.depth;
+  out.imageMode = doc.imageMode;
+  out.exif = doc.exif;
+  out.icc = doc.icc;
+  out.resolutionDpi = doc.resolutionDpi;
+  out.planes.resize(doc.planes.size());
+  for (std::size_t i = 0; i < doc.planes.size(); ++i) {
+    const Plane &from = doc.planes[i];
+    Plane &to = out.planes[i];
+    to.targeted = from.targeted;
+    reserveAdvised(to.samples, from.samples.size());
+    to.samples.assign(from.samples.begin(), from.samples.end());
+  }
+  return out;
+}
+
+}  // namespace hostemu
