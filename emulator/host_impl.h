@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "emulator/host.h"
+#include "emulator/second_thread.h"
 #include "emulator/suites/suite_host.h"
 #include "host/photoshop_api.h"
 
@@ -79,7 +80,8 @@ struct Host::Impl {
   HostHandle parameters = nullptr;  // kept with the invocation
   HostHandle icc = nullptr;         // the document's profile, when it has one
   TileGrant in, out;
-  int tiles = 0;  // output tiles handed out in this invocation
+  SecondThread copier;  // takes half of each large block to fill
+  int tiles = 0;        // output tiles handed out in this invocation
   int continueCalls = 0;
   std::vector<std::unique_ptr<ReadSession>> readers;
   std::vector<std::unique_ptr<WriteSession>> writers;

@@ -22,6 +22,9 @@
 //     --describe          print what the module's PiPL and terminology say (the
 //                         automation module's with --automation) and run nothing
 //     --abort-after N     abort after N output tiles
+//     --time              print the invocation's wall-clock time to standard
+//                         error (the program's own start-up left out: under
+//                         Wine that is most of a short run)
 //     --float KEY=V | --int KEY=V | --enum KEY=TYPE:VALUE | --string KEY=TEXT | --bool KEY=0|1
 //                         put an item into the descriptor handed to the filter
 //                         (to the automation plug-in with --automation)
@@ -46,6 +49,7 @@
 #include <unistd.h>
 #endif
 
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -71,7 +75,7 @@ using hostemu::fourCC;
       << "ortavel-host: " << why << "\n"
       << "usage: ortavel-host MODULE [--size WxH] [--depth 8|16|32] [--planes N] [--mode M]\n"
       << "       [--raw FILE] [--out FILE] [--tile N] [--small-coords] [--no-basic-suite]\n"
-      << "       [--no-descriptor] [--play N] [--parameters] [--about] [--abort-after N]\n"
+      << "       [--no-descriptor] [--play N] [--parameters] [--about] [--abort-after N] [--time]\n"
       << "       [--float KEY=V] [--int KEY=V] [--enum KEY=TYPE:VALUE] [--string KEY=TEXT]\n"
       << "       [--bool KEY=0|1] [--describe] [--exif FILE] [--resolution DPI]\n"
       << "       [--automation STEP [--descriptor FILE] [--save-descriptor FILE [--force]]\n"
@@ -283,7 +287,7 @@ int main(int argc, char **argv) {
   doc.height = 48;
   int planes = 3;
   std::string raw, out;
-  bool callAbout = false, withParameters = false, describeOnly = false;
+  bool callAbout = false, withParameters = false, describeOnly = false, timed = false;
   hostemu::HostOptions options;
   hostemu::Descriptor descriptor;
   bool haveDescriptor = false;
@@ -344,6 +348,8 @@ int main(int argc, char **argv) {
         doc.resolutionDpi = std::stoi(next());
       } else if (a == "--parameters") {
         withParameters = true;
+      } else if (a == "--time") {
+        timed = true;
       } else if (a == "--about") {
         callAbout = true;
       } else if (a == "--describe") {
@@ -413,7 +419,13 @@ int main(int argc, char **argv) {
     }
     hostemu::Host host(plugin, doc, options);
     if (callAbout) host.about();
+    const auto started = std::chrono::steady_clock::now();
     const auto r = host.runFilter(haveDescriptor ? &descriptor : nullptr, withParameters);
+    if (timed) {
+      const std::chrono::duration<double, std::milli> took =
+          std::chrono::steady_clock::now() - started;
+      std::cerr << "time: invocation " << took.count() << " ms\n";
+    }
     std::cout << host.log().print();
     std::cout << "result: " << r.result << "\n";
     if (r.descriptorOut) std::cout << "descriptor out:\n" << r.descriptorOut->text();

@@ -17,7 +17,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -158,7 +157,7 @@ constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
 // Pixels outside the image follow `padding`: edge replication, a fill value,
 // or none, where they read as 0. Row padding reads as 0 too. Every byte of
 // the grant is written, whatever an earlier tile left in the buffer.
-void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant) {
+void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant, SecondThread &copier) {
   const std::int32_t bps = doc.bytesPerSample();
   const std::size_t nplanes =
       static_cast<std::size_t>(grant.hi) - static_cast<std::size_t>(grant.lo) + 1;
@@ -210,15 +209,17 @@ void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant) {
       static_cast<std::size_t>(r.bottom - r.top) * static_cast<std::size_t>(grant.rowBytes);
   if (bytes >= kSplitBytes && r.bottom - r.top >= 2 && std::thread::hardware_concurrency() > 1) {
     const std::int32_t half = r.top + (r.bottom - r.top) / 2;
-    std::thread lower;
-    try {
-      lower = std::thread(fillRows, half, r.bottom);
-    } catch (const std::system_error &) {
+    if (!copier.post([&fillRows, half, &r] { fillRows(half, r.bottom); })) {
       fillRows(r.top, r.bottom);  // no thread to be had: all on this one
       return;
     }
-    fillRows(r.top, half);
-    lower.join();
+    try {
+      fillRows(r.top, half);
+    } catch (...) {
+      copier.wait();  // its half refers to this frame
+      throw;
+    }
+    copier.wait();
   } else {
     fillRows(r.top, r.bottom);
   }
@@ -246,8 +247,8 @@ std::int16_t Host::Impl::handOut() {
     record.inData = record.outData = nullptr;
     record.inRowBytes = record.outRowBytes = 0;
   } else {
-    if (in.valid) fillGrant(document, padding, in);
-    if (out.valid) fillGrant(working(), plugInWantsErrorOnBoundsException, out);
+    if (in.valid) fillGrant(document, padding, in, copier);
+    if (out.valid) fillGrant(working(), plugInWantsErrorOnBoundsException, out, copier);
     record.inData = in.valid ? in.buffer.get() : nullptr;
     record.inRowBytes = in.rowBytes;
     record.inColumnBytes = in.valid ? (in.hi - in.lo + 1) * bps : 0;
