@@ -39,13 +39,15 @@ browser-deps:
 # OpenCV serves only the benchmark's side-by-side comparisons: when it cannot be
 # installed, the benchmark runs without it and says so. First the kernels (every
 # method, depth and instruction-set path, then interleaved against OpenCV), then
-# the command end to end (scripts/bench-end-to-end). BENCH_FLAGS=--quick: the
-# interleaved comparisons alone, fewer rounds (about 3 minutes on 2 cores).
+# the command end to end (scripts/bench-end-to-end), and, after make windows,
+# the Windows build's kernels under Wine against the Linux build's.
+# BENCH_FLAGS=--quick: the interleaved comparisons alone, fewer rounds.
 bench:
 	@scripts/ensure-deps opencv || echo "ortavel: benchmarking without OpenCV"
 	$(MAKE) all
 	$(BUILD)/bin/ortavel-bench $(BENCH_FLAGS)
-	scripts/bench-end-to-end $(BUILD) $(filter --quick,$(BENCH_FLAGS))
+	scripts/bench-end-to-end $(BUILD) $(filter --quick,$(BENCH_FLAGS)) \
+	  $(if $(wildcard build-windows/bin/ortavel-kernel-timing.exe),--windows-build build-windows)
 
 # Time from a slider change to the new corrected preview on screen in
 # `ortavel ui`, for a 24-megapixel photo at a 1024-pixel preview.

@@ -17,3 +17,9 @@ add_subdirectory(profiles)
 add_subdirectory(emulator)
 add_subdirectory(automation)
 add_subdirectory(tests/windows)
+
+# The kernels and the pool timed (bench/kernel_timing.cpp), against the Linux
+# build of the same program: scripts/bench-end-to-end --windows-build DIR.
+add_executable(ortavel_kernel_timing ${PROJECT_SOURCE_DIR}/bench/kernel_timing.cpp)
+target_link_libraries(ortavel_kernel_timing PRIVATE ortavel_engines_static)
+set_target_properties(ortavel_kernel_timing PROPERTIES OUTPUT_NAME ortavel-kernel-timing)
