@@ -7,17 +7,6 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
-
-// Registers OPENCV/<method>/<8bit|16bit>/pool for BILINEAR, BICUBIC and
-// LANCZOS8 (OpenCV's linear, cubic and 8x8 Lanczos), over interleaved RGB
-// frames of width x height samples of 1 and 2 bytes.
-void register_opencv_benchmarks(int width, int height, const uint8_t *rgb8, const uint8_t *rgb16);
-
-// Prints our pool's MP/s at instruction-set level `isa` next to OpenCV's, with
-// the ratio; lookup gives a benchmark's MP/s by name, or a negative value.
-void print_opencv_comparison(const std::function<double(const std::string &)> &lookup,
-                             const char *isa);
 
 // Ours and OpenCV's one whole frame each in turn (A, B, A, B...), `rounds`
 // times for each method and depth, so that load from elsewhere falls on both
