@@ -9,21 +9,33 @@
 #include "workers/interp_workers.h"
 #include "workers/interp_workers_internal.h"
 
+/* Takes the job at the head of the queue, or null; the pool lock is held. */
+static interp_job *take_job(interp_workers *pool) {
+  interp_job *job = pool->head;
+  if (job != NULL) {
+    pool->head = job->next;
+    if (pool->head == NULL) {
+      pool->tail = NULL;
+    }
+  }
+  return job;
+}
+
+static void run_job(interp_job *job) {
+  job->method->kernel(&job->source, &job->target, job->arg1, job->arg2);
+  busy_counter_leave(job->counter);
+  free(job);
+}
+
 static void *worker_loop(void *arg) {
   interp_workers *pool = (interp_workers *)arg;
   for (;;) {
     pthread_mutex_lock(&pool->lock);
     /* The queue is looked at before quit, so a shutdown still drains it. */
-    if (pool->head != NULL) {
-      interp_job *job = pool->head;
-      pool->head = job->next;
-      if (pool->head == NULL) {
-        pool->tail = NULL;
-      }
+    interp_job *job = take_job(pool);
+    if (job != NULL) {
       pthread_mutex_unlock(&pool->lock);
-      job->method->kernel(&job->source, &job->target, job->arg1, job->arg2);
-      busy_counter_leave(job->counter);
-      free(job);
+      run_job(job);
       continue;
     }
     if (pool->quit == 1) {
@@ -113,6 +125,15 @@ int32_t interp_workers_run(interp_workers *pool, int32_t chunk, const interp_sou
   busy_counter counter;
   busy_counter_init(&counter);
   interp_workers_run_async(pool, chunk, source, target, method, arg1, arg2, &counter);
+  /* The caller takes bands too while the workers wake: where waking a thread
+   * is slow (under Wine, a quarter of a millisecond) the run starts at once. */
+  for (;;) {
+    pthread_mutex_lock(&pool->lock);
+    interp_job *job = take_job(pool);
+    pthread_mutex_unlock(&pool->lock);
+    if (job == NULL) break;
+    run_job(job);
+  }
   busy_counter_wait(&counter);
   busy_counter_release(&counter);
   busy_counter_destroy(&counter);
