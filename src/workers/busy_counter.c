@@ -3,42 +3,42 @@
 #include "workers/busy_counter.h"
 
 void busy_counter_init(busy_counter *c) {
-  pthread_mutex_init(&c->lock, NULL);
-  pthread_cond_init(&c->zero, NULL);
+  pool_mutex_init(&c->lock);
+  pool_cond_init(&c->zero);
   c->count = 0;
 }
 
 void busy_counter_enter(busy_counter *c) {
-  pthread_mutex_lock(&c->lock);
+  pool_mutex_lock(&c->lock);
   c->count += 1;
-  pthread_mutex_unlock(&c->lock);
+  pool_mutex_unlock(&c->lock);
 }
 
 void busy_counter_leave(busy_counter *c) {
-  pthread_mutex_lock(&c->lock);
+  pool_mutex_lock(&c->lock);
   /* A stray leave must not wrap the count round to four billion. */
   if (c->count != 0) {
     c->count -= 1;
     if (c->count == 0) {
-      pthread_cond_broadcast(&c->zero);
+      pool_cond_broadcast(&c->zero);
     }
   }
-  pthread_mutex_unlock(&c->lock);
+  pool_mutex_unlock(&c->lock);
 }
 
 void busy_counter_wait(busy_counter *c) {
-  pthread_mutex_lock(&c->lock);
+  pool_mutex_lock(&c->lock);
   while (c->count != 0) {
-    pthread_cond_wait(&c->zero, &c->lock);
+    pool_cond_wait(&c->zero, &c->lock);
   }
   /* Returns locked on every path; busy_counter_release lets go. */
 }
 
 void busy_counter_release(busy_counter *c) {
-  pthread_mutex_unlock(&c->lock);
+  pool_mutex_unlock(&c->lock);
 }
 
 void busy_counter_destroy(busy_counter *c) {
-  pthread_mutex_destroy(&c->lock);
-  pthread_cond_destroy(&c->zero);
+  pool_mutex_destroy(&c->lock);
+  pool_cond_destroy(&c->zero);
 }

@@ -5,17 +5,17 @@
 #ifndef ORTAVEL_WORKERS_BUSY_COUNTER_H
 #define ORTAVEL_WORKERS_BUSY_COUNTER_H
 
-#include <pthread.h>
 #include <stdint.h>
+#include "workers/pool_sync.h"
 
 #include "ortavel_export.h"
 
 ORTAVEL_BEGIN_C
 
 typedef struct busy_counter {
-  pthread_mutex_t lock; /* guards count */
-  pthread_cond_t zero;  /* broadcast when count falls to 0 */
-  uint32_t count;       /* jobs queued and not yet finished */
+  pool_mutex lock; /* guards count */
+  pool_cond zero;  /* broadcast when count falls to 0 */
+  uint32_t count;  /* jobs queued and not yet finished */
 } busy_counter;
 
 ORTAVEL_API void busy_counter_init(busy_counter *c);

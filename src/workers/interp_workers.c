@@ -30,20 +30,20 @@ static void run_job(interp_job *job) {
 static void *worker_loop(void *arg) {
   interp_workers *pool = (interp_workers *)arg;
   for (;;) {
-    pthread_mutex_lock(&pool->lock);
+    pool_mutex_lock(&pool->lock);
     /* The queue is looked at before quit, so a shutdown still drains it. */
     interp_job *job = take_job(pool);
     if (job != NULL) {
-      pthread_mutex_unlock(&pool->lock);
+      pool_mutex_unlock(&pool->lock);
       run_job(job);
       continue;
     }
     if (pool->quit == 1) {
-      pthread_mutex_unlock(&pool->lock);
+      pool_mutex_unlock(&pool->lock);
       return NULL;
     }
-    pthread_cond_wait(&pool->wake, &pool->lock);
-    pthread_mutex_unlock(&pool->lock);
+    pool_cond_wait(&pool->wake, &pool->lock);
+    pool_mutex_unlock(&pool->lock);
   }
 }
 
@@ -57,8 +57,8 @@ interp_workers *interp_workers_init_with(int32_t n, int32_t min, interp_thread_c
                                          void *context) {
   interp_workers *pool = (interp_workers *)calloc(1, sizeof(*pool));
   pool->threads = (pthread_t *)calloc(n > 0 ? (size_t)n : 1, sizeof(pthread_t));
-  pthread_mutex_init(&pool->lock, NULL);
-  pthread_cond_init(&pool->wake, NULL);
+  pool_mutex_init(&pool->lock);
+  pool_cond_init(&pool->wake);
   pool->head = NULL;
   pool->tail = NULL;
   pool->quit = 0;
@@ -90,7 +90,7 @@ int32_t interp_workers_run_async(interp_workers *pool, int32_t chunk, const inte
                                  busy_counter *counter) {
   /* One critical section for the whole batch: no worker starts on a band
    * before every band of the call is queued. */
-  pthread_mutex_lock(&pool->lock);
+  pool_mutex_lock(&pool->lock);
   for (int32_t start = 0; start < target->height; start += chunk) {
     interp_job *job = (interp_job *)malloc(sizeof(*job));
     job->source = *source;
@@ -112,10 +112,10 @@ int32_t interp_workers_run_async(interp_workers *pool, int32_t chunk, const inte
       /* Only an empty queue can have sleepers waiting for work. */
       pool->head = job;
       pool->tail = job;
-      pthread_cond_broadcast(&pool->wake);
+      pool_cond_broadcast(&pool->wake);
     }
   }
-  pthread_mutex_unlock(&pool->lock);
+  pool_mutex_unlock(&pool->lock);
   return 0;
 }
 
@@ -128,9 +128,9 @@ int32_t interp_workers_run(interp_workers *pool, int32_t chunk, const interp_sou
   /* The caller takes bands too while the workers wake: where waking a thread
    * is slow (under Wine, a quarter of a millisecond) the run starts at once. */
   for (;;) {
-    pthread_mutex_lock(&pool->lock);
+    pool_mutex_lock(&pool->lock);
     interp_job *job = take_job(pool);
-    pthread_mutex_unlock(&pool->lock);
+    pool_mutex_unlock(&pool->lock);
     if (job == NULL) break;
     run_job(job);
   }
@@ -141,15 +141,15 @@ int32_t interp_workers_run(interp_workers *pool, int32_t chunk, const interp_sou
 }
 
 void interp_workers_destroy(interp_workers *pool) {
-  pthread_mutex_lock(&pool->lock);
+  pool_mutex_lock(&pool->lock);
   pool->quit = 1;
-  pthread_cond_broadcast(&pool->wake);
-  pthread_mutex_unlock(&pool->lock);
+  pool_cond_broadcast(&pool->wake);
+  pool_mutex_unlock(&pool->lock);
   for (int32_t i = 0; i < pool->thread_count; i++) {
     pthread_join(pool->threads[i], NULL);
   }
-  pthread_mutex_destroy(&pool->lock);
-  pthread_cond_destroy(&pool->wake);
+  pool_mutex_destroy(&pool->lock);
+  pool_cond_destroy(&pool->wake);
   free(pool->threads);
   free(pool);
 }

@@ -13,6 +13,7 @@
 #include "ortavel_export.h"
 #include "resample/interp.h"
 #include "workers/busy_counter.h"
+#include "workers/pool_sync.h"
 
 ORTAVEL_BEGIN_C
 
@@ -30,8 +31,8 @@ typedef struct interp_job {
 typedef struct interp_workers {
   int32_t thread_count; /* threads started */
   pthread_t *threads;   /* sized for the count asked for */
-  pthread_mutex_t lock; /* guards head, tail and quit */
-  pthread_cond_t wake;  /* queue became non-empty, or shutdown */
+  pool_mutex lock;      /* guards head, tail and quit */
+  pool_cond wake;       /* queue became non-empty, or shutdown */
   interp_job *head;
   interp_job *tail;
   int32_t quit;

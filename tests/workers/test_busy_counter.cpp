@@ -13,9 +13,9 @@ namespace {
 bool LockFreeFromAnotherThread(busy_counter *c) {
   bool free_now = false;
   std::thread probe([&] {
-    if (pthread_mutex_trylock(&c->lock) == 0) {
+    if (pool_mutex_trylock(&c->lock) != 0) {
       free_now = true;
-      pthread_mutex_unlock(&c->lock);
+      pool_mutex_unlock(&c->lock);
     }
   });
   probe.join();

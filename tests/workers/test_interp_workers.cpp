@@ -40,9 +40,9 @@ int32_t RecordingKernel(const interp_source *source, const interp_target *target
                         interp_transform_fn transform, const void *model) {
   auto *rec = static_cast<Recorder *>(const_cast<void *>(model));
   while (rec->pool != nullptr && target->origin_y == 0.0) {
-    pthread_mutex_lock(&rec->pool->lock);
+    pool_mutex_lock(&rec->pool->lock);
     const bool quit = rec->pool->quit == 1;
-    pthread_mutex_unlock(&rec->pool->lock);
+    pool_mutex_unlock(&rec->pool->lock);
     if (quit) break;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
@@ -102,9 +102,9 @@ TEST(WorkerPool, CutsTheTargetIntoBandsOfTheChunkHeight) {
       row += c.heights[i];
     }
   }
-  pthread_mutex_lock(&pool->lock);
+  pool_mutex_lock(&pool->lock);
   EXPECT_EQ(pool->head, nullptr);  // nothing left queued
-  pthread_mutex_unlock(&pool->lock);
+  pool_mutex_unlock(&pool->lock);
   interp_workers_destroy(pool);
 }
 
@@ -120,9 +120,9 @@ TEST(WorkerPool, DestroyRunsEveryJobStillQueuedAndTheLatchCountsThem) {
   // five are still queued when the pool is told to stop.
   interp_workers_run_async(pool, 2, &b.source, &b.target, &kRecordingMethod, DummyTransform, &rec,
                            &counter);
-  pthread_mutex_lock(&counter.lock);
+  pool_mutex_lock(&counter.lock);
   EXPECT_EQ(counter.count, 6u);
-  pthread_mutex_unlock(&counter.lock);
+  pool_mutex_unlock(&counter.lock);
   interp_workers_destroy(pool);
   ASSERT_EQ(rec.bands.size(), 6u);  // before waiting, which would hang on a lost band
   // One thread takes them in the order they were queued.
