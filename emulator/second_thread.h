@@ -10,7 +10,45 @@
 #include <mutex>
 #include <thread>
 
+#ifdef _WIN32
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
+#endif
+
 namespace hostemu {
+
+#ifdef _WIN32
+// With the posix threads model, std::mutex and std::condition_variable are
+// winpthreads', which wait on kernel objects: under Wine every wait and wake
+// is then a round trip to the server process, two per large block. Windows'
+// slim lock and condition variable are served within the process.
+class SlimMutex {
+ public:
+  void lock() { AcquireSRWLockExclusive(&lock_); }
+  void unlock() { ReleaseSRWLockExclusive(&lock_); }
+  SRWLOCK *native() { return &lock_; }
+
+ private:
+  SRWLOCK lock_ = SRWLOCK_INIT;
+};
+
+class SlimCondition {
+ public:
+  template <class Predicate>
+  void wait(std::unique_lock<SlimMutex> &lock, Predicate ready) {
+    while (!ready()) SleepConditionVariableSRW(&condition_, lock.mutex()->native(), INFINITE, 0);
+  }
+  void notify_all() { WakeAllConditionVariable(&condition_); }
+
+ private:
+  CONDITION_VARIABLE condition_ = CONDITION_VARIABLE_INIT;
+};
+#endif
 
 class SecondThread {
  public:
@@ -29,8 +67,13 @@ class SecondThread {
  private:
   void loop();
 
+#ifdef _WIN32
+  SlimMutex mutex_;
+  SlimCondition changed_;
+#else
   std::mutex mutex_;
   std::condition_variable changed_;
+#endif
   std::function<void()> work_;  // posted, not yet done
   bool quit_ = false;
   std::thread thread_;
