@@ -32,6 +32,8 @@ TEST(RecordedLens, NamesTheLensFromEachMakersNote) {
       {"deb-exiftool_Pentax.jpg", "Sigma AF 10-20mm F4-5.6 EX DC"},
       {"deb-libexif_olympus_makernote_variant_4-E-PL2.jpg",
        "Olympus M.Zuiko Digital 14-42mm F3.5-5.6 II"},
+      // The E-1's equipment directory is an opaque block in its maker note.
+      {"deb-exiftool_OlympusE1.jpg", "Olympus Zuiko Digital 14-54mm F2.8-3.5"},
   };
   for (const Case &c : cases) {
     const RecordedLens lens = lensOf(c.file);
