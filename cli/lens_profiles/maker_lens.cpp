@@ -7,6 +7,8 @@
 #include <cmath>
 #include <limits>
 #include <mutex>
+#include <string>
+#include <vector>
 
 #include "image_io/exif_block.h"
 
@@ -97,6 +99,60 @@ void readFocalRange(const Exiv2::ExifData &data, RecordedLens &lens) {
   }
 }
 
+// Older Olympus bodies (the E-1 and its kin) write the maker note's
+// equipment directory as an opaque block rather than a sub-directory, so
+// exiv2 never decodes its LensType. The block is a plain directory whose
+// value offsets count from the TIFF header; its 6-byte LensType (0x0201) is
+// handed to exiv2 under the newer format's key, so that its own lens table
+// names it.
+constexpr std::uint16_t kLensTypeTag = 0x0201;
+constexpr std::size_t kLensTypeBytes = 6;
+
+std::optional<std::string> olympusEquipmentLens(const Exiv2::ExifData &data,
+                                                std::span<const std::uint8_t> tiff) {
+  const Exiv2::Exifdatum *block = find(data, "Exif.Olympus.Equipment");
+  if (block == nullptr || block->typeId() != Exiv2::undefined || block->size() < 2) return {};
+  std::vector<std::uint8_t> dir(block->size());
+  block->copy(dir.data(), Exiv2::littleEndian);  // undefined bytes are copied as they are
+  bool big = tiff[0] == 'M';
+  if (const Exiv2::Exifdatum *order = find(data, "Exif.MakerNote.ByteOrder"))
+    big = order->toString() == "MM";
+  const auto u16 = [&](std::size_t at) {
+    return static_cast<std::uint16_t>(big ? dir[at] << 8 | dir[at + 1]
+                                          : dir[at + 1] << 8 | dir[at]);
+  };
+  const auto u32 = [&](std::size_t at) {
+    return big ? std::uint32_t{u16(at)} << 16 | u16(at + 2)
+               : std::uint32_t{u16(at + 2)} << 16 | u16(at);
+  };
+  const std::size_t entries = u16(0);
+  for (std::size_t i = 0; i < entries && 2 + 12 * (i + 1) <= dir.size(); ++i) {
+    const std::size_t e = 2 + 12 * i;
+    if (u16(e) != kLensTypeTag) continue;
+    // BYTE[6]: too long to sit in the entry, so it is at the offset.
+    if (u16(e + 2) != 1 || u32(e + 4) != kLensTypeBytes) return {};
+    const std::size_t at = u32(e + 8);
+    if (at > tiff.size() || tiff.size() - at < kLensTypeBytes) return {};
+    std::string bytes;
+    for (std::size_t k = 0; k < kLensTypeBytes; ++k) {
+      if (k != 0) bytes += ' ';  // exiv2 refuses a trailing blank
+      bytes += std::to_string(tiff[at + k]);
+    }
+    Exiv2::ExifData one;
+    try {
+      Exiv2::Exifdatum lensType{Exiv2::ExifKey("Exif.OlympusEq.LensType")};
+      const auto value = Exiv2::Value::create(Exiv2::unsignedByte);
+      if (value->read(bytes) != 0) return {};
+      lensType.setValue(value.get());
+      one.add(lensType);
+    } catch (const std::exception &) {
+      return {};
+    }
+    return printed(one, "Exif.OlympusEq.LensType");
+  }
+  return {};
+}
+
 std::mutex &exiv2Lock() {
   // exiv2's lens tables keep state between calls on some makers; one
   // reading at a time keeps parallel batches safe.
@@ -132,6 +188,12 @@ RecordedLens readRecordedLens(std::span<const std::uint8_t> block) {
       lens.name = std::move(name);
       lens.tag = key;
       break;
+    }
+  }
+  if (!lens.name) {
+    if (auto name = olympusEquipmentLens(data, tiff)) {
+      lens.name = std::move(name);
+      lens.tag = "Exif.Olympus.Equipment";
     }
   }
   readFocalRange(data, lens);

@@ -3,9 +3,11 @@
 // (LensID, LensModel, MinFocalLength/MaxFocalLength), not ours.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 
+#include "image_io/exif_block.h"
 #include "image_io/image_io.h"
 #include "lens_profiles/maker_lens.h"
 
@@ -32,6 +34,8 @@ TEST(RecordedLens, NamesTheLensFromEachMakersNote) {
       {"deb-exiftool_Pentax.jpg", "Sigma AF 10-20mm F4-5.6 EX DC"},
       {"deb-libexif_olympus_makernote_variant_4-E-PL2.jpg",
        "Olympus M.Zuiko Digital 14-42mm F3.5-5.6 II"},
+      // The E-1's equipment directory is an opaque block in its maker note.
+      {"deb-exiftool_OlympusE1.jpg", "Olympus Zuiko Digital 14-54mm F2.8-3.5"},
   };
   for (const Case &c : cases) {
     const RecordedLens lens = lensOf(c.file);
@@ -71,6 +75,34 @@ TEST(RecordedLens, FilesWithoutALensAndBrokenBlocksGiveNothing) {
   }
   exif.assign(200, 0xAB);
   EXPECT_FALSE(readRecordedLens(exif).name);
+}
+
+// The E-1's lens number sits at an offset its equipment block gives: an
+// offset or a type forged in that block leaves the lens unnamed, and no read
+// leaves the block.
+TEST(RecordedLens, AForgedOlympusEquipmentBlockNamesNoLens) {
+  const auto exif = readImage(kLens / "deb-exiftool_OlympusE1.jpg").doc.exif;
+  // LensType's entry: tag 0x0201, BYTE, count 6 (the maker note is little-endian).
+  const std::uint8_t entry[] = {0x01, 0x02, 0x01, 0x00, 0x06, 0x00, 0x00, 0x00};
+  const auto at = std::search(exif.begin(), exif.end(), std::begin(entry), std::end(entry));
+  ASSERT_NE(at, exif.end());
+  const std::size_t pos = static_cast<std::size_t>(at - exif.begin());
+  const std::size_t tiffSize = stripExifPrefix(exif).size();
+  const auto patched = [&](std::size_t field, std::uint32_t value) {
+    auto bytes = exif;
+    for (int k = 0; k < 4; ++k)
+      bytes[pos + field + k] = static_cast<std::uint8_t>(value >> (8 * k));
+    return bytes;
+  };
+  for (const std::uint32_t offset :
+       {static_cast<std::uint32_t>(tiffSize - 5), static_cast<std::uint32_t>(tiffSize),
+        std::uint32_t{0xFFFFFFFF}}) {
+    EXPECT_FALSE(readRecordedLens(patched(8, offset)).name) << offset;
+  }
+  EXPECT_FALSE(readRecordedLens(patched(4, 7)).name);  // count 7
+  auto asShort = exif;
+  asShort[pos + 2] = 3;
+  EXPECT_FALSE(readRecordedLens(asShort).name);
 }
 
 TEST(RecordedLens, PrintedValuesThatNameNoLens) {
