@@ -189,6 +189,8 @@ bool setFocalLength(TIFF *t, double mm) {
   return TIFFSetField(t, EXIFTAG_FOCALLENGTH, static_cast<float>(mm)) == 1;
 }
 
+constexpr std::size_t kMostStripBytes = std::size_t{64} << 20;
+
 // Codecs whose strips decode alone from the strip's bytes and the directory;
 // JPEG (its tables and colour conversion) and the rest stay on one thread.
 bool decodesStripsAlone(std::uint16_t compression) {
@@ -250,7 +252,9 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
   const std::uint64_t strips = std::uint64_t{plan.stripsPerPlane} * planes;
   if (strips < 2 || TIFFNumberOfStrips(first) != strips) return false;
   const std::size_t scanline = static_cast<std::size_t>(TIFFScanlineSize64(first));
-  if (scanline == 0) return false;
+  // Each thread holds a decoded strip: files of a few huge strips are read
+  // row by row, as before, rather than holding several of them at once.
+  if (scanline == 0 || scanline * plan.rowsPerStrip > kMostStripBytes) return false;
   growRows(img, plan.height);
   const int stride = plan.separate ? 1 : plan.spp;
   const int bytesPerSample = plan.bits / 8;
