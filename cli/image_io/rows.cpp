@@ -48,8 +48,13 @@ void packRow(const Image &img, int y, int planes, int fileBits, bool invertColou
   } else if (fileBits == 16) {
     auto *out = static_cast<std::uint16_t *>(row);
     hostemu::interleaveRow(from, 2, w, static_cast<std::uint8_t *>(row));
-    for (std::size_t i = 0; i < w * n; ++i) {
-      out[i] = hostToFile16(i % n < colour ? invertHost16(out[i]) : out[i]);
+    // Without inverted channels the loop has no per-sample channel test and
+    // vectorises.
+    if (colour == 0) {
+      for (std::size_t i = 0; i < w * n; ++i) out[i] = hostToFile16(out[i]);
+    } else {
+      for (std::size_t i = 0; i < w * n; ++i)
+        out[i] = hostToFile16(i % n < colour ? invertHost16(out[i]) : out[i]);
     }
   } else {
     // Words narrowed to bytes, one pixel at a time.

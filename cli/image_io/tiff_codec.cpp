@@ -6,14 +6,18 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "exit_codes.h"
@@ -185,6 +189,138 @@ bool setFocalLength(TIFF *t, double mm) {
   return TIFFSetField(t, EXIFTAG_FOCALLENGTH, static_cast<float>(mm)) == 1;
 }
 
+constexpr std::size_t kMostStripBytes = std::size_t{64} << 20;
+
+// Codecs whose strips decode alone from the strip's bytes and the directory;
+// JPEG (its tables and colour conversion) and the rest stay on one thread.
+bool decodesStripsAlone(std::uint16_t compression) {
+  switch (compression) {
+    case COMPRESSION_NONE:
+    case COMPRESSION_LZW:
+    case COMPRESSION_ADOBE_DEFLATE:
+    case COMPRESSION_DEFLATE:
+    case COMPRESSION_ZSTD:
+    case COMPRESSION_PACKBITS:
+      return true;
+    default:
+      return false;
+  }
+}
+
+// What a stripped file looks like, for decoding its strips on several threads.
+struct StripPlan {
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  std::uint32_t rowsPerStrip = 0;
+  std::uint32_t stripsPerPlane = 0;
+  int spp = 1;
+  int bits = 8;
+  int colour = 0;
+  bool separate = false;
+  bool invert = false;
+};
+
+StripPlan stripPlan(TIFF *tif, std::uint32_t width, std::uint32_t height, int spp, int bits,
+                    int colour, bool separate, bool invert) {
+  StripPlan plan;
+  plan.width = width;
+  plan.height = height;
+  std::uint32_t rps = height;
+  TIFFGetFieldDefaulted(tif, TIFFTAG_ROWSPERSTRIP, &rps);
+  plan.rowsPerStrip = std::clamp<std::uint32_t>(rps, 1, height);
+  plan.stripsPerPlane = (height - 1) / plan.rowsPerStrip + 1;
+  plan.spp = spp;
+  plan.bits = bits;
+  plan.colour = colour;
+  plan.separate = separate;
+  plan.invert = invert;
+  return plan;
+}
+
+// Decodes every strip of the file on up to `threads` threads and unpacks it
+// into img, whose rows are all there. Inflating a strip is most of a
+// compressed file's reading time and libtiff keeps a decoder's state in its
+// handle, so each extra thread reads through a handle of its own on the file;
+// the strips it decodes are disjoint rows of the picture. Returns false, with
+// nothing read, when the file's strips are not laid out as expected (the
+// row-by-row reader then reports what is wrong).
+bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const StripPlan &plan,
+                          const ReadLimits &limits, int threads, Image &img,
+                          Diagnostics &firstDiag) {
+  if (threads < 2) return false;
+  const std::uint32_t planes = plan.separate ? static_cast<std::uint32_t>(plan.spp) : 1u;
+  const std::uint64_t strips = std::uint64_t{plan.stripsPerPlane} * planes;
+  if (strips < 2 || TIFFNumberOfStrips(first) != strips) return false;
+  const std::size_t scanline = static_cast<std::size_t>(TIFFScanlineSize64(first));
+  // Each thread holds a decoded strip: files of a few huge strips are read
+  // row by row, as before, rather than holding several of them at once.
+  if (scanline == 0 || scanline * plan.rowsPerStrip > kMostStripBytes) return false;
+  growRows(img, plan.height);
+  const int stride = plan.separate ? 1 : plan.spp;
+  const int bytesPerSample = plan.bits / 8;
+  const auto workers = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(
+      static_cast<std::uint64_t>(threads), 1, std::min<std::uint64_t>(strips, 64)));
+  std::atomic<std::uint64_t> next{0};
+  std::atomic<bool> failed{false};
+  std::mutex errorLock;
+  std::exception_ptr thrown;
+  std::string why;
+  auto work = [&](std::uint32_t w) {
+    Diagnostics own;
+    Diagnostics &diag = w == 0 ? firstDiag : own;
+    try {
+      Tiff opened;
+      TIFF *tif = first;
+      if (w > 0) {
+        std::uint64_t bytes = 0;
+        opened = openForReading(path, diag, limits, bytes);
+        tif = opened.get();
+        std::uint32_t width = 0, height = 0;
+        if (tif == nullptr || !TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &width) ||
+            !TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &height) || width != plan.width ||
+            height != plan.height || TIFFNumberOfStrips(tif) != strips ||
+            static_cast<std::size_t>(TIFFScanlineSize64(tif)) != scanline) {
+          throw inputError(path.string() + ": the file changed while it was being read");
+        }
+      }
+      std::vector<std::uint8_t> strip(scanline * plan.rowsPerStrip);
+      for (std::uint64_t s = next++; s < strips && !failed; s = next++) {
+        const auto plane = static_cast<int>(s / plan.stripsPerPlane);
+        const auto y0 = static_cast<std::uint32_t>(s % plan.stripsPerPlane) * plan.rowsPerStrip;
+        const std::uint32_t rows = std::min(plan.rowsPerStrip, plan.height - y0);
+        const tmsize_t want = static_cast<tmsize_t>(scanline * rows);
+        if (TIFFReadEncodedStrip(tif, static_cast<std::uint32_t>(s), strip.data(), want) != want) {
+          const std::lock_guard<std::mutex> hold(errorLock);
+          if (!failed.exchange(true)) why = diag.firstError;
+          return;
+        }
+        for (std::uint32_t r = 0; r < rows; ++r) {
+          const std::uint8_t *src = strip.data() + r * scanline;
+          for (int p = plan.separate ? plane : 0; p < (plan.separate ? plane + 1 : plan.spp); ++p) {
+            unpackSamples(img, p, 0, static_cast<int>(y0 + r), static_cast<int>(plan.width),
+                          plan.bits, stride, plan.invert && p < plan.colour,
+                          src + (plan.separate ? 0 : p * bytesPerSample));
+          }
+        }
+      }
+    } catch (...) {
+      const std::lock_guard<std::mutex> hold(errorLock);
+      if (!failed.exchange(true)) thrown = std::current_exception();
+    }
+  };
+  std::vector<std::thread> pool;
+  for (std::uint32_t w = 1; w < workers; ++w) pool.emplace_back(work, w);
+  work(0);
+  for (auto &t : pool) t.join();
+  if (thrown) std::rethrow_exception(thrown);
+  if (failed) {
+    Diagnostics d;
+    d.firstError = why;
+    corrupt(path, d);
+  }
+  return true;
+}
+
 }  // namespace
 
 Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
@@ -278,6 +414,8 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
   const int stride = separate ? 1 : spp;
   const int bytesPerSample = bits / 8;
 
+  const bool parallelStrips =
+      decodesStripsAlone(compression) && photometric != PHOTOMETRIC_YCBCR && GetNumProcessors() > 1;
   if (TIFFIsTiled(tif)) {
     std::uint32_t tw = 0, th = 0;
     TIFFGetField(tif, TIFFTAG_TILEWIDTH, &tw);
@@ -304,7 +442,9 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
         }
       }
     }
-  } else {
+  } else if (!readStripsInParallel(
+                 path, tif, stripPlan(tif, width, height, spp, bits, colour, separate, invert),
+                 limits, parallelStrips ? GetNumProcessors() : 1, img, diag)) {
     std::vector<std::uint8_t> row(static_cast<std::size_t>(TIFFScanlineSize(tif)));
     for (int s = 0; s < (separate ? spp : 1); ++s) {
       for (std::uint32_t y = 0; y < height; ++y) {

@@ -1,12 +1,14 @@
 // TIFF strips compressed on several threads: every codec, strips spread over
 // more windows than there are threads, 8 and 16 bits, read back with libtiff
-// itself row by row, and whole pictures through the command's writer and
+// itself row by row, whole pictures through the command's writer and
 // reader.
 #include <gtest/gtest.h>
 #include <tiffio.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -140,6 +142,127 @@ TEST(TiffStrips, PicturesRoundTripThroughTheWriterWithEveryCodec) {
       EXPECT_TRUE(back.doc.planes[p].samples == img.doc.planes[p].samples)
           << tiffCompressionName(codec) << " plane " << p;
   }
+  fs::remove_all(dir);
+}
+
+}  // namespace
+
+namespace {
+
+// The host value of a 16-bit file sample, rounded to nearest on 0..32768
+// (never a tie: 65535 is odd).
+std::uint16_t hostOf16(std::uint16_t v) {
+  return static_cast<std::uint16_t>(std::lround(v * 32768.0 / 65535.0));
+}
+
+// Files of many strips, as other programs write them (contiguous and separate
+// planes, 8 and 16 bits, with and without the predictor, white as zero), read
+// by the command's reader, which decodes strips on several threads: every
+// sample where libtiff's own layout puts it.
+TEST(TiffStrips, ManyStripFilesReadBackSampleForSample) {
+  const fs::path dir = scratch();
+  const std::uint32_t width = 29;
+  const std::uint32_t height = 53;  // 14 strips of 4 rows, the last of 1
+  struct Case {
+    std::uint16_t compression;
+    std::uint16_t bits;
+    std::uint16_t planar;
+    std::uint16_t photometric;
+    std::uint16_t spp;
+  };
+  const Case cases[] = {
+      {COMPRESSION_ADOBE_DEFLATE, 16, PLANARCONFIG_CONTIG, PHOTOMETRIC_RGB, 3},
+      {COMPRESSION_ADOBE_DEFLATE, 16, PLANARCONFIG_SEPARATE, PHOTOMETRIC_RGB, 3},
+      {COMPRESSION_LZW, 8, PLANARCONFIG_CONTIG, PHOTOMETRIC_RGB, 4},
+      {COMPRESSION_NONE, 16, PLANARCONFIG_CONTIG, PHOTOMETRIC_MINISWHITE, 1},
+      {COMPRESSION_PACKBITS, 8, PLANARCONFIG_SEPARATE, PHOTOMETRIC_MINISBLACK, 2},
+  };
+  int n = 0;
+  for (const Case &c : cases) {
+    SCOPED_TRACE(n);
+    fs::path file = dir / "m";
+    file += std::to_string(n++);
+    file += ".tif";
+    const std::size_t perRow = std::size_t{width} * c.spp;
+    std::vector<std::uint16_t> values(perRow * height);
+    std::mt19937 rng(n);
+    for (auto &v : values)
+      v = static_cast<std::uint16_t>(c.bits == 8 ? rng() % 256 : rng() % 65536);
+    {
+      Tiff t(TIFFOpen(file.c_str(), "w"));
+      ASSERT_TRUE(t);
+      TIFFSetField(t.get(), TIFFTAG_IMAGEWIDTH, width);
+      TIFFSetField(t.get(), TIFFTAG_IMAGELENGTH, height);
+      TIFFSetField(t.get(), TIFFTAG_SAMPLESPERPIXEL, c.spp);
+      TIFFSetField(t.get(), TIFFTAG_BITSPERSAMPLE, c.bits);
+      TIFFSetField(t.get(), TIFFTAG_PLANARCONFIG, c.planar);
+      TIFFSetField(t.get(), TIFFTAG_PHOTOMETRIC, c.photometric);
+      const std::uint16_t colour = c.photometric == PHOTOMETRIC_RGB ? 3 : 1;
+      if (c.spp > colour) {
+        const std::vector<std::uint16_t> extra(c.spp - colour, EXTRASAMPLE_UNASSALPHA);
+        TIFFSetField(t.get(), TIFFTAG_EXTRASAMPLES, static_cast<std::uint16_t>(extra.size()),
+                     extra.data());
+      }
+      TIFFSetField(t.get(), TIFFTAG_COMPRESSION, c.compression);
+      if (c.compression == COMPRESSION_ADOBE_DEFLATE || c.compression == COMPRESSION_LZW)
+        TIFFSetField(t.get(), TIFFTAG_PREDICTOR, PREDICTOR_HORIZONTAL);
+      TIFFSetField(t.get(), TIFFTAG_ROWSPERSTRIP, 4);
+      const int passes = c.planar == PLANARCONFIG_SEPARATE ? c.spp : 1;
+      const std::size_t rowSamples = c.planar == PLANARCONFIG_SEPARATE ? width : perRow;
+      std::vector<std::uint8_t> row(rowSamples * c.bits / 8);
+      for (int s = 0; s < passes; ++s) {
+        for (std::uint32_t y = 0; y < height; ++y) {
+          for (std::size_t i = 0; i < rowSamples; ++i) {
+            const std::uint16_t v = c.planar == PLANARCONFIG_SEPARATE
+                                        ? values[y * perRow + i * c.spp + s]
+                                        : values[y * perRow + i];
+            if (c.bits == 8)
+              row[i] = static_cast<std::uint8_t>(v);
+            else
+              std::memcpy(row.data() + 2 * i, &v, 2);
+          }
+          ASSERT_EQ(TIFFWriteScanline(t.get(), row.data(), y, static_cast<std::uint16_t>(s)), 1);
+        }
+      }
+    }
+    const Image img = readImage(file.string());
+    ASSERT_EQ(img.doc.planes.size(), c.spp);
+    const bool invert = c.photometric == PHOTOMETRIC_MINISWHITE;
+    for (std::uint32_t y = 0; y < height; ++y) {
+      for (std::uint32_t x = 0; x < width; ++x) {
+        for (std::uint16_t p = 0; p < c.spp; ++p) {
+          std::uint16_t v = values[y * perRow + x * c.spp + p];
+          const std::size_t at = std::size_t{y} * width + x;
+          std::uint16_t got = 0;
+          if (c.bits == 8) {
+            if (invert) v = static_cast<std::uint16_t>(255 - v);
+            got = img.doc.planes[p].samples[at];
+          } else {
+            if (invert) v = static_cast<std::uint16_t>(65535 - v);
+            v = hostOf16(v);
+            std::memcpy(&got, img.doc.planes[p].samples.data() + 2 * at, 2);
+          }
+          ASSERT_EQ(got, v) << "row " << y << ", column " << x << ", plane " << p;
+        }
+      }
+    }
+  }
+  // A strip whose compressed bytes are spoilt is reported, not skipped.
+  const fs::path spoilt = dir / "m0.tif";
+  {
+    Tiff t(TIFFOpen(spoilt.c_str(), "r"));
+    ASSERT_TRUE(t);
+    const std::uint64_t at = TIFFGetStrileOffset(t.get(), 7);
+    const std::uint64_t len = TIFFGetStrileByteCount(t.get(), 7);
+    t.reset();
+    std::FILE *f = std::fopen(spoilt.c_str(), "r+b");
+    ASSERT_NE(f, nullptr);
+    const std::vector<std::uint8_t> junk(len, 0xff);
+    std::fseek(f, static_cast<long>(at), SEEK_SET);
+    std::fwrite(junk.data(), 1, junk.size(), f);
+    std::fclose(f);
+  }
+  EXPECT_ANY_THROW(readImage(spoilt.string()));
   fs::remove_all(dir);
 }
 
