@@ -17,6 +17,7 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -309,7 +310,15 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
     }
   };
   std::vector<std::thread> pool;
-  for (std::uint32_t w = 1; w < workers; ++w) pool.emplace_back(work, w);
+  for (std::uint32_t w = 1; w < workers; ++w) {
+    // Strips are claimed one at a time: fewer threads than asked for (none
+    // to be had) still decode them all.
+    try {
+      pool.emplace_back(work, w);
+    } catch (const std::system_error &) {
+      break;
+    }
+  }
   work(0);
   for (auto &t : pool) t.join();
   if (thrown) std::rethrow_exception(thrown);

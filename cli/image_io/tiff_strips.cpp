@@ -8,6 +8,7 @@
 #include <exception>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -232,7 +233,15 @@ std::string writeTiffStrips(TIFF *tif, const TiffStripLayout &layout, const Tiff
       }
     };
     std::vector<std::thread> pool;
-    for (std::uint32_t w = 1; w < std::min(workers, count); ++w) pool.emplace_back(work);
+    for (std::uint32_t w = 1; w < std::min(workers, count); ++w) {
+      // Strips are claimed one at a time: fewer threads than asked for
+      // (none to be had) still do them all.
+      try {
+        pool.emplace_back(work);
+      } catch (const std::system_error &) {
+        break;
+      }
+    }
     work();
     for (auto &t : pool) t.join();
     if (!error.empty()) break;
