@@ -60,3 +60,23 @@ export function startEditor(ortavel, photo, extra = []) {
     exit.then((code) => reject(new Error(`ortavel ui ended with ${code} before serving`)));
   });
 }
+
+// A test script's checks: each printed as it is made, the failures counted
+// for the exit code, and the whole run bounded in time, whatever hangs.
+export function checks(name, limitMs = 240_000) {
+  setTimeout(() => {
+    console.error(`${name}: timed out`);
+    process.exit(1);
+  }, limitMs).unref();
+  let failures = 0;
+  return {
+    check(ok, what) {
+      console.log(`${ok ? 'ok  ' : 'FAIL'} ${what}`);
+      if (!ok) failures += 1;
+    },
+    finish() {
+      console.log(failures === 0 ? `${name}: all checks passed` : `${name}: ${failures} check(s) failed`);
+      process.exit(failures === 0 ? 0 : 1);
+    },
+  };
+}

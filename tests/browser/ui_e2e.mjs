@@ -11,7 +11,7 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import { decodePng } from './png.mjs';
-import { launchChromium, startEditor } from './harness.mjs';
+import { checks, launchChromium, startEditor } from './harness.mjs';
 
 const { chromium } = await import('playwright-core').catch(() => {
   console.error('ui_e2e: playwright-core is not installed: run `npm ci` in tests/browser ' +
@@ -24,17 +24,7 @@ if (!ortavel || !sourcePhoto) {
   console.error('usage: node ui_e2e.mjs ORTAVEL PHOTO');
   process.exit(2);
 }
-// The whole run is bounded, whatever hangs.
-setTimeout(() => {
-  console.error('ui_e2e: timed out');
-  process.exit(1);
-}, 240_000).unref();
-
-let failures = 0;
-function check(ok, what) {
-  console.log(`${ok ? 'ok  ' : 'FAIL'} ${what}`);
-  if (!ok) failures += 1;
-}
+const { check, finish } = checks('ui_e2e');
 
 const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ortavel-ui-e2e-'));
 const photo = path.join(dir, 'photo.jpg');
@@ -186,5 +176,4 @@ try {
   check(code === 0, `Ctrl-C stops the server cleanly (exit ${code})`);
   fs.rmSync(dir, { recursive: true, force: true });
 }
-console.log(failures === 0 ? 'ui_e2e: all checks passed' : `ui_e2e: ${failures} check(s) failed`);
-process.exit(failures === 0 ? 0 : 1);
+finish();

@@ -12,7 +12,7 @@ import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
 import { decodePng } from './png.mjs';
-import { launchChromium, startEditor } from './harness.mjs';
+import { checks, launchChromium, startEditor } from './harness.mjs';
 
 const { chromium } = await import('playwright-core').catch(() => {
   console.error('ui_everyday: playwright-core is not installed: run `npm ci` in tests/browser ' +
@@ -25,16 +25,7 @@ if (!ortavel || !cameraPhoto || !barePhoto || !phonePhoto) {
   console.error('usage: node ui_everyday.mjs ORTAVEL CAMERA_PHOTO BARE_PHOTO PHONE_PHOTO');
   process.exit(2);
 }
-setTimeout(() => {
-  console.error('ui_everyday: timed out');
-  process.exit(1);
-}, 240_000).unref();
-
-let failures = 0;
-function check(ok, what) {
-  console.log(`${ok ? 'ok  ' : 'FAIL'} ${what}`);
-  if (!ok) failures += 1;
-}
+const { check, finish } = checks('ui_everyday');
 
 const dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ortavel-ui-everyday-'));
 const run = (...args) => execFileSync(ortavel, args, { stdio: ['ignore', 'pipe', 'inherit'] });
@@ -271,6 +262,4 @@ try {
   await browser.close();
   fs.rmSync(dir, { recursive: true, force: true });
 }
-console.log(failures === 0 ? 'ui_everyday: all checks passed' :
-  `ui_everyday: ${failures} check(s) failed`);
-process.exit(failures === 0 ? 0 : 1);
+finish();
