@@ -152,23 +152,7 @@ TableLookup findTableProfile(const TableQuery &query) {
 
   const auto r = lookupProfile(TableDb{}, photo, overrides, query.width, query.height);
   if (!r.error.empty()) return {std::nullopt, r.error};
-  TableProfile p;
-  p.camera = cameraListName(r.cameraFacts);
-  p.lens = r.lensFacts.name;
-  p.fixedLens = r.fixedLens;
-  p.focalLengthMm = r.focalLengthMm;
-  p.k1 = r.converted.k1;
-  p.k2 = r.converted.k2;
-  p.scale = r.converted.scale;
-  p.centerX = r.centerX;
-  p.centerY = r.centerY;
-  p.fitErrorPx = r.converted.maxErrorPx;
-  p.exact = r.converted.exact;
-  p.model = std::string(distortionModelName(r.distortion.model));
-  p.cameraCropFactor = r.frame.cameraCropFactor;
-  p.lensCropFactor = r.frame.lensCropFactor;
-  p.lensAspectRatio = r.frame.lensAspectRatio;
-  return {p, {}};
+  return {profileFacts(r), {}};
 }
 
 LensChoices tableLensesFor(const std::string &make, const std::string &model,

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "profiles/profile_facts.h"
+
 namespace ortavel::profiles {
 
 // What a photograph says about itself; empty strings and a focal length of 0
@@ -31,28 +33,7 @@ struct TableQuery {
   bool focalPicked = false;  // focalLengthMm is the user's, not the file's
 };
 
-struct TableProfile {
-  std::string camera;  // as the database names them
-  std::string lens;
-  bool fixedLens = false;
-  double focalLengthMm = 0.0;
-  // Our lens model for this picture: k1, k2, zoom and the optical centre in
-  // the model's units; and the largest distance in pixels between where it
-  // and the database take a pixel from.
-  double k1 = 0.0;
-  double k2 = 0.0;
-  double scale = 1.0;
-  double centerX = 0.0;
-  double centerY = 0.0;
-  double fitErrorPx = 0.0;
-  bool exact = false;
-  // The database's model at that focal length ("ptlens") and where its
-  // calibration was made.
-  std::string model;
-  double cameraCropFactor = 1.0;
-  double lensCropFactor = 1.0;
-  double lensAspectRatio = 1.5;
-};
+using TableProfile = ProfileFacts;
 
 // Either a profile or the reason there is none, worded for the user.
 struct TableLookup {

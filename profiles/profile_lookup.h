@@ -22,6 +22,7 @@
 #include "profiles/lookup_messages.h"
 #include "profiles/photo_identity.h"
 #include "profiles/profile_conversion.h"
+#include "profiles/profile_facts.h"
 
 namespace ortavel::profiles {
 
@@ -96,6 +97,28 @@ struct LookupResult {
   double centerY = 0.0;
   std::string error;  // empty: found
 };
+
+// The facts of a found profile, as both databases' profiles report them.
+template <typename C, typename L>
+ProfileFacts profileFacts(const LookupResult<C, L> &r) {
+  ProfileFacts p;
+  p.camera = cameraListName(r.cameraFacts);
+  p.lens = r.lensFacts.name;
+  p.fixedLens = r.fixedLens;
+  p.focalLengthMm = r.focalLengthMm;
+  p.k1 = r.converted.k1;
+  p.k2 = r.converted.k2;
+  p.scale = r.converted.scale;
+  p.centerX = r.centerX;
+  p.centerY = r.centerY;
+  p.fitErrorPx = r.converted.maxErrorPx;
+  p.exact = r.converted.exact;
+  p.model = std::string(distortionModelName(r.distortion.model));
+  p.cameraCropFactor = r.frame.cameraCropFactor;
+  p.lensCropFactor = r.frame.lensCropFactor;
+  p.lensAspectRatio = r.frame.lensAspectRatio;
+  return p;
+}
 
 // Names equal but for case and runs of spaces.
 bool sameName(const std::string &a, const std::string &b);

@@ -109,22 +109,8 @@ ProfileLookup findLensProfile(const PhotoIdentity &photo, const ProfileOverrides
   }
 
   LensProfile p;
-  p.camera = profiles::cameraListName(r.cameraFacts);
-  p.lens = r.lensFacts.name;
-  p.fixedLens = r.fixedLens;
-  p.focalLengthMm = r.focalLengthMm;
-  p.model = distortionModelName(r.distortion.model);
+  static_cast<profiles::ProfileFacts &>(p) = profiles::profileFacts(r);
   p.terms = termsText(r.distortion);
-  p.cameraCropFactor = r.frame.cameraCropFactor;
-  p.lensCropFactor = r.frame.lensCropFactor;
-  p.lensAspectRatio = r.frame.lensAspectRatio;
-  p.k1 = r.converted.k1;
-  p.k2 = r.converted.k2;
-  p.scale = r.converted.scale;
-  p.centerX = r.centerX;
-  p.centerY = r.centerY;
-  p.fitErrorPx = r.converted.maxErrorPx;
-  p.exact = r.converted.exact;
   p.projection = projectionName(r.lens->Type);
   p.cameraRecord = r.camera;
   p.lensRecord = r.lens;

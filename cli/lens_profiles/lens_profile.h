@@ -9,33 +9,15 @@
 
 #include "correction_settings.h"
 #include "lens_profiles/photo_identity.h"
+#include "profiles/profile_facts.h"
 
 struct lfCamera;
 struct lfLens;
 
 namespace ortavel::cli {
 
-struct LensProfile {
-  std::string camera;      // as the database names it: "Canon PowerShot S40"
-  std::string lens;        // "Canon PowerShot S30 & compatibles (Standard)"
-  bool fixedLens = false;  // the camera's built-in lens, matched by the camera alone
-  double focalLengthMm = 0.0;
-  std::string model;  // the database's model at that focal length: "ptlens"
-  std::string terms;  // its coefficients: "a=0.007715 b=-0.026731 c=0"
-  double cameraCropFactor = 1.0;
-  double lensCropFactor = 1.0;
-  double lensAspectRatio = 1.5;
-  // Our model: k1, k2, zoom and the optical centre (the lens's own centre
-  // shift, 0,0 for almost every lens), orientation 0, for this picture size;
-  // and the largest distance in pixels between where it and the database
-  // take each pixel from.
-  double k1 = 0.0;
-  double k2 = 0.0;
-  double scale = 1.0;
-  double centerX = 0.0;
-  double centerY = 0.0;
-  double fitErrorPx = 0.0;
-  bool exact = false;
+struct LensProfile : profiles::ProfileFacts {
+  std::string terms;  // the database model's coefficients: "a=0.007715 b=-0.026731 c=0"
   // The projection the database gives a lens that is not rectilinear
   // ("equisolid fisheye"); empty for a rectilinear one. Only its distortion
   // is converted, never the projection.
