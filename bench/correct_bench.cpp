@@ -90,6 +90,13 @@ lensdistort_model barrel_model() {
   return m;
 }
 
+// The frame's whole source picture as the kernels read it.
+interp_source frame_source(const Frame &f, uint32_t sample_size) {
+  const int32_t pixel_stride = kChannels * static_cast<int32_t>(sample_size);
+  return {f.source.data(),       0.0,          0.0,       kWidth,     kHeight,
+          kWidth * pixel_stride, pixel_stride, kChannels, f.max_value};
+}
+
 void correct(benchmark::State &state, uint32_t method, uint32_t sample_size, uint32_t isa,
              bool pooled) {
   const interp_method *row = interp_get_method(method, sample_size);
@@ -103,10 +110,9 @@ void correct(benchmark::State &state, uint32_t method, uint32_t sample_size, uin
   const interp_method *entry = &level_row;
   Frame &f = frame(sample_size);
   const lensdistort_model model = barrel_model();
-  const int32_t pixel_stride = kChannels * static_cast<int32_t>(sample_size);
-  const int32_t row_stride = kWidth * pixel_stride;
-  const interp_source source{f.source.data(), 0.0,          0.0,       kWidth,     kHeight,
-                             row_stride,      pixel_stride, kChannels, f.max_value};
+  const interp_source source = frame_source(f, sample_size);
+  const int32_t pixel_stride = source.pixel_stride;
+  const int32_t row_stride = source.row_stride;
 
   const int32_t processors = std::max<int32_t>(1, GetNumProcessors());
   interp_workers *pool = nullptr;
@@ -151,10 +157,9 @@ double whole_frame_seconds(uint32_t method, uint32_t sample_size) {
   const interp_method *entry = interp_get_method(method, sample_size);
   Frame &f = frame(sample_size);
   const lensdistort_model model = barrel_model();
-  const int32_t pixel_stride = kChannels * static_cast<int32_t>(sample_size);
-  const int32_t row_stride = kWidth * pixel_stride;
-  const interp_source source{f.source.data(), 0.0,          0.0,       kWidth,     kHeight,
-                             row_stride,      pixel_stride, kChannels, f.max_value};
+  const interp_source source = frame_source(f, sample_size);
+  const int32_t pixel_stride = source.pixel_stride;
+  const int32_t row_stride = source.row_stride;
   const interp_target target{f.target.data(), 0.0,          0.0,       kWidth,     kHeight,
                              row_stride,      pixel_stride, kChannels, f.max_value};
   const auto start = std::chrono::steady_clock::now();
