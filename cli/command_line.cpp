@@ -282,7 +282,8 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
     } else if (arg == "--camera" || arg == "--lens-model") {
       only({Command::kCorrect, Command::kPreview, Command::kInfo, Command::kUi});
       const std::string v = needValue();
-      if (v.find_first_not_of(" \t") == std::string::npos) throw usageError(arg + " needs a name");
+      // Held to what a settings file can keep, since --save-settings writes it there.
+      checkProfileName(v, arg);
       (arg == "--camera" ? cl.profile.camera : cl.profile.lensModel) = v;
     } else if (arg == "--focal") {
       only({Command::kCorrect, Command::kPreview, Command::kInfo, Command::kUi});

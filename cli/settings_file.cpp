@@ -34,6 +34,8 @@ std::string exact(double v) {
 void checkProfileName(const std::string &name, const std::string &what) {
   if (name.find_first_not_of(" \t") == std::string::npos)
     throw usageError(what + " needs a name, not an empty text");
+  // The file's reader trims each value, so such a name would come back changed.
+  if (name != trim(name)) throw usageError(what + " cannot begin or end with a blank");
   if (name.size() > kMaxProfileNameBytes)
     throw usageError(what + " is too long for a name (at most " +
                      std::to_string(kMaxProfileNameBytes) + " bytes)");

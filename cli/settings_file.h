@@ -27,8 +27,9 @@ struct ProfileNames {
 inline constexpr std::size_t kMaxProfileNameBytes = 256;
 
 // Throws CliError (usage) when `name` cannot be a camera or lens name a
-// settings file holds: empty or blank, longer than kMaxProfileNameBytes, or
-// holding a control character or "#" (which would start a comment).
+// settings file holds: empty or blank, beginning or ending with a blank,
+// longer than kMaxProfileNameBytes, or holding a control character or "#"
+// (which would start a comment).
 void checkProfileName(const std::string &name, const std::string &what);
 
 // Applies the file's keys on top of `s`. Throws CliError (usage) naming the

@@ -99,6 +99,11 @@ TEST(CommandLine, MistakesAreUsageErrors) {
     for (std::string w; words >> w;) args.push_back(w);
     EXPECT_EQ(usageOf(args), ExitCode::kUsage) << line;
   }
+  // Names --save-settings could not write back as given.
+  for (const char *name : {"", " ", "Nikon D70 ", "a#b", "a\nk1 = 5"}) {
+    EXPECT_EQ(usageOf({"correct", "a", "b", "--auto", "--camera", name}), ExitCode::kUsage)
+        << '"' << name << '"';
+  }
   EXPECT_TRUE(parseCommandLine({"correct", "--help"}).help);
   EXPECT_EQ(parseCommandLine({"preview", "a", "-o", "d", "--size", "64x48"}).previewHeight, 48);
 }

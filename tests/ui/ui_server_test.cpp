@@ -359,9 +359,10 @@ TEST(UiServer, TheLensPickerChoosesAsTheLensModelOptionDoes) {
   EXPECT_EQ(mine.profile.lensModel, "X");
 
   // Names the settings file could not hold, and what is not a name.
-  for (const json &bad : {json{{"lens", std::string(300, 'a')}}, json{{"lens", "a\nk1 = 5"}},
-                          json{{"lens", "a#b"}}, json{{"lens", " "}}, json{{"lens", 5}},
-                          json{{"camera", json::array()}}, json{{"mount", "x"}}}) {
+  for (const json &bad :
+       {json{{"lens", std::string(300, 'a')}}, json{{"lens", "a\nk1 = 5"}}, json{{"lens", "a#b"}},
+        json{{"lens", " "}}, json{{"lens", sigma + " "}}, json{{"lens", "\t" + sigma}},
+        json{{"lens", 5}}, json{{"camera", json::array()}}, json{{"mount", "x"}}}) {
     json body = bad;
     body["settings"] = json::object();
     const auto refused = e.post("/api/lens", body.dump());
