@@ -61,10 +61,16 @@ demo:
 install: all
 	cmake --install $(BUILD)
 
+# The sanitizer builds optimise at -O1 with line tables only, as the
+# sanitizers' own documentation suggests: reports still name file and line,
+# and the builds take half the time they take at -O2 with full debug records.
+SANITIZE_FLAGS = -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORTAVEL_BUILD_BENCH=OFF \
+  "-DCMAKE_C_FLAGS_RELWITHDEBINFO=-O1 -g1 -DNDEBUG" "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1 -g1 -DNDEBUG"
+
 # The whole suite under AddressSanitizer and UndefinedBehaviorSanitizer.
 asan: deps
 	@scripts/ensure-deps sanitize
-	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORTAVEL_SANITIZE=address,undefined -DORTAVEL_BUILD_BENCH=OFF >/dev/null
+	cmake -S . -B build-asan $(SANITIZE_FLAGS) -DORTAVEL_SANITIZE=address,undefined >/dev/null
 	cmake --build build-asan -j $(JOBS)
 	ASAN_OPTIONS=detect_leaks=1 ctest --test-dir build-asan --output-on-failure -j $(JOBS)
 
@@ -72,7 +78,7 @@ asan: deps
 # test is named after its target).
 tsan: deps
 	@scripts/ensure-deps sanitize
-	cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORTAVEL_SANITIZE=thread -DORTAVEL_BUILD_BENCH=OFF >/dev/null
+	cmake -S . -B build-tsan $(SANITIZE_FLAGS) -DORTAVEL_SANITIZE=thread >/dev/null
 	cmake --build build-tsan -j $(JOBS) --target \
 	  $$(ctest --test-dir build-tsan -N -L threads | sed -n 's/^ *Test *#[0-9]*: //p')
 	TSAN_OPTIONS=halt_on_error=1 ctest --test-dir build-tsan --output-on-failure -L threads -j $(JOBS)
