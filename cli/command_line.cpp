@@ -281,10 +281,9 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       (arg == "--auto" ? cl.autoProfile : cl.fill) = true;
     } else if (arg == "--camera" || arg == "--lens-model") {
       only({Command::kCorrect, Command::kPreview, Command::kInfo, Command::kUi});
-      const std::string v = needValue();
-      // Held to what a settings file can keep, since --save-settings writes it there.
-      checkProfileName(v, arg);
-      (arg == "--camera" ? cl.profile.camera : cl.profile.lensModel) = v;
+      // Held to what a settings file keeps, since --save-settings writes it there.
+      (arg == "--camera" ? cl.profile.camera : cl.profile.lensModel) =
+          checkedProfileName(needValue(), arg);
     } else if (arg == "--focal") {
       only({Command::kCorrect, Command::kPreview, Command::kInfo, Command::kUi});
       const double f = parseNumber(arg, needValue());

@@ -31,11 +31,12 @@ std::string exact(double v) {
 
 }  // namespace
 
-void checkProfileName(const std::string &name, const std::string &what) {
-  if (name.find_first_not_of(" \t") == std::string::npos)
-    throw usageError(what + " needs a name, not an empty text");
-  // The file's reader trims each value, so such a name would come back changed.
-  if (name != trim(name)) throw usageError(what + " cannot begin or end with a blank");
+std::string checkedProfileName(const std::string &given, const std::string &what) {
+  // The file's reader trims each value: a name is kept as it would come back.
+  // (The lens database itself holds a few names that end in a blank; its
+  // lookup finds them without it.)
+  const std::string name = trim(given);
+  if (name.empty()) throw usageError(what + " needs a name, not an empty text");
   if (name.size() > kMaxProfileNameBytes)
     throw usageError(what + " is too long for a name (at most " +
                      std::to_string(kMaxProfileNameBytes) + " bytes)");
@@ -44,6 +45,7 @@ void checkProfileName(const std::string &name, const std::string &what) {
     if (u < 0x20 || u == 0x7f || c == '#')
       throw usageError(what + " cannot hold a control character or \"#\"");
   }
+  return name;
 }
 
 void parseSettings(const std::string &text, const std::string &name, CorrectionSettings &s,
@@ -94,8 +96,8 @@ void parseSettings(const std::string &text, const std::string &name, CorrectionS
             join({where, "margins need four whole numbers T,B,L,R, not \"", value, "\""}));
       s.margins = *m;
     } else if (key == "camera" || key == "lens") {
-      checkProfileName(value, join({where, key}));
-      if (names != nullptr) (key == "camera" ? names->camera : names->lens) = value;
+      const std::string checked = checkedProfileName(value, join({where, key}));
+      if (names != nullptr) (key == "camera" ? names->camera : names->lens) = checked;
     } else {
       throw usageError(join({where, "unknown key \"", key, "\""}));
     }

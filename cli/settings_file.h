@@ -26,11 +26,11 @@ struct ProfileNames {
 // Longest camera or lens name taken; the database's longest is under 100.
 inline constexpr std::size_t kMaxProfileNameBytes = 256;
 
-// Throws CliError (usage) when `name` cannot be a camera or lens name a
-// settings file holds: empty or blank, beginning or ending with a blank,
-// longer than kMaxProfileNameBytes, or holding a control character or "#"
-// (which would start a comment).
-void checkProfileName(const std::string &name, const std::string &what);
+// `given` without blanks at either end, as a settings file holds it and reads
+// it back. Throws CliError (usage) when that cannot be a camera or lens name:
+// empty, longer than kMaxProfileNameBytes, or holding a control character or
+// "#" (which would start a comment).
+std::string checkedProfileName(const std::string &given, const std::string &what);
 
 // Applies the file's keys on top of `s`. Throws CliError (usage) naming the
 // file and line of the first unknown key or bad value, or a missing file, a

@@ -206,8 +206,7 @@ LensRequest lensRequest(const json &body, const ProfileNames &current) {
       continue;
     }
     if (!v.is_string()) throw usageError(key + " must be a name or null");
-    checkProfileName(v.get<std::string>(), key);
-    slot = v.get<std::string>();
+    slot = checkedProfileName(v.get<std::string>(), key);
   }
   return r;
 }

@@ -69,8 +69,8 @@ struct CropRequest {
 CropRequest cropRequest(const nlohmann::json &body, const CorrectionSettings &base);
 
 // /api/lens's body: {camera, lens, settings}. A name replaces the choice,
-// null goes back to the photo's own, an absent key keeps `current`'s; a
-// name is refused as a settings file would refuse it (checkProfileName).
+// null goes back to the photo's own, an absent key keeps `current`'s. A
+// name is refused, or kept, as a settings file would (checkedProfileName).
 struct LensRequest {
   ProfileNames names;
 };

@@ -359,16 +359,20 @@ TEST(UiServer, TheLensPickerChoosesAsTheLensModelOptionDoes) {
   EXPECT_EQ(mine.profile.lensModel, "X");
 
   // Names the settings file could not hold, and what is not a name.
-  for (const json &bad :
-       {json{{"lens", std::string(300, 'a')}}, json{{"lens", "a\nk1 = 5"}}, json{{"lens", "a#b"}},
-        json{{"lens", " "}}, json{{"lens", sigma + " "}}, json{{"lens", "\t" + sigma}},
-        json{{"lens", 5}}, json{{"camera", json::array()}}, json{{"mount", "x"}}}) {
+  for (const json &bad : {json{{"lens", std::string(300, 'a')}}, json{{"lens", "a\nk1 = 5"}},
+                          json{{"lens", "a#b"}}, json{{"lens", " "}}, json{{"lens", 5}},
+                          json{{"camera", json::array()}}, json{{"mount", "x"}}}) {
     json body = bad;
     body["settings"] = json::object();
     const auto refused = e.post("/api/lens", body.dump());
     EXPECT_EQ(refused->status, 400) << bad.dump();
   }
   EXPECT_EQ(e.session->profileNames().lens, sigma);  // a refusal changes nothing
+  // Blanks at either end are dropped, as a settings file drops them.
+  const auto blanks =
+      e.post("/api/lens", json{{"lens", "\t" + sigma + " "}, {"settings", json::object()}}.dump());
+  EXPECT_EQ(blanks->status, 200);
+  EXPECT_EQ(e.session->profileNames().lens, sigma);
   // null: the photo's own lens again.
   const auto own =
       e.post("/api/lens", json{{"lens", nullptr}, {"settings", json::object()}}.dump());
