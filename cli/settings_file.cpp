@@ -35,7 +35,7 @@ std::string checkedProfileName(const std::string &given, const std::string &what
   // The file's reader trims each value: a name is kept as it would come back.
   // (The lens database itself holds a few names that end in a blank; its
   // lookup finds them without it.)
-  const std::string name = trim(given);
+  std::string name = trim(given);
   if (name.empty()) throw usageError(what + " needs a name, not an empty text");
   if (name.size() > kMaxProfileNameBytes)
     throw usageError(what + " is too long for a name (at most " +
