@@ -374,20 +374,26 @@ struct VectorFilter {
   template <class Reader>
   static __m256d sum_pixel(const Reader &read, const Taps &t, int j) {
     decltype(read.row(0)) tap_row[N];
+    for (int m = 0; m < N; ++m) tap_row[m] = read.row(t.row[m][j]);
+    // Each sum starts from its first product rather than from zero plus it:
+    // the two differ at most in the sign of a zero, which no later sum or
+    // product turns into a magnitude and which the clamp turns into 0 alike.
+    // (Bilinear spends a quarter of its arithmetic on those additions.)
     __m256d rowsum[N];
-    for (int m = 0; m < N; ++m) {
-      tap_row[m] = read.row(t.row[m][j]);
-      rowsum[m] = _mm256_setzero_pd();
+    {
+      const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, 0));
+      const int32_t at = t.col[0][j];
+      for (int m = 0; m < N; ++m) rowsum[m] = _mm256_mul_pd(Reader::four(tap_row[m], at), w);
     }
-    for (int n = 0; n < N; ++n) {
+    for (int n = 1; n < N; ++n) {
       const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, n));
       const int32_t at = t.col[n][j];
       for (int m = 0; m < N; ++m) {
         rowsum[m] = _mm256_add_pd(rowsum[m], _mm256_mul_pd(Reader::four(tap_row[m], at), w));
       }
     }
-    __m256d sum = _mm256_setzero_pd();
-    for (int m = 0; m < N; ++m) {
+    __m256d sum = _mm256_mul_pd(rowsum[0], _mm256_set1_pd(Taps::weight(t.wy, j, 0)));
+    for (int m = 1; m < N; ++m) {
       sum = _mm256_add_pd(sum, _mm256_mul_pd(rowsum[m], _mm256_set1_pd(Taps::weight(t.wy, j, m))));
     }
     return sum;
@@ -582,21 +588,24 @@ struct VectorFilter {
                          unsigned in_bits, int valid, uint8_t *out, int32_t out_stride) {
     // The tap rows advance side by side (each still summed left to right),
     // so that their additions do not wait on one another.
+    // Sums start from their first product, as in sum_pixel.
     D rowsum[N][C];
-    for (int m = 0; m < N; ++m) {
-      for (int k = 0; k < C; ++k) rowsum[m][k] = V::set1(0.0);
-    }
     for (int n = 0; n < N; ++n) {
       for (int m = 0; m < N; ++m) {
         D value[C];
         load_pixel<kEdge>(s, V::iadd(row[m], col[n]), value);
-        for (int k = 0; k < C; ++k) rowsum[m][k] = V::add(rowsum[m][k], V::mul(value[k], wx[n]));
+        for (int k = 0; k < C; ++k) {
+          const D product = V::mul(value[k], wx[n]);
+          rowsum[m][k] = n == 0 ? product : V::add(rowsum[m][k], product);
+        }
       }
     }
     D sum[C];
-    for (int k = 0; k < C; ++k) sum[k] = V::set1(0.0);
     for (int m = 0; m < N; ++m) {
-      for (int k = 0; k < C; ++k) sum[k] = V::add(sum[k], V::mul(rowsum[m][k], wy[m]));
+      for (int k = 0; k < C; ++k) {
+        const D product = V::mul(rowsum[m][k], wy[m]);
+        sum[k] = m == 0 ? product : V::add(sum[k], product);
+      }
     }
 
     alignas(64) int32_t result[C][L];

@@ -40,13 +40,27 @@ struct BoxExtent {
 template <typename T>
 inline void convert_samples(const uint8_t *p, int count, double *out) {
   int i = 0;
+  // With 512-bit registers, eight samples a step: at four, filling the box
+  // took a fifth of a bilinear correction's time.
   if constexpr (sizeof(T) == 1) {
+#ifdef __AVX512F__
+    for (; i + 8 <= count; i += 8) {
+      const __m128i bits = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p + i));
+      _mm512_storeu_pd(out + i, _mm512_cvtepi32_pd(_mm256_cvtepu8_epi32(bits)));
+    }
+#endif
     for (; i + 4 <= count; i += 4) {
       int32_t bits;
       std::memcpy(&bits, p + i, 4);
       _mm256_storeu_pd(out + i, _mm256_cvtepi32_pd(_mm_cvtepu8_epi32(_mm_cvtsi32_si128(bits))));
     }
   } else if constexpr (sizeof(T) == 2) {
+#ifdef __AVX512F__
+    for (; i + 8 <= count; i += 8) {
+      const __m128i bits = _mm_loadu_si128(reinterpret_cast<const __m128i *>(p + 2 * i));
+      _mm512_storeu_pd(out + i, _mm512_cvtepi32_pd(_mm256_cvtepu16_epi32(bits)));
+    }
+#endif
     for (; i + 4 <= count; i += 4) {
       const __m128i bits = _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p + 2 * i));
       _mm256_storeu_pd(out + i, _mm256_cvtepi32_pd(_mm_cvtepu16_epi32(bits)));
