@@ -444,7 +444,7 @@ struct VectorFilter {
 
   // Output tiles for the lens model: kTileRows rows of kTileColumns pixels,
   // whose footprint in the source is at most kBoxPixels pixels at ordinary
-  // zoom. The box of a 3-channel picture takes 48 KiB at most.
+  // zoom. The box takes 64 KiB at most.
   static constexpr int kTileRows = 8;
   static constexpr int kTileColumns = N <= 4 ? 64 : 32;
   static constexpr int kBoxPixels = 2048;
@@ -511,7 +511,7 @@ struct VectorFilter {
       return;
     }
     fill_box<T, C>(s.data, s.row_stride, s.pixel_stride, e, box);
-    const Offsets at{c0, C, r0, e.width * C, INT32_MAX};
+    const Offsets at{c0, 4, r0, e.width * 4, INT32_MAX};
     const BoxReader reader{box};
     Taps t;
     for (int r = 0; r < rows; ++r) {
@@ -535,7 +535,7 @@ struct VectorFilter {
     alignas(64) double u[kTileColumns];
     alignas(64) double sx[kTileRows][kTileColumns];
     alignas(64) double sy[kTileRows][kTileColumns];
-    alignas(64) double box[kBoxPixels * C + 4];
+    alignas(64) double box[kBoxPixels * 4];
     // Column strips outermost, so that each strip's column terms are formed
     // once for all rows of the block.
     for (int c0 = 0; c0 < dst->width; c0 += kTileColumns) {
