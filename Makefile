@@ -27,13 +27,12 @@ test: all browser-deps
 	@echo "ortavel: running the tests ($(JOBS) at a time)"
 	ctest --test-dir $(BUILD) --output-on-failure -j $(JOBS)
 
-# The browser tests: Debian's chromium and Node.js, and Playwright from the
-# npm lock file in tests/browser/. A Node.js from elsewhere (one that carries
-# its own npm, which Debian's npm package conflicts with) is taken as it is.
+# The browser tests: Debian's chromium and Node.js (or a Node.js installed
+# otherwise, taken as it is), and Playwright from the npm lock file in
+# tests/browser/.
 browser-deps:
 	@echo "ortavel: the browser tests' packages (npm ci in tests/browser)"
-	@if command -v node >/dev/null && command -v npm >/dev/null && [ -x /usr/bin/chromium ]; \
-	then :; else scripts/ensure-deps browser; fi
+	@scripts/ensure-deps browser
 	cd tests/browser && npm ci --no-audit --no-fund --loglevel=error
 
 # OpenCV serves only the benchmark's side-by-side comparisons: when it cannot be
