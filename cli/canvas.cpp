@@ -13,7 +13,7 @@ void enlargeCanvas(hostemu::Document &doc, const Margins &m) {
   const std::int32_t height = doc.height + m.top + m.bottom;
   const std::size_t newRow = static_cast<std::size_t>(width) * bps;
   for (auto &plane : doc.planes) {
-    std::vector<std::uint8_t> grown(newRow * static_cast<std::size_t>(height), 0);
+    hostemu::Samples grown(newRow * static_cast<std::size_t>(height), 0);
     for (std::int32_t y = 0; y < doc.height; ++y) {
       std::memcpy(grown.data() + static_cast<std::size_t>(y) * newRow,
                   plane.samples.data() + static_cast<std::size_t>(y) * oldRow, oldRow);

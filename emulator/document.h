@@ -4,15 +4,43 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace hostemu {
+
+// std::allocator, except that resize(n) leaves the elements it adds
+// uninitialised (resize(n, value), assign and the copies still write them). A
+// plane that is about to be filled whole is then touched once, by whatever
+// fills it and on as many threads as fill it, instead of being zeroed first
+// on one: for a large picture the first touch of fresh memory is most of the
+// cost.
+template <typename T>
+struct DefaultInitAllocator : std::allocator<T> {
+  using std::allocator<T>::allocator;
+  template <typename U>
+  struct rebind {
+    using other = DefaultInitAllocator<U>;
+  };
+  template <typename U>
+  void construct(U *p) noexcept {
+    ::new (static_cast<void *>(p)) U;
+  }
+  template <typename U, typename... Args>
+  void construct(U *p, Args &&...args) {
+    ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);
+  }
+};
+
+// A plane's bytes. Whoever grows it with resize(n) writes every new byte.
+using Samples = std::vector<std::uint8_t, DefaultInitAllocator<std::uint8_t>>;
 
 // One channel of the document, samples packed row by row without padding.
 // bytes per sample = depth / 8; 16-bit samples use the host's 0..32768 scale,
 // 32-bit samples are stored as 4-byte words exactly as the filter sees them.
 struct Plane {
-  std::vector<std::uint8_t> samples;
+  Samples samples;
   bool targeted = true;  // the channel's `target` flag in targetCompositeChannels
 };
 

@@ -143,7 +143,7 @@ Host::Impl::~Impl() = default;
 
 Document &Host::Impl::working() {
   if (!host.workingMade_) {
-    host.working_ = copyDocument(document);
+    host.working_ = copyDocument(document, &copier);
     host.workingMade_ = true;
   }
   return host.working_;

@@ -1,5 +1,7 @@
 #include "emulator/large_pages.h"
 
+#include <cstring>
+
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
@@ -10,12 +12,31 @@ namespace {
 
 constexpr std::uintptr_t kHugePage = std::uintptr_t{1} << 21;
 
+// Planes of at least this many bytes are copied by two threads.
+constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
+
 // Room for `bytes` in samples (emptied), advised; the memory is not touched
 // when it is new.
-void reserveAdvised(std::vector<std::uint8_t> &samples, std::size_t bytes) {
+void reserveAdvised(Samples &samples, std::size_t bytes) {
   samples.clear();
   samples.reserve(bytes);
   adviseHugePages(samples.data(), bytes);
+}
+
+// to becomes a copy of from; a large one is copied half by `helper`.
+void copySamples(const Samples &from, Samples &to, SecondThread *helper) {
+  const std::size_t bytes = from.size();
+  reserveAdvised(to, bytes);
+  to.resize(bytes);  // not initialised: the copy below is the first touch
+  if (bytes == 0) return;
+  const std::size_t half = bytes / 2;
+  if (helper == nullptr || bytes < kSplitBytes ||
+      !helper->post([&] { std::memcpy(to.data() + half, from.data() + half, bytes - half); })) {
+    std::memcpy(to.data(), from.data(), bytes);
+    return;
+  }
+  std::memcpy(to.data(), from.data(), half);
+  helper->wait();
 }
 
 }  // namespace
@@ -35,12 +56,12 @@ void adviseHugePages(void *data, std::size_t bytes) {
 #endif
 }
 
-void assignSamples(std::vector<std::uint8_t> &samples, std::size_t bytes, std::uint8_t value) {
+void assignSamples(Samples &samples, std::size_t bytes, std::uint8_t value) {
   reserveAdvised(samples, bytes);
   samples.assign(bytes, value);
 }
 
-Document copyDocument(const Document &doc) {
+Document copyDocument(const Document &doc, SecondThread *helper) {
   Document out;
   out.width = doc.width;
   out.height = doc.height;
@@ -54,8 +75,7 @@ Document copyDocument(const Document &doc) {
     const Plane &from = doc.planes[i];
     Plane &to = out.planes[i];
     to.targeted = from.targeted;
-    reserveAdvised(to.samples, from.samples.size());
-    to.samples.assign(from.samples.begin(), from.samples.end());
+    copySamples(from.samples, to.samples, helper);
   }
   return out;
 }

@@ -53,7 +53,9 @@ std::uint64_t fileSizeOf(const std::filesystem::path &path);
 // Sets the document's size and planes with room reserved (address space,
 // not memory) for the whole picture but no rows yet; growRows() adds them.
 void beginPlanes(Image &img, std::int32_t width, std::int32_t height, int depth, int planes);
-// Makes rows 0..rows-1 of every plane exist (zeroed when new).
+// Makes rows 0..rows-1 of every plane exist. New rows are not initialised:
+// every reader writes the rows it grows before it reads on, or throws and
+// drops the picture.
 void growRows(Image &img, std::int64_t rows);
 
 }  // namespace ortavel::cli

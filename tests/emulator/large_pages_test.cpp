@@ -1,14 +1,16 @@
 // Sample buffers advised onto huge pages: the advice changes no byte (sizes
 // below, at and across the 2 MiB page, and buffers reused at a smaller size),
-// a document copy equals its original in every field and shares nothing with
-// it, and on Linux with huge pages available the advised range is one the
-// kernel may back with them (its smaps entry says so).
+// a document copy, by one thread or two, equals its original in every field
+// and shares nothing with it, and on Linux with huge pages available the
+// advised range is one the kernel may back with them (its smaps entry says
+// so).
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "emulator/large_pages.h"
@@ -20,13 +22,13 @@ constexpr std::size_t kHuge = std::size_t{1} << 21;
 TEST(LargePages, AssignedSamplesAreExactlyTheValueAtEverySize) {
   for (std::size_t bytes :
        {std::size_t{0}, std::size_t{1}, kHuge - 1, kHuge, kHuge + 3, 5 * kHuge + 4097}) {
-    std::vector<std::uint8_t> samples(17, 9);  // stale contents must not survive
+    hostemu::Samples samples(17, 9);  // stale contents must not survive
     hostemu::assignSamples(samples, bytes, 0x5C);
     ASSERT_EQ(samples.size(), bytes);
     for (std::size_t i = 0; i < bytes; ++i) ASSERT_EQ(samples[i], 0x5C) << "byte " << i;
   }
   // A buffer reused for fewer bytes keeps no tail and no old byte.
-  std::vector<std::uint8_t> reused;
+  hostemu::Samples reused;
   hostemu::assignSamples(reused, 3 * kHuge, 0xFF);
   hostemu::assignSamples(reused, kHuge + 5, 0);
   ASSERT_EQ(reused.size(), kHuge + 5);
@@ -41,37 +43,51 @@ TEST(LargePages, AdviceOnOddRangesIsHarmless) {
   for (std::uint8_t v : small) EXPECT_EQ(v, 7);
 }
 
+// With a helper thread, large planes are copied in two halves: an odd size
+// and planes on either side of the split size check that every byte is
+// copied once, to its place.
 TEST(LargePages, DocumentCopyEqualsTheOriginalAndIsItsOwn) {
-  hostemu::Document doc;
-  doc.width = 1000;
-  doc.height = 1100;
-  doc.depth = 16;
-  doc.imageMode = 11;
-  doc.resolutionDpi = 300;
-  doc.exif = {1, 2, 3};
-  doc.icc = {4, 5};
-  doc.planes.resize(4);
-  for (std::size_t p = 0; p < doc.planes.size(); ++p) {
-    doc.planes[p].targeted = p != 2;
-    doc.planes[p].samples.resize(doc.planeBytes());
-    for (std::size_t i = 0; i < doc.planeBytes(); ++i)
-      doc.planes[p].samples[i] = static_cast<std::uint8_t>(i * 31 + p * 7 + (i >> 12));
+  hostemu::SecondThread helper;
+  for (hostemu::SecondThread *with : {static_cast<hostemu::SecondThread *>(nullptr), &helper}) {
+    for (const auto &[width, height, depth] :
+         {std::tuple{1000, 1100, 16}, std::tuple{1001, 1047, 8}, std::tuple{300, 200, 8},
+          std::tuple{0, 0, 8}}) {
+      hostemu::Document doc;
+      doc.width = width;
+      doc.height = height;
+      doc.depth = depth;
+      doc.imageMode = 11;
+      doc.resolutionDpi = 300;
+      doc.exif = {1, 2, 3};
+      doc.icc = {4, 5};
+      doc.planes.resize(4);
+      for (std::size_t p = 0; p < doc.planes.size(); ++p) {
+        doc.planes[p].targeted = p != 2;
+        doc.planes[p].samples.resize(doc.planeBytes());
+        for (std::size_t i = 0; i < doc.planeBytes(); ++i)
+          doc.planes[p].samples[i] = static_cast<std::uint8_t>(i * 31 + p * 7 + (i >> 12));
+      }
+      const std::string what =
+          std::to_string(width) + "x" + std::to_string(height) + (with ? ", helper" : ", alone");
+      hostemu::Document copy = hostemu::copyDocument(doc, with);
+      EXPECT_EQ(copy.width, doc.width);
+      EXPECT_EQ(copy.height, doc.height);
+      EXPECT_EQ(copy.depth, doc.depth);
+      EXPECT_EQ(copy.imageMode, doc.imageMode);
+      EXPECT_EQ(copy.resolutionDpi, doc.resolutionDpi);
+      EXPECT_EQ(copy.exif, doc.exif);
+      EXPECT_EQ(copy.icc, doc.icc);
+      ASSERT_EQ(copy.planes.size(), doc.planes.size());
+      for (std::size_t p = 0; p < doc.planes.size(); ++p) {
+        EXPECT_EQ(copy.planes[p].targeted, doc.planes[p].targeted);
+        EXPECT_TRUE(copy.planes[p].samples == doc.planes[p].samples) << what << ", plane " << p;
+      }
+      if (doc.planeBytes() == 0) continue;
+      const std::size_t last = doc.planeBytes() - 1;
+      copy.planes[1].samples[last] ^= 0xFF;
+      EXPECT_NE(copy.planes[1].samples[last], doc.planes[1].samples[last]) << what;
+    }
   }
-  hostemu::Document copy = hostemu::copyDocument(doc);
-  EXPECT_EQ(copy.width, doc.width);
-  EXPECT_EQ(copy.height, doc.height);
-  EXPECT_EQ(copy.depth, doc.depth);
-  EXPECT_EQ(copy.imageMode, doc.imageMode);
-  EXPECT_EQ(copy.resolutionDpi, doc.resolutionDpi);
-  EXPECT_EQ(copy.exif, doc.exif);
-  EXPECT_EQ(copy.icc, doc.icc);
-  ASSERT_EQ(copy.planes.size(), doc.planes.size());
-  for (std::size_t p = 0; p < doc.planes.size(); ++p) {
-    EXPECT_EQ(copy.planes[p].targeted, doc.planes[p].targeted);
-    EXPECT_TRUE(copy.planes[p].samples == doc.planes[p].samples) << "plane " << p;
-  }
-  copy.planes[1].samples[12345] ^= 0xFF;
-  EXPECT_NE(copy.planes[1].samples[12345], doc.planes[1].samples[12345]);
 }
 
 #if defined(__linux__)
@@ -99,7 +115,7 @@ TEST(LargePages, AdvisedBufferMayBeBackedByHugePages) {
   if (modes.find("[never]") != std::string::npos || modes.empty()) {
     GTEST_SKIP() << "transparent huge pages are off here";
   }
-  std::vector<std::uint8_t> samples;
+  hostemu::Samples samples;
   hostemu::assignSamples(samples, 8 * kHuge, 1);
   // Inside the buffer, past its first (perhaps partial) huge page.
   EXPECT_EQ(hugePageEligible(samples.data() + 3 * kHuge), 1) << "THP modes: " << modes;

@@ -63,8 +63,8 @@ class SuiteFixture : public ::testing::Test {
   }
 
   // A plane of 8-bit samples.
-  static Plane plane8(std::vector<std::uint8_t> samples, bool targeted = true) {
-    return Plane{std::move(samples), targeted};
+  static Plane plane8(const std::vector<std::uint8_t> &samples, bool targeted = true) {
+    return Plane{Samples(samples.begin(), samples.end()), targeted};
   }
   // A plane of 16- or 32-bit samples in native byte order.
   template <typename T>

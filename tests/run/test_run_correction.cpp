@@ -137,7 +137,7 @@ TEST_F(FullRun, TilesMappedWhollyOutsideAreZeroInEveryPlane) {
   hostemu::Host host(plugin, doc, Tiles(16, 16, 16, 16));
   ASSERT_EQ(host.runFilter(runtest::MakeDescriptor(s)).result, 0);
   for (const hostemu::Plane &plane : host.workingDocument().planes) {
-    EXPECT_EQ(plane.samples, std::vector<std::uint8_t>(plane.samples.size(), 0));
+    EXPECT_EQ(plane.samples, hostemu::Samples(plane.samples.size(), 0));
   }
 }
 
