@@ -246,13 +246,24 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       cl.jobs = parseInt(arg, needValue(), 1, 64);
     } else if (arg == "--tiff-compression") {
       only({Command::kCorrect});
+      // NAME or NAME:LEVEL, as in deflate:6 or zstd:19.
       const std::string v = needValue();
-      const auto codec = tiffCompressionFromName(v);
+      const std::size_t colon = v.find(':');
+      const std::string name = v.substr(0, colon);
+      const auto codec = tiffCompressionFromName(name);
       if (!codec)
         throw usageError("--tiff-compression is none, deflate, lzw or zstd, not \"" + v + "\"");
       if (!tiffCompressionAvailable(*codec))
-        throw usageError("--tiff-compression " + v + ": this build's libtiff cannot write it");
+        throw usageError("--tiff-compression " + name + ": this build's libtiff cannot write it");
       cl.tiffCompression = *codec;
+      cl.tiffLevel = 0;
+      if (colon != std::string::npos) {
+        const TiffLevelRange range = tiffLevelRange(*codec);
+        if (range.highest == 0)
+          throw usageError("--tiff-compression " + name + " has no levels, not \"" + v + "\"");
+        cl.tiffLevel = parseInt("--tiff-compression " + name + ":LEVEL", v.substr(colon + 1),
+                                range.lowest, range.highest);
+      }
     } else if (arg == "--quality") {
       only({Command::kCorrect});
       cl.quality = parseInt(arg, needValue(), 1, 100);

@@ -33,6 +33,7 @@ struct CommandLine {
   std::optional<int> threads;  // --threads N: processors the plug-in's pool may use
   int quality = 95;            // JPEG quality of written files
   TiffCompression tiffCompression = TiffCompression::kDeflate;  // of written TIFF files
+  int tiffLevel = 0;  // its level; 0 for the codec's fastest
   int previewWidth = 512;
   int previewHeight = 512;
   bool sideBySide = false;     // preview --side-by-side: also NAME-before-after.png

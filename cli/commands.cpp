@@ -242,6 +242,7 @@ ExitCode runCorrect(const CommandLine &cl) {
   WriteOptions writeOptions;
   writeOptions.jpegQuality = cl.quality;
   writeOptions.tiffCompression = cl.tiffCompression;
+  writeOptions.tiffLevel = cl.tiffLevel;
   writeOptions.jpegSampling = cl.sampling;
   auto exists = [](const fs::path &p) {
     struct stat st {};

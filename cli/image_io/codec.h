@@ -13,6 +13,7 @@ namespace ortavel::cli {
 struct WriteOptions {
   int jpegQuality = 95;  // 1..100
   TiffCompression tiffCompression = TiffCompression::kDeflate;
+  int tiffLevel = 0;  // see TiffStripLayout::level
   // Chroma subsampling of JPEG output: 444, 422 or 420; 0 keeps the input
   // JPEG's (4:2:0 for other inputs).
   int jpegSampling = 0;

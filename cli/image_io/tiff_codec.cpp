@@ -534,6 +534,7 @@ void writeTiff(const Image &img, const std::filesystem::path &path, const WriteO
   layout.bitsPerSample = static_cast<std::uint16_t>(bits);
   layout.rowsPerStrip = tiffRowsPerStrip(rowBytes, layout.height);
   layout.compression = opt.tiffCompression;
+  layout.level = opt.tiffLevel;
   if (!tiffCompressionAvailable(layout.compression))
     throw failure(path.string() + ": this libtiff cannot write " +
                   std::string(tiffCompressionName(layout.compression)) + " compression");

@@ -24,6 +24,15 @@ std::string_view tiffCompressionName(TiffCompression c);
 // Whether this libtiff was built with the codec (zstd is optional).
 bool tiffCompressionAvailable(TiffCompression c);
 
+// The levels a codec takes: deflate 1..9, zstd 1..19 (zstd's levels above 19
+// need hundreds of megabytes a strip encoder); {0, 0} for none and lzw, which
+// have none.
+struct TiffLevelRange {
+  int lowest = 0;
+  int highest = 0;
+};
+TiffLevelRange tiffLevelRange(TiffCompression c);
+
 // The strip layout and the sample layout every strip is encoded with.
 struct TiffStripLayout {
   std::uint32_t width = 0;
@@ -32,6 +41,8 @@ struct TiffStripLayout {
   std::uint16_t bitsPerSample = 8;  // 8 or 16, native byte order
   std::uint32_t rowsPerStrip = 1;
   TiffCompression compression = TiffCompression::kDeflate;
+  // Within tiffLevelRange(compression); 0 takes the codec's fastest level.
+  int level = 0;
 };
 
 // Rows per strip for rows of `rowBytes`: strips of about a megabyte, enough of

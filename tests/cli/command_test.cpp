@@ -86,6 +86,13 @@ TEST(CommandLine, MistakesAreUsageErrors) {
                            "correct a b --margins 1,2,3",
                            "correct a b --orientation 8",
                            "correct a b --quality 0",
+                           "correct a b --tiff-compression zip",
+                           "correct a b --tiff-compression deflate:0",
+                           "correct a b --tiff-compression deflate:10",
+                           "correct a b --tiff-compression zstd:20",
+                           "correct a b --tiff-compression lzw:1",
+                           "correct a b --tiff-compression none:",
+                           "correct a b --tiff-compression deflate:",
                            "correct a b --size 10x10",
                            "correct a b --lens unknown",
                            "correct a b --settings /nonexistent/settings",
@@ -111,6 +118,20 @@ TEST(CommandLine, MistakesAreUsageErrors) {
             "Nikkor 50mm");
   EXPECT_TRUE(parseCommandLine({"correct", "--help"}).help);
   EXPECT_EQ(parseCommandLine({"preview", "a", "-o", "d", "--size", "64x48"}).previewHeight, 48);
+}
+
+TEST(CommandLine, TiffCompressionTakesAnOptionalLevel) {
+  const CommandLine plain = parseCommandLine({"correct", "a", "b", "--tiff-compression", "lzw"});
+  EXPECT_EQ(plain.tiffCompression, TiffCompression::kLzw);
+  EXPECT_EQ(plain.tiffLevel, 0);
+  const CommandLine six =
+      parseCommandLine({"correct", "a", "b", "--tiff-compression", "deflate:6"});
+  EXPECT_EQ(six.tiffCompression, TiffCompression::kDeflate);
+  EXPECT_EQ(six.tiffLevel, 6);
+  // The last choice counts whole: its level does not outlive it.
+  const CommandLine last = parseCommandLine(
+      {"correct", "a", "b", "--tiff-compression", "deflate:9", "--tiff-compression", "deflate"});
+  EXPECT_EQ(last.tiffLevel, 0);
 }
 
 TEST(SettingsFile, FormatReadsBackExactlyAndFaultsNameTheLine) {

@@ -44,6 +44,23 @@ std::vector<std::uint8_t> samples(std::size_t rowBytes, std::uint32_t height, un
   return v;
 }
 
+// A 16-bit RGB picture of `planes` planes whose host sample i of each plane
+// is value(i, rng).
+template <typename Value>
+Image picture16(std::int32_t width, std::int32_t height, int planes, unsigned seed, Value value) {
+  Image img;
+  img.colour = ColourModel::kRgb;
+  img.fileBits = 16;
+  allocatePlanes(img, width, height, 16, planes);
+  std::mt19937 rng(seed);
+  for (auto &plane : img.doc.planes)
+    for (std::size_t i = 0; i + 1 < plane.samples.size(); i += 2) {
+      const auto v = static_cast<std::uint16_t>(value(i / 2, rng));
+      std::memcpy(plane.samples.data() + i, &v, 2);
+    }
+  return img;
+}
+
 const TiffCompression kAll[] = {TiffCompression::kNone, TiffCompression::kDeflate,
                                 TiffCompression::kLzw, TiffCompression::kZstd};
 
@@ -105,6 +122,37 @@ TEST(TiffStrips, EveryCodecReadsBackRowForRowAcrossManyStripsAndWindows) {
   fs::remove_all(dir);
 }
 
+// The level reaches the encoder: a higher one packs the same samples tighter,
+// and the file still reads back as written.
+TEST(TiffStrips, LevelsReachTheEncoder) {
+  const fs::path dir = scratch();
+  // A smooth ramp with a little noise: the kind of samples where a codec's
+  // longer searches find more.
+  const Image img = picture16(
+      256, 192, 3, 4, [](std::size_t i, std::mt19937 &rng) { return i % 4096 * 4 + rng() % 64; });
+  for (TiffCompression codec : {TiffCompression::kDeflate, TiffCompression::kZstd}) {
+    if (!tiffCompressionAvailable(codec)) continue;
+    const TiffLevelRange range = tiffLevelRange(codec);
+    std::uintmax_t size[2] = {};
+    for (int i = 0; i < 2; ++i) {
+      WriteOptions opt;
+      opt.tiffCompression = codec;
+      opt.tiffLevel = i == 0 ? 0 : range.highest;
+      const fs::path file = dir / (i == 0 ? "fastest.tif" : "tightest.tif");
+      writeImage(img, FileFormat::kTiff, file, opt);
+      size[i] = fs::file_size(file);
+      const Image back = readImage(file.string());
+      for (std::size_t p = 0; p < img.doc.planes.size(); ++p)
+        EXPECT_TRUE(back.doc.planes[p].samples == img.doc.planes[p].samples)
+            << tiffCompressionName(codec) << " level " << opt.tiffLevel << " plane " << p;
+    }
+    EXPECT_LT(size[1], size[0]) << tiffCompressionName(codec);
+  }
+  EXPECT_EQ(tiffLevelRange(TiffCompression::kLzw).highest, 0);
+  EXPECT_EQ(tiffLevelRange(TiffCompression::kNone).highest, 0);
+  fs::remove_all(dir);
+}
+
 TEST(TiffStrips, NamesAndStripSizes) {
   for (TiffCompression codec : kAll)
     EXPECT_EQ(tiffCompressionFromName(tiffCompressionName(codec)), codec);
@@ -120,16 +168,8 @@ TEST(TiffStrips, NamesAndStripSizes) {
 // through its reader: the same host samples.
 TEST(TiffStrips, PicturesRoundTripThroughTheWriterWithEveryCodec) {
   const fs::path dir = scratch();
-  Image img;
-  img.colour = ColourModel::kRgb;
-  img.fileBits = 16;
-  allocatePlanes(img, 301, 219, 16, 4);
-  std::mt19937 rng(9);
-  for (auto &plane : img.doc.planes)
-    for (std::size_t i = 0; i + 1 < plane.samples.size(); i += 2) {
-      const auto v = static_cast<std::uint16_t>(rng() % 32769);
-      std::memcpy(plane.samples.data() + i, &v, 2);
-    }
+  const Image img =
+      picture16(301, 219, 4, 9, [](std::size_t, std::mt19937 &rng) { return rng() % 32769; });
   for (TiffCompression codec : kAll) {
     if (!tiffCompressionAvailable(codec)) continue;
     WriteOptions opt;
