@@ -260,7 +260,7 @@ CommandLine parseCommandLine(const std::vector<std::string> &args) {
       if (colon != std::string::npos) {
         const TiffLevelRange range = tiffLevelRange(*codec);
         if (range.highest == 0)
-          throw usageError("--tiff-compression " + name + " has no levels, not \"" + v + "\"");
+          throw usageError("--tiff-compression \"" + v + "\": none and lzw have no levels");
         cl.tiffLevel = parseInt("--tiff-compression " + name + ":LEVEL", v.substr(colon + 1),
                                 range.lowest, range.highest);
       }
