@@ -59,7 +59,9 @@ struct Picture {
   int height = 0;
   int lumaH = 2;  // luma sampling factors, as read
   int lumaV = 2;
-  std::vector<uint8_t> rgb;
+  // Not initialised when made: decoding writes every byte, and the floor
+  // should not pay for zeroing memory the command never zeroes either.
+  std::unique_ptr<uint8_t[]> rgb;
 };
 
 Picture decode(const char *path) {
@@ -79,9 +81,9 @@ Picture decode(const char *path) {
     p.height = static_cast<int>(d.output_height);
     p.lumaH = d.comp_info[0].h_samp_factor;
     p.lumaV = d.comp_info[0].v_samp_factor;
-    p.rgb.resize(static_cast<size_t>(p.width) * p.height * 3);
+    p.rgb = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(p.width) * p.height * 3);
     while (d.output_scanline < d.output_height) {
-      JSAMPROW row = p.rgb.data() + static_cast<size_t>(d.output_scanline) * p.width * 3;
+      JSAMPROW row = p.rgb.get() + static_cast<size_t>(d.output_scanline) * p.width * 3;
       jpeg_read_scanlines(&d, &row, 1);
     }
     jpeg_finish_decompress(&d);
@@ -113,7 +115,7 @@ void encode(const Picture &p, const char *path) {
     jpeg_start_compress(&c, TRUE);
     while (c.next_scanline < c.image_height) {
       auto *row =
-          const_cast<JSAMPLE *>(p.rgb.data() + static_cast<size_t>(c.next_scanline) * p.width * 3);
+          const_cast<JSAMPLE *>(p.rgb.get() + static_cast<size_t>(c.next_scanline) * p.width * 3);
       jpeg_write_scanlines(&c, &row, 1);
     }
     jpeg_finish_compress(&c);
@@ -131,12 +133,12 @@ Picture synth(int width, int height) {
   Picture p;
   p.width = width;
   p.height = height;
-  p.rgb.resize(static_cast<size_t>(width) * height * 3);
+  p.rgb = std::make_unique_for_overwrite<uint8_t[]>(static_cast<size_t>(width) * height * 3);
   uint32_t noise = 2463534242u;
   const double w = width;
   const double h = height;
   for (int y = 0; y < height; ++y) {
-    uint8_t *row = p.rgb.data() + static_cast<size_t>(y) * width * 3;
+    uint8_t *row = p.rgb.get() + static_cast<size_t>(y) * width * 3;
     for (int x = 0; x < width; ++x) {
       const double u = x / w;
       const double v = y / h;
@@ -176,7 +178,7 @@ void writeTiff16(const Picture &p, const char *path) {
   TIFFSetField(t.get(), TIFFTAG_ROWSPERSTRIP, 64);
   std::vector<uint16_t> row(static_cast<size_t>(p.width) * 3);
   for (int y = 0; y < p.height; ++y) {
-    const uint8_t *src = p.rgb.data() + static_cast<size_t>(y) * p.width * 3;
+    const uint8_t *src = p.rgb.get() + static_cast<size_t>(y) * p.width * 3;
     for (size_t i = 0; i < row.size(); ++i) row[i] = static_cast<uint16_t>(src[i] * 257);
     if (TIFFWriteScanline(t.get(), row.data(), static_cast<uint32_t>(y), 0) < 0) {
       throw std::runtime_error(std::string(path) + ": cannot write");
