@@ -24,9 +24,9 @@ std::string_view tiffCompressionName(TiffCompression c);
 // Whether this libtiff was built with the codec (zstd is optional).
 bool tiffCompressionAvailable(TiffCompression c);
 
-// The levels a codec takes: deflate 1..9, zstd 1..19 (zstd's levels above 19
-// need hundreds of megabytes a strip encoder); {0, 0} for none and lzw, which
-// have none.
+// The levels a codec takes: deflate 1..9, zstd 1..19 (zstd's "ultra" levels
+// above 19 are meant for inputs far larger than a strip); {0, 0} for none and
+// lzw, which have none.
 struct TiffLevelRange {
   int lowest = 0;
   int highest = 0;
