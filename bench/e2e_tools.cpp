@@ -25,8 +25,9 @@
 
 // libjpeg's header needs size_t and FILE declared first.
 #include <jpeglib.h>
-#include <sys/mman.h>
 #include <tiffio.h>
+
+#include "emulator/large_pages.h"
 
 #if defined(ORTAVEL_BENCH_OPENCV)
 #include <opencv2/calib3d.hpp>
@@ -60,21 +61,18 @@ struct Picture {
   int height = 0;
   int lumaH = 2;  // luma sampling factors, as read
   int lumaV = 2;
-  // See pictureBuffer().
-  std::unique_ptr<uint8_t[], void (*)(void *)> rgb{nullptr, std::free};
+  // Kept as the command keeps its planes: not zeroed first (decoding writes
+  // every byte) and advised onto huge pages. On this kind of virtual machine
+  // a first touch of 4 KiB pages costs several times that of huge pages, and
+  // a floor paying for it would flatter the command.
+  hostemu::Samples rgb;
 };
 
-// A picture's samples as the command keeps its planes: not zeroed first
-// (decoding writes every byte) and advised onto huge pages. On this kind of
-// virtual machine a first touch of 4 KiB pages costs several times that of
-// huge pages, and a floor paying for it would flatter the command.
-std::unique_ptr<uint8_t[], void (*)(void *)> pictureBuffer(size_t bytes) {
-  constexpr size_t kHuge = size_t{1} << 21;
-  const size_t rounded = (bytes + kHuge - 1) / kHuge * kHuge;
-  void *p = std::aligned_alloc(kHuge, rounded);
-  if (p == nullptr) throw std::bad_alloc();
-  (void)madvise(p, rounded, MADV_HUGEPAGE);
-  return {static_cast<uint8_t *>(p), std::free};
+void allocate(Picture &p) {
+  const size_t bytes = static_cast<size_t>(p.width) * p.height * 3;
+  p.rgb.reserve(bytes);
+  hostemu::adviseHugePages(p.rgb.data(), bytes);
+  p.rgb.resize(bytes);
 }
 
 Picture decode(const char *path) {
@@ -94,9 +92,9 @@ Picture decode(const char *path) {
     p.height = static_cast<int>(d.output_height);
     p.lumaH = d.comp_info[0].h_samp_factor;
     p.lumaV = d.comp_info[0].v_samp_factor;
-    p.rgb = pictureBuffer(static_cast<size_t>(p.width) * p.height * 3);
+    allocate(p);
     while (d.output_scanline < d.output_height) {
-      JSAMPROW row = p.rgb.get() + static_cast<size_t>(d.output_scanline) * p.width * 3;
+      JSAMPROW row = p.rgb.data() + static_cast<size_t>(d.output_scanline) * p.width * 3;
       jpeg_read_scanlines(&d, &row, 1);
     }
     jpeg_finish_decompress(&d);
@@ -128,7 +126,7 @@ void encode(const Picture &p, const char *path) {
     jpeg_start_compress(&c, TRUE);
     while (c.next_scanline < c.image_height) {
       auto *row =
-          const_cast<JSAMPLE *>(p.rgb.get() + static_cast<size_t>(c.next_scanline) * p.width * 3);
+          const_cast<JSAMPLE *>(p.rgb.data() + static_cast<size_t>(c.next_scanline) * p.width * 3);
       jpeg_write_scanlines(&c, &row, 1);
     }
     jpeg_finish_compress(&c);
@@ -146,12 +144,12 @@ Picture synth(int width, int height) {
   Picture p;
   p.width = width;
   p.height = height;
-  p.rgb = pictureBuffer(static_cast<size_t>(width) * height * 3);
+  allocate(p);
   uint32_t noise = 2463534242u;
   const double w = width;
   const double h = height;
   for (int y = 0; y < height; ++y) {
-    uint8_t *row = p.rgb.get() + static_cast<size_t>(y) * width * 3;
+    uint8_t *row = p.rgb.data() + static_cast<size_t>(y) * width * 3;
     for (int x = 0; x < width; ++x) {
       const double u = x / w;
       const double v = y / h;
@@ -191,7 +189,7 @@ void writeTiff16(const Picture &p, const char *path) {
   TIFFSetField(t.get(), TIFFTAG_ROWSPERSTRIP, 64);
   std::vector<uint16_t> row(static_cast<size_t>(p.width) * 3);
   for (int y = 0; y < p.height; ++y) {
-    const uint8_t *src = p.rgb.get() + static_cast<size_t>(y) * p.width * 3;
+    const uint8_t *src = p.rgb.data() + static_cast<size_t>(y) * p.width * 3;
     for (size_t i = 0; i < row.size(); ++i) row[i] = static_cast<uint16_t>(src[i] * 257);
     if (TIFFWriteScanline(t.get(), row.data(), static_cast<uint32_t>(y), 0) < 0) {
       throw std::runtime_error(std::string(path) + ": cannot write");

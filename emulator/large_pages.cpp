@@ -28,15 +28,15 @@ void copySamples(const Samples &from, Samples &to, SecondThread *helper) {
   const std::size_t bytes = from.size();
   reserveAdvised(to, bytes);
   to.resize(bytes);  // not initialised: the copy below is the first touch
-  if (bytes == 0) return;
-  const std::size_t half = bytes / 2;
-  if (helper == nullptr || bytes < kSplitBytes ||
-      !helper->post([&] { std::memcpy(to.data() + half, from.data() + half, bytes - half); })) {
-    std::memcpy(to.data(), from.data(), bytes);
-    return;
+  const auto copy = [&](std::int64_t first, std::int64_t last) {
+    const auto at = static_cast<std::size_t>(first);
+    std::memcpy(to.data() + at, from.data() + at, static_cast<std::size_t>(last) - at);
+  };
+  if (helper != nullptr && bytes >= kSplitBytes) {
+    helper->halves(0, static_cast<std::int64_t>(bytes), copy);
+  } else if (bytes > 0) {
+    copy(0, static_cast<std::int64_t>(bytes));
   }
-  std::memcpy(to.data(), from.data(), half);
-  helper->wait();
 }
 
 }  // namespace

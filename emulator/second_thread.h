@@ -6,6 +6,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -63,6 +64,28 @@ class SecondThread {
   bool post(std::function<void()> work);
   // Returns once the work posted last is done.
   void wait();
+
+  // Runs part(first, middle) on the calling thread and part(middle, last) on
+  // the second one, middle halfway, and returns once both are done (also when
+  // the caller's part throws, since the other half may refer to its frame).
+  // Everything runs on the calling thread when the machine has one processor
+  // or no second thread can be had.
+  template <class Part>
+  void halves(std::int64_t first, std::int64_t last, const Part &part) {
+    const std::int64_t middle = first + (last - first) / 2;
+    if (std::thread::hardware_concurrency() < 2 ||
+        !post([&part, middle, last] { part(middle, last); })) {
+      part(first, last);
+      return;
+    }
+    try {
+      part(first, middle);
+    } catch (...) {
+      wait();
+      throw;
+    }
+    wait();
+  }
 
  private:
   void loop();

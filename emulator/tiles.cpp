@@ -17,7 +17,6 @@
 #include <cstring>
 #include <limits>
 #include <memory>
-#include <thread>
 #include <vector>
 
 #include "emulator/host_impl.h"
@@ -207,19 +206,10 @@ void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant, Seco
   // meanwhile: one core alone does not reach the memory's bandwidth.
   const std::size_t bytes =
       static_cast<std::size_t>(r.bottom - r.top) * static_cast<std::size_t>(grant.rowBytes);
-  if (bytes >= kSplitBytes && r.bottom - r.top >= 2 && std::thread::hardware_concurrency() > 1) {
-    const std::int32_t half = r.top + (r.bottom - r.top) / 2;
-    if (!copier.post([&fillRows, half, &r] { fillRows(half, r.bottom); })) {
-      fillRows(r.top, r.bottom);  // no thread to be had: all on this one
-      return;
-    }
-    try {
-      fillRows(r.top, half);
-    } catch (...) {
-      copier.wait();  // its half refers to this frame
-      throw;
-    }
-    copier.wait();
+  if (bytes >= kSplitBytes && r.bottom - r.top >= 2) {
+    copier.halves(r.top, r.bottom, [&fillRows](std::int64_t top, std::int64_t bottom) {
+      fillRows(static_cast<std::int32_t>(top), static_cast<std::int32_t>(bottom));
+    });
   } else {
     fillRows(r.top, r.bottom);
   }
