@@ -8,6 +8,8 @@
 #include <utility>
 #include <vector>
 
+#include "emulator/arriving_rows.h"
+
 namespace hostemu {
 
 // std::allocator, except that resize(n) leaves the elements it adds
@@ -53,6 +55,9 @@ struct Document {
   std::vector<std::uint8_t> exif;  // EXIF property bytes; empty = no property
   std::vector<std::uint8_t> icc;   // ICC profile, carried for the caller
   std::int32_t resolutionDpi = 72;
+  // Set while a reader is still writing the planes' rows on another thread;
+  // null when every row is there. Whoever reads pixels waits for theirs.
+  std::shared_ptr<const ArrivingRows> arriving;
 
   std::int32_t bytesPerSample() const { return depth / 8; }
   std::size_t planeBytes() const {
@@ -60,5 +65,11 @@ struct Document {
            static_cast<std::size_t>(bytesPerSample());
   }
 };
+
+// Waits until rows 0..rows-1 of `doc` are written. False when its reader
+// stopped short of them; the rows past those it wrote must not be read.
+inline bool awaitRows(const Document &doc, std::int32_t rows) {
+  return doc.arriving == nullptr || doc.arriving->waitFor(rows);
+}
 
 }  // namespace hostemu

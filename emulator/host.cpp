@@ -143,10 +143,20 @@ Host::Impl::~Impl() = default;
 
 Document &Host::Impl::working() {
   if (!host.workingMade_) {
-    host.working_ = copyDocument(document, &copier);
+    host.working_ = hollowCopy(document);
     host.workingMade_ = true;
+    hollow = true;
+    written.clear();
   }
   return host.working_;
+}
+
+bool Host::Impl::wholeWorking() {
+  if (!host.workingMade_ || !hollow) return true;
+  const bool whole = fillUnwritten(document, host.working_, written, copier);
+  hollow = false;
+  written.clear();
+  return whole;
 }
 
 void Host::Impl::fillRecord() {
@@ -355,6 +365,12 @@ Host::~Host() {
 FilterRecord *Host::filterRecord() {
   return &impl_->record;
 }
+const Document &Host::workingDocument() {
+  if (!workingMade_) return document_;
+  impl_->wholeWorking();
+  return working_;
+}
+
 SuiteHost &Host::suites() {
   return *impl_->suites;
 }
@@ -467,6 +483,9 @@ RunResult Host::runFilter(const Descriptor *descriptorIn, bool withParameters) {
     m.buffers.clear();
   }
 
+  // The document's reader stopped short: what the filter made of the rows it
+  // never wrote must not replace the document.
+  if (!m.wholeWorking() && r.result == 0) r.result = readErr;
   if (r.result == 0 && !r.continueLimitReached) {
     // Without a working copy the filter wrote nothing: the document stands.
     if (workingMade_) std::swap(document_.planes, working_.planes);

@@ -111,7 +111,9 @@ class Host {
   Log &log() { return log_; }
   HandleStore &handles() { return plugin_.handles(); }
   const HostOptions &options() const { return options_; }
-  const Document &workingDocument() const { return workingMade_ ? working_ : document_; }
+  // What the filter wrote over the document, whole (filled in from the
+  // document where it wrote nothing); the document itself when it wrote nothing.
+  const Document &workingDocument();
   // The record as the filter sees it (for inspection between steps).
   FilterRecord *filterRecord();
   SuiteHost &suites();

@@ -13,6 +13,7 @@
 #include "emulator/host.h"
 #include "emulator/second_thread.h"
 #include "emulator/suites/suite_host.h"
+#include "emulator/working_copy.h"
 #include "host/photoshop_api.h"
 
 namespace hostemu {
@@ -61,9 +62,15 @@ struct Host::Impl {
   Log &log;
   const HostOptions &options;
   Document &document;  // the caller's: the source of every read, changed on commit
-  // What the filter writes: a copy of the document, made when the first
-  // output tile is handed out (a preview call never needs one).
+  // What the filter writes: a copy of the document, made hollow when the
+  // first output tile is handed out (a preview call never needs one).
   Document &working();
+  // The working copy made whole (filled in from the document where the
+  // filter wrote nothing). False when the document's reader stopped short.
+  bool wholeWorking();
+  // While the working copy is hollow: what the filter wrote back, in order.
+  std::vector<WrittenBlock> written;
+  bool hollow = false;
 
   FilterRecord record{};
   BigDocumentStruct big{};

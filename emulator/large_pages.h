@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "emulator/document.h"
-#include "emulator/second_thread.h"
 
 namespace hostemu {
 
@@ -22,10 +21,5 @@ void adviseHugePages(void *data, std::size_t bytes);
 
 // samples becomes `bytes` copies of `value`, advised before the first touch.
 void assignSamples(Samples &samples, std::size_t bytes, std::uint8_t value);
-
-// A copy of doc, its planes advised before they are copied into. With a
-// helper, the helper copies half of every large plane: the copy's first touch
-// of fresh memory then runs on two processors.
-Document copyDocument(const Document &doc, SecondThread *helper = nullptr);
 
 }  // namespace hostemu

@@ -73,8 +73,7 @@ class SecondThread {
   template <class Part>
   void halves(std::int64_t first, std::int64_t last, const Part &part) {
     const std::int64_t middle = first + (last - first) / 2;
-    if (std::thread::hardware_concurrency() < 2 ||
-        !post([&part, middle, last] { part(middle, last); })) {
+    if (processors_ < 2 || !post([&part, middle, last] { part(middle, last); })) {
       part(first, last);
       return;
     }
@@ -99,6 +98,8 @@ class SecondThread {
 #endif
   std::function<void()> work_;  // posted, not yet done
   bool quit_ = false;
+  // Read once: the C library reads it from /sys at every call.
+  const unsigned processors_ = std::thread::hardware_concurrency();
   std::thread thread_;
 };
 

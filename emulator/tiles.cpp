@@ -79,6 +79,12 @@ std::string rectText(const VRect &r) {
   return buf;
 }
 
+namespace {
+constexpr std::size_t kMostWrittenBlocks = 1024;
+// Output tiles of at least this many bytes are written back by two threads.
+constexpr std::size_t kSplitWriteBytes = std::size_t{256} << 10;
+}  // namespace
+
 bool Host::Impl::uses32() const {
   return record.bigDocumentData != nullptr && record.bigDocumentData->PluginUsing32BitCoordinates;
 }
@@ -101,12 +107,30 @@ void Host::Impl::writeBack() {
   if (!out.valid) return;
   Document &target = working();
   const std::size_t cols = static_cast<std::size_t>(out.rect.right - out.rect.left);
-  std::vector<std::uint8_t *> planes(static_cast<std::size_t>(out.hi) -
-                                     static_cast<std::size_t>(out.lo) + 1);
-  for (std::int32_t y = out.rect.top; y < out.rect.bottom; ++y) {
-    planeRun(target, out.lo, out.rect.left, y, planes);
-    deinterleaveRow(out.buffer.get() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes,
-                    target.bytesPerSample(), cols, planes);
+  const std::size_t nplanes =
+      static_cast<std::size_t>(out.hi) - static_cast<std::size_t>(out.lo) + 1;
+  auto writeRows = [&](std::int64_t top, std::int64_t bottom) {
+    std::vector<std::uint8_t *> planes(nplanes);
+    for (auto y = static_cast<std::int32_t>(top); y < bottom; ++y) {
+      planeRun(target, out.lo, out.rect.left, y, planes);
+      deinterleaveRow(out.buffer.get() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes,
+                      target.bytesPerSample(), cols, planes);
+    }
+  };
+  // The working copy is hollow, so a tile's write-back is the first touch of
+  // its memory: two threads share it, as they share the fills.
+  const std::size_t bytes = static_cast<std::size_t>(out.rect.bottom - out.rect.top) *
+                            static_cast<std::size_t>(out.rowBytes);
+  if (bytes >= kSplitWriteBytes && out.rect.bottom - out.rect.top >= 2) {
+    copier.halves(out.rect.top, out.rect.bottom, writeRows);
+  } else {
+    writeRows(out.rect.top, out.rect.bottom);
+  }
+  if (hollow) {
+    written.push_back(WrittenBlock{out.rect, out.lo, out.hi});
+    // Past this many blocks, looking through them would cost more than the
+    // copy it saves.
+    if (written.size() > kMostWrittenBlocks) wholeWorking();
   }
   note(LogKind::Tile, {{"op", "write-back"},
                        {"outRect", rectText(out.rect)},
@@ -155,8 +179,12 @@ constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
 // Copies the document's pixels under the grant into its interleaved buffer.
 // Pixels outside the image follow `padding`: edge replication, a fill value,
 // or none, where they read as 0. Row padding reads as 0 too. Every byte of
-// the grant is written, whatever an earlier tile left in the buffer.
-void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant, SecondThread &copier) {
+// the grant is written, whatever an earlier tile left in the buffer. Waits
+// for the rows the grant reads while the document is still being read;
+// false, with nothing filled, when its reader stopped short of them.
+bool fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant, SecondThread &copier) {
+  // Rows above or below the image read row 0 or the last row at most.
+  if (!awaitRows(doc, std::clamp(grant.rect.bottom, 1, doc.height))) return false;
   const std::int32_t bps = doc.bytesPerSample();
   const std::size_t nplanes =
       static_cast<std::size_t>(grant.hi) - static_cast<std::size_t>(grant.lo) + 1;
@@ -213,6 +241,7 @@ void fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant, Seco
   } else {
     fillRows(r.top, r.bottom);
   }
+  return true;
 }
 
 }  // namespace
@@ -232,13 +261,20 @@ std::int16_t Host::Impl::handOut() {
                           record.outHiPlane, false, options.rowPadding, out);
   }
   const std::int32_t bps = document.bytesPerSample();
+  if (status == noErr && in.valid && !fillGrant(document, padding, in, copier)) status = readErr;
+  if (status == noErr && out.valid) {
+    // Output that meets nothing written yet is the document's own samples.
+    const bool unwritten = hollow && !meetsWritten(written, out.rect, out.lo, out.hi);
+    if (!unwritten && !wholeWorking()) status = readErr;
+    if (status == noErr && !fillGrant(unwritten ? document : working(),
+                                      plugInWantsErrorOnBoundsException, out, copier))
+      status = readErr;
+  }
   if (status != noErr) {
     in.valid = out.valid = false;
     record.inData = record.outData = nullptr;
     record.inRowBytes = record.outRowBytes = 0;
   } else {
-    if (in.valid) fillGrant(document, padding, in, copier);
-    if (out.valid) fillGrant(working(), plugInWantsErrorOnBoundsException, out, copier);
     record.inData = in.valid ? in.buffer.get() : nullptr;
     record.inRowBytes = in.rowBytes;
     record.inColumnBytes = in.valid ? (in.hi - in.lo + 1) * bps : 0;

@@ -29,8 +29,9 @@ PortLookup lookUp(PIChannelPort port) {
 
 PlaneView viewOf(const Document &doc, int plane) {
   const Plane &p = doc.planes[static_cast<std::size_t>(plane)];
-  // A plane shorter than the document claims cannot be read safely.
-  const bool complete = p.samples.size() >= doc.planeBytes();
+  // A plane shorter than the document claims cannot be read safely, nor one
+  // whose reader stopped short of its last row.
+  const bool complete = p.samples.size() >= doc.planeBytes() && awaitRows(doc, doc.height);
   return PlaneView{complete ? p.samples.data() : nullptr, doc.width, doc.height, doc.depth};
 }
 

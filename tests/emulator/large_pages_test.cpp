@@ -1,7 +1,6 @@
 // Sample buffers advised onto huge pages: the advice changes no byte (sizes
 // below, at and across the 2 MiB page, and buffers reused at a smaller size),
-// a document copy, by one thread or two, equals its original in every field
-// and shares nothing with it, and on Linux with huge pages available the
+// and on Linux with huge pages available the
 // advised range is one the kernel may back with them (its smaps entry says
 // so).
 #include <gtest/gtest.h>
@@ -10,7 +9,6 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 #include "emulator/large_pages.h"
@@ -41,53 +39,6 @@ TEST(LargePages, AdviceOnOddRangesIsHarmless) {
   hostemu::adviseHugePages(nullptr, 0);
   hostemu::adviseHugePages(nullptr, 3 * kHuge);
   for (std::uint8_t v : small) EXPECT_EQ(v, 7);
-}
-
-// With a helper thread, large planes are copied in two halves: an odd size
-// and planes on either side of the split size check that every byte is
-// copied once, to its place.
-TEST(LargePages, DocumentCopyEqualsTheOriginalAndIsItsOwn) {
-  hostemu::SecondThread helper;
-  for (hostemu::SecondThread *with : {static_cast<hostemu::SecondThread *>(nullptr), &helper}) {
-    for (const auto &[width, height, depth] :
-         {std::tuple{1000, 1100, 16}, std::tuple{1001, 1047, 8}, std::tuple{300, 200, 8},
-          std::tuple{0, 0, 8}}) {
-      hostemu::Document doc;
-      doc.width = width;
-      doc.height = height;
-      doc.depth = depth;
-      doc.imageMode = 11;
-      doc.resolutionDpi = 300;
-      doc.exif = {1, 2, 3};
-      doc.icc = {4, 5};
-      doc.planes.resize(4);
-      for (std::size_t p = 0; p < doc.planes.size(); ++p) {
-        doc.planes[p].targeted = p != 2;
-        doc.planes[p].samples.resize(doc.planeBytes());
-        for (std::size_t i = 0; i < doc.planeBytes(); ++i)
-          doc.planes[p].samples[i] = static_cast<std::uint8_t>(i * 31 + p * 7 + (i >> 12));
-      }
-      const std::string what =
-          std::to_string(width) + "x" + std::to_string(height) + (with ? ", helper" : ", alone");
-      hostemu::Document copy = hostemu::copyDocument(doc, with);
-      EXPECT_EQ(copy.width, doc.width);
-      EXPECT_EQ(copy.height, doc.height);
-      EXPECT_EQ(copy.depth, doc.depth);
-      EXPECT_EQ(copy.imageMode, doc.imageMode);
-      EXPECT_EQ(copy.resolutionDpi, doc.resolutionDpi);
-      EXPECT_EQ(copy.exif, doc.exif);
-      EXPECT_EQ(copy.icc, doc.icc);
-      ASSERT_EQ(copy.planes.size(), doc.planes.size());
-      for (std::size_t p = 0; p < doc.planes.size(); ++p) {
-        EXPECT_EQ(copy.planes[p].targeted, doc.planes[p].targeted);
-        EXPECT_TRUE(copy.planes[p].samples == doc.planes[p].samples) << what << ", plane " << p;
-      }
-      if (doc.planeBytes() == 0) continue;
-      const std::size_t last = doc.planeBytes() - 1;
-      copy.planes[1].samples[last] ^= 0xFF;
-      EXPECT_NE(copy.planes[1].samples[last], doc.planes[1].samples[last]) << what;
-    }
-  }
 }
 
 #if defined(__linux__)
