@@ -11,6 +11,7 @@
 #include "atomic_output.h"
 #include "batch.h"
 #include "filter_session.h"
+#include "image_io/background_read.h"
 #include "image_io/image_io.h"
 #include "interrupt.h"
 #include "lens_profiles/profile_messages.h"
@@ -256,7 +257,21 @@ ExitCode runCorrect(const CommandLine &cl) {
       return;
     }
     checkOutputPath(out, cl.force);
-    Image img = readImage(in, limits);
+    // A lone picture whose pixels nothing but the filter reads is decoded
+    // while the filter already corrects its top rows. A batch keeps whole
+    // reads: its jobs already overlap one file's reading with another's
+    // filtering.
+    const bool overlap = n == 1 && !cl.autoProfile && !cl.vignetting && !cl.settings.margins.any();
+    std::unique_ptr<BackgroundRead> reading;
+    Image whole;
+    if (overlap) {
+      reading = std::make_unique<BackgroundRead>(in, limits, interrupted, [in] {
+        return std::make_exception_ptr(CliError(ExitCode::kInterrupted, in + ": interrupted"));
+      });
+    } else {
+      whole = readImage(in, limits);
+    }
+    Image &img = reading ? reading->image() : whole;
     validateMargins(cl.settings.margins, img.doc.width, img.doc.height, in);
     checkWritable(img, formats[i], out);
     const std::string label = batch ? batchLabel(i, n, in) : in;
@@ -276,7 +291,15 @@ ExitCode runCorrect(const CommandLine &cl) {
       if (chosen.fillZoom) std::printf("%s: --fill zoom = %.9g\n", in.c_str(), *chosen.fillZoom);
       std::fflush(stdout);
     }
-    const CorrectionSettings recorded = session.correct(img, chosen.settings, label);
+    CorrectionSettings recorded;
+    try {
+      recorded = session.correct(img, chosen.settings, label);
+    } catch (...) {
+      // A file that breaks off says so, rather than the filter it starved.
+      if (reading) reading->finish();
+      throw;
+    }
+    if (reading) reading->finish();
     if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
     try {
       writeAtomically(img, formats[i], out, cl.force, writeOptions);

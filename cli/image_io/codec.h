@@ -2,7 +2,10 @@
 // message; writers write a whole file at `path` or throw CliError (failure).
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
+#include <functional>
+#include <memory>
 
 #include "image_io/image.h"
 #include "image_io/limits.h"
@@ -24,6 +27,31 @@ struct WriteOptions {
 Image readJpeg(const std::filesystem::path &path, const ReadLimits &limits = {});
 Image readPng(const std::filesystem::path &path, const ReadLimits &limits = {});
 Image readTiff(const std::filesystem::path &path, const ReadLimits &limits = {});
+
+// A JPEG file read in two steps: the constructor reads the header and sizes
+// the planes (address space, not memory); readRows() then decodes the rows
+// top to bottom. Both throw CliError (bad input) as readJpeg does.
+class JpegReader {
+ public:
+  static constexpr std::int32_t kRowsPerReport = 16;
+
+  JpegReader(const std::filesystem::path &path, const ReadLimits &limits);
+  ~JpegReader();
+  JpegReader(const JpegReader &) = delete;
+  JpegReader &operator=(const JpegReader &) = delete;
+
+  // The picture: its size, colour and metadata from the header; rows as read.
+  Image &image();
+  // Decodes every row into the planes. `progress`, when given, hears the
+  // number of rows written so far every kRowsPerReport rows and at the last
+  // row; when it answers false, reading stops there and readRows returns
+  // false, the rows below unwritten.
+  bool readRows(const std::function<bool(std::int32_t rows)> &progress);
+
+ private:
+  struct State;
+  std::unique_ptr<State> s_;
+};
 
 // The header alone, for planning: what reading the file would allocate.
 // Throws CliError (bad input) like the readers when the header is unreadable.

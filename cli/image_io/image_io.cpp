@@ -14,27 +14,51 @@
 
 namespace ortavel::cli {
 
-Image readImage(const std::filesystem::path &path, const ReadLimits &limits) {
-  const std::string name = path.string();
-  checkRegularFile(path);
+namespace {
+
+// The format the file's first bytes announce; nullopt, with `empty` set for
+// a file without any, when it is none of the three.
+std::optional<FileFormat> formatOfMagic(const std::filesystem::path &path, bool &empty) {
   unsigned char magic[8] = {};
   std::size_t n = 0;
   {
     const CFile f = openForReading(path);
     n = std::fread(magic, 1, sizeof magic, f.get());
   }
-  if (n >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF)
-    return readJpeg(path, limits);
+  empty = n == 0;
+  if (n >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF) return FileFormat::kJpeg;
   static const unsigned char kPng[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
-  if (n == 8 && std::memcmp(magic, kPng, 8) == 0) return readPng(path, limits);
+  if (n == 8 && std::memcmp(magic, kPng, 8) == 0) return FileFormat::kPng;
   if (n >= 4 && ((magic[0] == 'I' && magic[1] == 'I' && (magic[2] == 42 || magic[2] == 43) &&
                   magic[3] == 0) ||
                  (magic[0] == 'M' && magic[1] == 'M' && magic[2] == 0 &&
                   (magic[3] == 42 || magic[3] == 43)))) {
-    return readTiff(path, limits);
+    return FileFormat::kTiff;
   }
-  if (n == 0) throw inputError(name + ": empty file, not an image");
+  return std::nullopt;
+}
+
+}  // namespace
+
+FileFormat sniffFormat(const std::filesystem::path &path) {
+  const std::string name = path.string();
+  checkRegularFile(path);
+  bool empty = false;
+  if (const auto format = formatOfMagic(path, empty)) return *format;
+  if (empty) throw inputError(name + ": empty file, not an image");
   throw inputError(name + ": not an image this command reads (JPEG, PNG or TIFF expected)");
+}
+
+Image readImage(const std::filesystem::path &path, const ReadLimits &limits) {
+  switch (sniffFormat(path)) {
+    case FileFormat::kJpeg:
+      return readJpeg(path, limits);
+    case FileFormat::kPng:
+      return readPng(path, limits);
+    case FileFormat::kTiff:
+      break;
+  }
+  return readTiff(path, limits);
 }
 
 std::optional<ImageShape> peekImage(const std::filesystem::path &path) {

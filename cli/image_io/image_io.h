@@ -17,6 +17,10 @@ namespace ortavel::cli {
 // before anything is read; pictures over `limits` before they are decoded.
 Image readImage(const std::filesystem::path &path, const ReadLimits &limits = {});
 
+// The format of a file by its first bytes; throws CliError (bad input) as
+// readImage does for a file that is none of the three.
+FileFormat sniffFormat(const std::filesystem::path &path);
+
 // The size of the picture in a file, from its header alone; nullopt when the
 // file is not one the readers take (reading it will say why).
 std::optional<ImageShape> peekImage(const std::filesystem::path &path);

@@ -14,6 +14,7 @@
 #include <jerror.h>
 #include <jpeglib.h>
 
+#include <functional>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -113,42 +114,53 @@ void setSampling(jpeg_compress_struct &c, int sampling) {
 
 }  // namespace
 
-Image readJpeg(const std::filesystem::path &path, const ReadLimits &limits) {
-  std::uint64_t fileBytes = 0;
-  CFile f = openForReading(path, fileBytes);
+struct JpegReader::State {
+  std::filesystem::path path;
+  CFile file;
+  Decompressor d;
   Image img;
+  bool invert = false;
+  int planes = 0;
+};
+
+JpegReader::JpegReader(const std::filesystem::path &path, const ReadLimits &limits)
+    : s_(std::make_unique<State>()) {
+  State &s = *s_;
+  s.path = path;
+  std::uint64_t fileBytes = 0;
+  s.file = openForReading(path, fileBytes);
+  Image &img = s.img;
   img.format = FileFormat::kJpeg;
   img.fileBits = 8;
-  Decompressor d;
+  jpeg_decompress_struct &cinfo = s.d.cinfo;
   try {
-    jpeg_stdio_src(&d.cinfo, f.get());
+    jpeg_stdio_src(&cinfo, s.file.get());
     // libjpeg's own buffers (a progressive picture's coefficients) stay
     // within the limit too: past it, it fails instead of taking more.
-    d.cinfo.mem->max_memory_to_use = static_cast<long>(
+    cinfo.mem->max_memory_to_use = static_cast<long>(
         std::min<std::uint64_t>(limits.maxBytes, static_cast<std::uint64_t>(LONG_MAX)));
-    jpeg_save_markers(&d.cinfo, JPEG_APP0 + 1, 0xFFFF);
-    jpeg_save_markers(&d.cinfo, JPEG_APP0 + 2, 0xFFFF);
-    jpeg_read_header(&d.cinfo, TRUE);
+    jpeg_save_markers(&cinfo, JPEG_APP0 + 1, 0xFFFF);
+    jpeg_save_markers(&cinfo, JPEG_APP0 + 2, 0xFFFF);
+    jpeg_read_header(&cinfo, TRUE);
 
-    bool invert = false;
-    switch (d.cinfo.jpeg_color_space) {
+    switch (cinfo.jpeg_color_space) {
       case JCS_GRAYSCALE:
         img.colour = ColourModel::kGrey;
-        d.cinfo.out_color_space = JCS_GRAYSCALE;
+        cinfo.out_color_space = JCS_GRAYSCALE;
         break;
       case JCS_CMYK:
       case JCS_YCCK:
         img.colour = ColourModel::kCmyk;
-        d.cinfo.out_color_space = JCS_CMYK;
+        cinfo.out_color_space = JCS_CMYK;
         // Adobe's CMYK JPEGs store 255 for no ink, as the host does; plain ones store 0.
-        invert = !d.cinfo.saw_Adobe_marker;
+        s.invert = !cinfo.saw_Adobe_marker;
         break;
       default:
         img.colour = ColourModel::kRgb;
-        d.cinfo.out_color_space = JCS_RGB;
+        cinfo.out_color_space = JCS_RGB;
         break;
     }
-    for (jpeg_saved_marker_ptr m = d.cinfo.marker_list; m; m = m->next) {
+    for (jpeg_saved_marker_ptr m = cinfo.marker_list; m; m = m->next) {
       if (m->marker == JPEG_APP0 + 1 && m->data_length > 6 &&
           std::memcmp(m->data, kExifPrefix, 6) == 0 && img.doc.exif.empty()) {
         img.doc.exif.assign(m->data + 6, m->data + m->data_length);
@@ -156,48 +168,71 @@ Image readJpeg(const std::filesystem::path &path, const ReadLimits &limits) {
     }
     JOCTET *icc = nullptr;
     unsigned int iccLen = 0;
-    if (jpeg_read_icc_profile(&d.cinfo, &icc, &iccLen)) {
+    if (jpeg_read_icc_profile(&cinfo, &icc, &iccLen)) {
       img.doc.icc.assign(icc, icc + iccLen);
       std::free(icc);
     }
-    if (d.cinfo.saw_JFIF_marker && d.cinfo.X_density > 0 && d.cinfo.Y_density > 0) {
-      const double perInch = d.cinfo.density_unit == 1   ? 1.0
-                             : d.cinfo.density_unit == 2 ? 2.54
-                                                         : 0.0;
-      img.xDpi = d.cinfo.X_density * perInch;
-      img.yDpi = d.cinfo.Y_density * perInch;
+    if (cinfo.saw_JFIF_marker && cinfo.X_density > 0 && cinfo.Y_density > 0) {
+      const double perInch = cinfo.density_unit == 1 ? 1.0 : cinfo.density_unit == 2 ? 2.54 : 0.0;
+      img.xDpi = cinfo.X_density * perInch;
+      img.yDpi = cinfo.Y_density * perInch;
     }
 
-    const std::uint64_t w = d.cinfo.image_width, h = d.cinfo.image_height;
+    const std::uint64_t w = cinfo.image_width, h = cinfo.image_height;
     checkClaimedSize(path, w, h, static_cast<std::uint64_t>(img.colourChannels()), 1, limits);
     // Huffman coding spends at least one bit on each 8x8 block of the
     // full-resolution component: one byte of file holds at most 512 pixels.
     // Arithmetic coding has no such floor; the limits above bound it.
-    if (!d.cinfo.arith_code) checkAgainstFileSize(path, w, h, w * h, 512.0, fileBytes, "JPEG");
+    if (!cinfo.arith_code) checkAgainstFileSize(path, w, h, w * h, 512.0, fileBytes, "JPEG");
 
-    if (d.cinfo.jpeg_color_space == JCS_YCbCr && d.cinfo.num_components == 3) {
-      const jpeg_component_info &luma = d.cinfo.comp_info[0];
-      const jpeg_component_info &chroma = d.cinfo.comp_info[1];
+    if (cinfo.jpeg_color_space == JCS_YCbCr && cinfo.num_components == 3) {
+      const jpeg_component_info &luma = cinfo.comp_info[0];
+      const jpeg_component_info &chroma = cinfo.comp_info[1];
       img.jpegSampling = samplingOf(luma.h_samp_factor / std::max(1, chroma.h_samp_factor),
                                     luma.v_samp_factor / std::max(1, chroma.v_samp_factor));
     }
-    jpeg_start_decompress(&d.cinfo);
-    const int planes = static_cast<int>(d.cinfo.output_components);
-    beginPlanes(img, static_cast<std::int32_t>(d.cinfo.output_width),
-                static_cast<std::int32_t>(d.cinfo.output_height), 8, planes);
-    std::vector<JSAMPLE> row(static_cast<std::size_t>(d.cinfo.output_width) * planes);
-    while (d.cinfo.output_scanline < d.cinfo.output_height) {
-      const int y = static_cast<int>(d.cinfo.output_scanline);
-      JSAMPROW rows[1] = {row.data()};
-      jpeg_read_scanlines(&d.cinfo, rows, 1);
-      growRows(img, y + 1);
-      unpackRow(img, y, planes, 8, invert, row.data());
-    }
-    jpeg_finish_decompress(&d.cinfo);
+    jpeg_start_decompress(&cinfo);
+    s.planes = static_cast<int>(cinfo.output_components);
+    beginPlanes(img, static_cast<std::int32_t>(cinfo.output_width),
+                static_cast<std::int32_t>(cinfo.output_height), 8, s.planes);
   } catch (const JpegFault &e) {
     throw inputError(path.string() + ": not a readable JPEG image (" + e.text + ")");
   }
-  return img;
+}
+
+JpegReader::~JpegReader() = default;
+
+Image &JpegReader::image() {
+  return s_->img;
+}
+
+bool JpegReader::readRows(const std::function<bool(std::int32_t rows)> &progress) {
+  State &s = *s_;
+  jpeg_decompress_struct &cinfo = s.d.cinfo;
+  const std::int32_t height = s.img.doc.height;
+  try {
+    std::vector<JSAMPLE> row(static_cast<std::size_t>(cinfo.output_width) * s.planes);
+    while (cinfo.output_scanline < cinfo.output_height) {
+      const int y = static_cast<int>(cinfo.output_scanline);
+      JSAMPROW rows[1] = {row.data()};
+      jpeg_read_scanlines(&cinfo, rows, 1);
+      growRows(s.img, y + 1);
+      unpackRow(s.img, y, s.planes, 8, s.invert, row.data());
+      // Told every few rows: a row alone is too little work to announce.
+      if (progress && ((y + 1) % kRowsPerReport == 0 || y + 1 == height) && !progress(y + 1))
+        return false;
+    }
+    jpeg_finish_decompress(&cinfo);
+  } catch (const JpegFault &e) {
+    throw inputError(s.path.string() + ": not a readable JPEG image (" + e.text + ")");
+  }
+  return true;
+}
+
+Image readJpeg(const std::filesystem::path &path, const ReadLimits &limits) {
+  JpegReader reader(path, limits);
+  reader.readRows({});
+  return std::move(reader.image());
 }
 
 ImageShape peekJpeg(const std::filesystem::path &path) {

@@ -1,0 +1,55 @@
+#include "image_io/background_read.h"
+
+#include <utility>
+
+#include "image_io/codec.h"
+#include "image_io/image_io.h"
+
+namespace ortavel::cli {
+
+BackgroundRead::BackgroundRead(const std::filesystem::path &path, const ReadLimits &limits,
+                               std::function<bool()> stopAsked,
+                               std::function<std::exception_ptr()> stopped)
+    : stopAsked_(std::move(stopAsked)), stopped_(std::move(stopped)) {
+  if (sniffFormat(path) != FileFormat::kJpeg) {
+    whole_ = std::make_unique<Image>(readImage(path, limits));
+    image_ = whole_.get();
+    return;
+  }
+  jpeg_ = std::make_unique<JpegReader>(path, limits);
+  image_ = &jpeg_->image();
+  // Every row exists before the host sees the planes: their sizes never
+  // change while it reads them. Their memory is still untouched.
+  growRows(*image_, image_->doc.height);
+  arriving_ = std::make_shared<hostemu::ArrivingRows>(image_->doc.height);
+  image_->doc.arriving = arriving_;
+  thread_ = std::thread([this] { decode(); });
+}
+
+BackgroundRead::~BackgroundRead() {
+  abandon_ = true;
+  if (thread_.joinable()) thread_.join();
+  if (image_ != nullptr) image_->doc.arriving = nullptr;
+}
+
+void BackgroundRead::decode() {
+  try {
+    const bool all = jpeg_->readRows([this](std::int32_t rows) {
+      arriving_->arrived(rows);
+      return !abandon_ && !(stopAsked_ && stopAsked_());
+    });
+    if (!all && !abandon_) failure_ = stopped_ ? stopped_() : nullptr;
+  } catch (...) {
+    failure_ = std::current_exception();
+  }
+  // Waiters for rows that will never come wake now (a no-op after the last row).
+  arriving_->stopped();
+}
+
+void BackgroundRead::finish() {
+  if (thread_.joinable()) thread_.join();
+  image_->doc.arriving = nullptr;
+  if (failure_) std::rethrow_exception(std::exchange(failure_, nullptr));
+}
+
+}  // namespace ortavel::cli
