@@ -25,6 +25,11 @@ void ArrivingRows::stopped() {
   changed_.notify_all();
 }
 
+bool ArrivingRows::settled(std::int32_t rows) const {
+  std::lock_guard lock(mutex_);
+  return ready_ >= std::min(rows, height_) || stopped_;
+}
+
 bool ArrivingRows::waitFor(std::int32_t rows) const {
   rows = std::min(rows, height_);
   std::unique_lock lock(mutex_);

@@ -26,6 +26,8 @@ class ArrivingRows {
   // false when the reader stopped short of them.
   bool waitFor(std::int32_t rows) const;
   bool waitForAll() const { return waitFor(height_); }
+  // Whether waitFor(rows) would return at once.
+  bool settled(std::int32_t rows) const;
 
  private:
   const std::int32_t height_;

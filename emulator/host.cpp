@@ -147,6 +147,7 @@ Document &Host::Impl::working() {
     host.workingMade_ = true;
     hollow = true;
     written.clear();
+    touched = 0;
   }
   return host.working_;
 }

@@ -71,6 +71,7 @@ struct Host::Impl {
   // While the working copy is hollow: what the filter wrote back, in order.
   std::vector<WrittenBlock> written;
   bool hollow = false;
+  std::size_t touched = 0;  // bytes of the working copy touched while waiting for rows
 
   FilterRecord record{};
   BigDocumentStruct big{};

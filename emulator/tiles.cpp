@@ -261,6 +261,13 @@ std::int16_t Host::Impl::handOut() {
                           record.outHiPlane, false, options.rowPadding, out);
   }
   const std::int32_t bps = document.bytesPerSample();
+  // Only before the first write-back: past it, the memory ahead holds output.
+  if (status == noErr && hollow && written.empty()) {
+    // The most rows the fills below may wait for.
+    std::int32_t rows = out.valid ? out.rect.bottom : 0;
+    if (in.valid) rows = std::max(rows, std::clamp(in.rect.bottom, 1, document.height));
+    touchWhileWaiting(host.working_, touched, document, rows);
+  }
   if (status == noErr && in.valid && !fillGrant(document, padding, in, copier)) status = readErr;
   if (status == noErr && out.valid) {
     // Output that meets nothing written yet is the document's own samples.

@@ -48,6 +48,26 @@ bool meetsWritten(std::span<const WrittenBlock> written, const VRect &rect, std:
   });
 }
 
+void touchWhileWaiting(Document &working, std::size_t &touched, const Document &doc,
+                       std::int32_t rows) {
+  if (doc.arriving == nullptr) return;
+  constexpr std::size_t kChunk = std::size_t{2} << 20;  // a huge page, or 512 small ones
+  constexpr std::size_t kPage = 4096;
+  std::size_t start = 0;  // where the current plane begins, over all planes
+  for (Plane &plane : working.planes) {
+    const std::size_t size = plane.samples.size();
+    while (touched < start + size) {
+      if (doc.arriving->settled(rows)) return;
+      const std::size_t from = touched - start;
+      const std::size_t to = std::min(size, from + kChunk);
+      std::uint8_t *bytes = plane.samples.data();
+      for (std::size_t at = from; at < to; at += kPage) bytes[at] = 0;
+      touched = start + to;
+    }
+    start += size;
+  }
+}
+
 bool fillUnwritten(const Document &doc, Document &working, std::span<const WrittenBlock> written,
                    SecondThread &helper) {
   const bool whole = awaitRows(doc, doc.height);

@@ -31,6 +31,15 @@ Document hollowCopy(const Document &doc);
 bool meetsWritten(std::span<const WrittenBlock> written, const VRect &rect, std::int16_t lo,
                   std::int16_t hi);
 
+// While rows 0..rows-1 of `doc` are still to come, touches the working copy's
+// memory for the first time, from `touched` bytes on (over all planes in
+// order), and advances `touched`. The kernel zeroes fresh memory at its first
+// touch: done here, that costs a processor that would otherwise wait. The
+// bytes written are none the filter will see, as long as it has written
+// nothing back yet: everything is written back or filled in later.
+void touchWhileWaiting(Document &working, std::size_t &touched, const Document &doc,
+                       std::int32_t rows);
+
 // Copies into `working` every sample of `doc` that no written block covers,
 // which makes the working copy whole. Large pictures are shared with the
 // helper thread. False when the document's reader stopped short of its last

@@ -149,32 +149,81 @@ void writeTwice(int16 selector, void *block, intptr_t *, int16 *result) {
   probe::setRects32(fr, none, none);
 }
 
+// Also on a document still arriving, where the host touches the working
+// copy's fresh memory while it waits: none of those bytes may show.
 TEST(WorkingCopy, OutputAskedForAgainShowsWhatTheFilterWrote) {
-  gSecondLook.clear();
-  probe::Probe p(writeTwice, 30, 30, 3);
+  for (const bool arrives : {false, true}) {
+    SCOPED_TRACE(arrives ? "arriving" : "whole");
+    gSecondLook.clear();
+    probe::Probe p(writeTwice, 30, 30, 3);
+    ArrivingDocument arriving(30, 30, 3, arrives ? 30 : 0);
+    if (!arrives) arriving.doc = p.doc;
+    Document &doc = arrives ? arriving.doc : p.doc;
+    Host host(p.plugin, doc);
+    ASSERT_EQ(host.runFilter().result, 0);
+    std::size_t i = 0;
+    auto expect = [&](int x, int y, int plane, bool written) {
+      ASSERT_LT(i, gSecondLook.size());
+      EXPECT_EQ(gSecondLook[i++], written ? 0xA5 : probe::pattern8(x, y, plane))
+          << x << "," << y << " plane " << plane;
+    };
+    for (int y = 6; y < 14; ++y)
+      for (int x = 8; x < 20; ++x)
+        for (int plane = 0; plane < 2; ++plane) expect(x, y, plane, y < 10 && x < 12);
+    for (int y = 20; y < 24; ++y)
+      for (int x = 0; x < 4; ++x)
+        for (int plane = 0; plane < 2; ++plane) expect(x, y, plane, false);
+    EXPECT_EQ(i, gSecondLook.size());
+    // Committed: the written block over the untouched rest; plane 2 untouched.
+    for (int y = 0; y < 30; ++y)
+      for (int x = 0; x < 30; ++x)
+        for (int plane = 0; plane < 3; ++plane) {
+          const bool written = plane < 2 && y >= 2 && y < 10 && x >= 3 && x < 12;
+          ASSERT_EQ(probe::sample8(doc, x, y, plane), written ? 0xA5 : probe::pattern8(x, y, plane))
+              << x << "," << y << " plane " << plane;
+        }
+  }
+}
+
+// A filter that writes a block of the top rows and then waits for rows still
+// to come: while it waits the host may touch the working copy's fresh memory,
+// but never what the filter already wrote there.
+std::shared_ptr<ArrivingRows> gGate;
+void writeThenWait(int16 selector, void *block, intptr_t *, int16 *result) {
+  if (selector != filterSelectorStart) return;
+  FilterRecord *fr = record(block);
+  fr->inLoPlane = 0;
+  fr->inHiPlane = -1;
+  fr->outLoPlane = 0;
+  fr->outHiPlane = 0;
+  const VRect none{0, 0, 0, 0};
+  probe::setRects32(fr, none, VRect{0, 0, 4, 40});
+  if ((*result = fr->advanceState()) != noErr) return;
+  for (int y = 0; y < 4; ++y)
+    std::memset(static_cast<std::uint8_t *>(fr->outData) + y * fr->outRowBytes, 0xA5, 40);
+  // The rest arrives a little later, from another thread.
+  std::thread later([] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    gGate->arrived(1000);
+  });
+  probe::setRects32(fr, none, VRect{900, 0, 1000, 40});
+  *result = fr->advanceState();
+  later.join();
+  probe::setRects32(fr, none, none);
+}
+
+TEST(WorkingCopy, MemoryTouchedWhileWaitingNeverHoldsWhatTheFilterWrote) {
+  probe::Probe p(writeThenWait, 3000, 1000, 1);  // 3 MB: more than one touch step
+  gGate = std::make_shared<ArrivingRows>(1000);
+  gGate->arrived(8);
+  p.doc.arriving = gGate;
   Host host(p.plugin, p.doc);
   ASSERT_EQ(host.runFilter().result, 0);
-  std::size_t i = 0;
-  auto expect = [&](int x, int y, int plane, bool written) {
-    ASSERT_LT(i, gSecondLook.size());
-    EXPECT_EQ(gSecondLook[i++], written ? 0xA5 : probe::pattern8(x, y, plane))
-        << x << "," << y << " plane " << plane;
-  };
-  for (int y = 6; y < 14; ++y)
-    for (int x = 8; x < 20; ++x)
-      for (int plane = 0; plane < 2; ++plane) expect(x, y, plane, y < 10 && x < 12);
-  for (int y = 20; y < 24; ++y)
-    for (int x = 0; x < 4; ++x)
-      for (int plane = 0; plane < 2; ++plane) expect(x, y, plane, false);
-  EXPECT_EQ(i, gSecondLook.size());
-  // Committed: the written block over the untouched rest; plane 2 untouched.
-  for (int y = 0; y < 30; ++y)
-    for (int x = 0; x < 30; ++x)
-      for (int plane = 0; plane < 3; ++plane) {
-        const bool written = plane < 2 && y >= 2 && y < 10 && x >= 3 && x < 12;
-        ASSERT_EQ(probe::sample8(p.doc, x, y, plane), written ? 0xA5 : probe::pattern8(x, y, plane))
-            << x << "," << y << " plane " << plane;
-      }
+  for (int y = 0; y < 8; ++y)
+    for (int x = 0; x < 50; ++x)
+      ASSERT_EQ(probe::sample8(p.doc, x, y, 0), y < 4 && x < 40 ? 0xA5 : probe::pattern8(x, y, 0))
+          << x << "," << y;
+  p.doc.arriving = nullptr;
 }
 
 // Filling in around written blocks: blocks on some planes only, overlapping
