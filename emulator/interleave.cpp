@@ -1,12 +1,17 @@
 // The plain loops move one sample at a time, each side at its own stride.
-// The vector path handles a block of 16 bytes from each plane at once: every
+// The vector paths handle a block of 16 bytes from each plane at once (every
 // 16-byte chunk of the interleaved block is the OR of one byte shuffle per
-// plane (SSSE3), the shuffle masks worked out at compile time from the
-// layout. What a block does not cover at the end of a run goes the plain way.
+// plane, SSSE3) or of 64 bytes (one masked byte permute per plane and chunk,
+// AVX-512 VBMI, a quarter of the instructions a pixel), the masks worked out
+// at compile time from the layout. A run takes 64-byte blocks, then 16-byte
+// ones, then the plain loop for what is left.
 #include "emulator/interleave.h"
 
+#include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
+#include <string_view>
 #include <type_traits>
 
 #if defined(__x86_64__) || defined(__i386__)
@@ -175,19 +180,133 @@ __attribute__((target("ssse3"))) std::size_t deinterleaveBlocks(const std::uint8
   return done;
 }
 
-bool haveSsse3() {
-  static const bool yes = [] {
+// The same with 64 bytes of each plane and one byte permute per plane and
+// chunk (AVX-512 VBMI): a chunk starts as plane 0's bytes and takes each
+// other plane's under its byte mask. Index [chunk * kN + plane] and its mask
+// come from the 16-byte tables' rule, over 64 bytes.
+struct WideMask {
+  std::array<std::uint8_t, 64> index{};
+  std::uint64_t take = 0;  // bytes of the chunk this plane supplies
+};
+
+template <int kN, int kB>
+constexpr std::array<WideMask, kN * kN> wideInterleaveMasks() {
+  std::array<WideMask, kN * kN> masks{};
+  for (int chunk = 0; chunk < kN; ++chunk) {
+    for (int plane = 0; plane < kN; ++plane) {
+      WideMask &m = masks[chunk * kN + plane];
+      for (int k = 0; k < 64; ++k) {
+        const int at = 64 * chunk + k;
+        const int pixel = at / (kN * kB);
+        const int channel = at % (kN * kB) / kB;
+        if (channel != plane) continue;
+        m.index[k] = static_cast<std::uint8_t>(pixel * kB + at % kB);
+        m.take |= std::uint64_t{1} << k;
+      }
+    }
+  }
+  return masks;
+}
+
+template <int kN, int kB>
+constexpr std::array<WideMask, kN * kN> wideDeinterleaveMasks() {
+  std::array<WideMask, kN * kN> masks{};
+  for (int plane = 0; plane < kN; ++plane) {
+    for (int chunk = 0; chunk < kN; ++chunk) {
+      WideMask &m = masks[plane * kN + chunk];
+      for (int k = 0; k < 64; ++k) {
+        const int at = (k / kB) * kN * kB + plane * kB + k % kB;
+        if (at / 64 != chunk) continue;
+        m.index[k] = static_cast<std::uint8_t>(at % 64);
+        m.take |= std::uint64_t{1} << k;
+      }
+    }
+  }
+  return masks;
+}
+
+#define HOSTEMU_VBMI __attribute__((target("avx512f,avx512bw,avx512vbmi")))
+
+template <int kN, int kB>
+HOSTEMU_VBMI std::size_t interleaveWide(const std::uint8_t *const *planes, std::size_t pixels,
+                                        std::uint8_t *out) {
+  static constexpr std::array<WideMask, kN *kN> kMasks = wideInterleaveMasks<kN, kB>();
+  constexpr std::size_t kPixels = 64 / kB;
+  __m512i index[kN * kN];
+  __mmask64 take[kN * kN];
+  for (int i = 0; i < kN * kN; ++i) {
+    index[i] = _mm512_loadu_si512(kMasks[i].index.data());
+    take[i] = kMasks[i].take;
+  }
+  std::size_t done = 0;
+  for (; done + kPixels <= pixels; done += kPixels) {
+    __m512i v[kN];
+    for (int p = 0; p < kN; ++p) v[p] = _mm512_loadu_si512(planes[p] + done * kB);
+    std::uint8_t *d = out + done * kN * kB;
+    for (int c = 0; c < kN; ++c) {
+      __m512i o = _mm512_maskz_permutexvar_epi8(take[c * kN], index[c * kN], v[0]);
+      for (int p = 1; p < kN; ++p)
+        o = _mm512_mask_permutexvar_epi8(o, take[c * kN + p], index[c * kN + p], v[p]);
+      _mm512_storeu_si512(d + 64 * c, o);
+    }
+  }
+  return done;
+}
+
+template <int kN, int kB>
+HOSTEMU_VBMI std::size_t deinterleaveWide(const std::uint8_t *in, std::size_t pixels,
+                                          std::uint8_t *const *planes) {
+  static constexpr std::array<WideMask, kN *kN> kMasks = wideDeinterleaveMasks<kN, kB>();
+  constexpr std::size_t kPixels = 64 / kB;
+  __m512i index[kN * kN];
+  __mmask64 take[kN * kN];
+  for (int i = 0; i < kN * kN; ++i) {
+    index[i] = _mm512_loadu_si512(kMasks[i].index.data());
+    take[i] = kMasks[i].take;
+  }
+  std::size_t done = 0;
+  for (; done + kPixels <= pixels; done += kPixels) {
+    const std::uint8_t *s = in + done * kN * kB;
+    __m512i v[kN];
+    for (int c = 0; c < kN; ++c) v[c] = _mm512_loadu_si512(s + 64 * c);
+    for (int p = 0; p < kN; ++p) {
+      __m512i o = _mm512_maskz_permutexvar_epi8(take[p * kN], index[p * kN], v[0]);
+      for (int c = 1; c < kN; ++c)
+        o = _mm512_mask_permutexvar_epi8(o, take[p * kN + c], index[p * kN + c], v[c]);
+      _mm512_storeu_si512(planes[p] + done * kB, o);
+    }
+  }
+  return done;
+}
+
+enum class Path { kPlain, kShuffle16, kPermute64 };
+
+// The widest path this processor runs, or a narrower one named by
+// ORTAVEL_ISA as for the filter's kernels, so that each can be run and
+// compared on one machine: "sse2" the plain loops, "avx2" the 16-byte
+// shuffles. Read once.
+Path widestPath() {
+  static const Path path = [] {
     __builtin_cpu_init();
-    return __builtin_cpu_supports("ssse3") != 0;
+    Path widest = Path::kPlain;
+    if (__builtin_cpu_supports("ssse3") != 0) widest = Path::kShuffle16;
+    if (widest == Path::kShuffle16 && __builtin_cpu_supports("avx512bw") != 0 &&
+        __builtin_cpu_supports("avx512vbmi") != 0)
+      widest = Path::kPermute64;
+    const char *wanted = std::getenv("ORTAVEL_ISA");
+    const std::string_view name = wanted != nullptr ? wanted : "";
+    if (name == "sse2" || name == "scalar") return Path::kPlain;
+    if (name == "avx2") return std::min(widest, Path::kShuffle16);
+    return widest;
   }();
-  return yes;
+  return path;
 }
 
 // fn(Int<kN>{}, Int<kB>{}) for the layouts the vector path takes: its
 // answer, how many pixels from the start of the run it did; 0 for the others.
 template <typename Fn>
 std::size_t forVectorLayout(std::size_t planes, std::int32_t bytesPerSample, Fn &&fn) {
-  if (!haveSsse3()) return 0;
+  if (widestPath() == Path::kPlain) return 0;
   switch (planes * 10 + static_cast<std::size_t>(bytesPerSample)) {
     case 21:
       return fn(Int<2>{}, Int<1>{});
@@ -209,15 +328,25 @@ std::size_t forVectorLayout(std::size_t planes, std::int32_t bytesPerSample, Fn 
 std::size_t interleaveVector(std::span<const std::uint8_t *const> planes,
                              std::int32_t bytesPerSample, std::size_t pixels, std::uint8_t *out) {
   return forVectorLayout(planes.size(), bytesPerSample, [&](auto n, auto bytes) {
-    return interleaveBlocks<decltype(n)::value, decltype(bytes)::value>(planes.data(), pixels, out);
+    constexpr int kN = decltype(n)::value, kB = decltype(bytes)::value;
+    std::size_t done = 0;
+    if (widestPath() == Path::kPermute64) done = interleaveWide<kN, kB>(planes.data(), pixels, out);
+    std::array<const std::uint8_t *, kN> rest{};
+    for (int p = 0; p < kN; ++p) rest[p] = planes[p] + done * kB;
+    return done + interleaveBlocks<kN, kB>(rest.data(), pixels - done, out + done * kN * kB);
   });
 }
 
 std::size_t deinterleaveVector(const std::uint8_t *in, std::int32_t bytesPerSample,
                                std::size_t pixels, std::span<std::uint8_t *const> planes) {
   return forVectorLayout(planes.size(), bytesPerSample, [&](auto n, auto bytes) {
-    return deinterleaveBlocks<decltype(n)::value, decltype(bytes)::value>(in, pixels,
-                                                                          planes.data());
+    constexpr int kN = decltype(n)::value, kB = decltype(bytes)::value;
+    std::size_t done = 0;
+    if (widestPath() == Path::kPermute64)
+      done = deinterleaveWide<kN, kB>(in, pixels, planes.data());
+    std::array<std::uint8_t *, kN> rest{};
+    for (int p = 0; p < kN; ++p) rest[p] = planes[p] + done * kB;
+    return done + deinterleaveBlocks<kN, kB>(in + done * kN * kB, pixels - done, rest.data());
   });
 }
 
