@@ -17,6 +17,7 @@
 #include "lens_profiles/profile_messages.h"
 #include "photo_settings.h"
 #include "plugin_locator.h"
+#include "processor_limit.h"
 #include "progress_bar.h"
 #include "settings_file.h"
 #include "side_by_side.h"
@@ -260,8 +261,9 @@ ExitCode runCorrect(const CommandLine &cl) {
     // A lone picture whose pixels nothing but the filter reads is decoded
     // while the filter already corrects its top rows. A batch keeps whole
     // reads: its jobs already overlap one file's reading with another's
-    // filtering.
-    const bool overlap = n == 1 && !cl.autoProfile && !cl.vignetting && !cl.settings.margins.any();
+    // filtering. On one processor there is nothing to overlap.
+    const bool overlap = n == 1 && !cl.autoProfile && !cl.vignetting &&
+                         !cl.settings.margins.any() && usableProcessors() >= 2;
     std::unique_ptr<BackgroundRead> reading;
     Image whole;
     if (overlap) {
