@@ -11,13 +11,20 @@ BackgroundRead::BackgroundRead(const std::filesystem::path &path, const ReadLimi
                                std::function<bool()> stopAsked,
                                std::function<std::exception_ptr()> stopped)
     : stopAsked_(std::move(stopAsked)), stopped_(std::move(stopped)) {
-  if (sniffFormat(path) != FileFormat::kJpeg) {
-    whole_ = std::make_unique<Image>(readImage(path, limits));
-    image_ = whole_.get();
-    return;
+  switch (sniffFormat(path)) {
+    case FileFormat::kJpeg:
+      jpeg_ = std::make_unique<JpegReader>(path, limits);
+      image_ = &jpeg_->image();
+      break;
+    case FileFormat::kTiff:
+      tiff_ = std::make_unique<TiffReader>(path, limits);
+      image_ = &tiff_->image();
+      break;
+    case FileFormat::kPng:
+      whole_ = std::make_unique<Image>(readImage(path, limits));
+      image_ = whole_.get();
+      return;
   }
-  jpeg_ = std::make_unique<JpegReader>(path, limits);
-  image_ = &jpeg_->image();
   // Every row exists before the host sees the planes: their sizes never
   // change while it reads them. Their memory is still untouched.
   growRows(*image_, image_->doc.height);
@@ -34,10 +41,11 @@ BackgroundRead::~BackgroundRead() {
 
 void BackgroundRead::decode() {
   try {
-    const bool all = jpeg_->readRows([this](std::int32_t rows) {
+    const RowProgress progress = [this](std::int32_t rows) {
       arriving_->arrived(rows);
       return !abandon_ && !(stopAsked_ && stopAsked_());
-    });
+    };
+    const bool all = jpeg_ ? jpeg_->readRows(progress) : tiff_->readRows(progress);
     if (!all && !abandon_) failure_ = stopped_ ? stopped_() : nullptr;
   } catch (...) {
     failure_ = std::current_exception();

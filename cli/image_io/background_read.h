@@ -1,9 +1,9 @@
 // A picture read while it is already being corrected. The header is read at
-// once; a JPEG's rows are then decoded top to bottom on a thread of their
-// own, and the document counts them (hostemu::Document::arriving), so that
-// the host serves the filter's first tiles while the bottom of the picture
-// is still being decoded. Other formats are read whole before the
-// constructor returns: their readers already decode on every processor.
+// once; the rows of a JPEG or a TIFF are then decoded top to bottom on a
+// thread of their own (a TIFF's strips on every processor, as always), and
+// the document counts them (hostemu::Document::arriving), so that the host
+// serves the filter's first tiles while the bottom of the picture is still
+// being read. A PNG is read whole before the constructor returns.
 #pragma once
 
 #include <atomic>
@@ -19,6 +19,7 @@
 namespace ortavel::cli {
 
 class JpegReader;
+class TiffReader;
 
 class BackgroundRead {
  public:
@@ -43,8 +44,9 @@ class BackgroundRead {
  private:
   void decode();
 
-  std::unique_ptr<JpegReader> jpeg_;  // null: read whole at construction
-  std::unique_ptr<Image> whole_;      // the picture when read whole
+  std::unique_ptr<JpegReader> jpeg_;  // one of the two readers, or
+  std::unique_ptr<TiffReader> tiff_;
+  std::unique_ptr<Image> whole_;  // the picture, read whole at construction
   Image *image_ = nullptr;
   std::shared_ptr<hostemu::ArrivingRows> arriving_;
   std::function<bool()> stopAsked_;

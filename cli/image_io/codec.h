@@ -28,13 +28,17 @@ Image readJpeg(const std::filesystem::path &path, const ReadLimits &limits = {})
 Image readPng(const std::filesystem::path &path, const ReadLimits &limits = {});
 Image readTiff(const std::filesystem::path &path, const ReadLimits &limits = {});
 
+// Told how many rows of a picture, from the top, are read so far; answers
+// false to stop the reading there. Readers tell it every kRowsPerReport rows
+// or so (a row alone is too little work to announce) and at the last row.
+using RowProgress = std::function<bool(std::int32_t rows)>;
+inline constexpr std::int32_t kRowsPerReport = 16;
+
 // A JPEG file read in two steps: the constructor reads the header and sizes
 // the planes (address space, not memory); readRows() then decodes the rows
 // top to bottom. Both throw CliError (bad input) as readJpeg does.
 class JpegReader {
  public:
-  static constexpr std::int32_t kRowsPerReport = 16;
-
   JpegReader(const std::filesystem::path &path, const ReadLimits &limits);
   ~JpegReader();
   JpegReader(const JpegReader &) = delete;
@@ -42,11 +46,30 @@ class JpegReader {
 
   // The picture: its size, colour and metadata from the header; rows as read.
   Image &image();
-  // Decodes every row into the planes. `progress`, when given, hears the
-  // number of rows written so far every kRowsPerReport rows and at the last
-  // row; when it answers false, reading stops there and readRows returns
-  // false, the rows below unwritten.
-  bool readRows(const std::function<bool(std::int32_t rows)> &progress);
+  // Decodes every row into the planes, telling `progress` (when given) how
+  // far it is; when it answers false, reading stops there and readRows
+  // returns false, the rows below unwritten.
+  bool readRows(const RowProgress &progress);
+
+ private:
+  struct State;
+  std::unique_ptr<State> s_;
+};
+
+// A TIFF file read in the same two steps. The constructor also reads the
+// metadata (profile, resolution, camera tags), so that nothing of the
+// picture but its rows changes while readRows() runs. Rows are told as the
+// strips from the top are done, or all at once at the end for tiled files
+// and separate planes. Both throw CliError (bad input) as readTiff does.
+class TiffReader {
+ public:
+  TiffReader(const std::filesystem::path &path, const ReadLimits &limits);
+  ~TiffReader();
+  TiffReader(const TiffReader &) = delete;
+  TiffReader &operator=(const TiffReader &) = delete;
+
+  Image &image();
+  bool readRows(const RowProgress &progress);
 
  private:
   struct State;

@@ -206,7 +206,7 @@ Image &JpegReader::image() {
   return s_->img;
 }
 
-bool JpegReader::readRows(const std::function<bool(std::int32_t rows)> &progress) {
+bool JpegReader::readRows(const RowProgress &progress) {
   State &s = *s_;
   jpeg_decompress_struct &cinfo = s.d.cinfo;
   const std::int32_t height = s.img.doc.height;

@@ -157,7 +157,8 @@ std::string tiffString(TIFF *t, ttag_t tag) {
 }
 
 // Camera make, model, orientation and focal length, as an EXIF block the plug-in can read.
-void exifFromTiff(TIFF *t, Image &img) {
+// True when it read the EXIF directory, which leaves the handle there.
+bool exifFromTiff(TIFF *t, Image &img) {
   CameraTags tags;
   const std::string make = tiffString(t, TIFFTAG_MAKE);
   const std::string model = tiffString(t, TIFFTAG_MODEL);
@@ -167,8 +168,10 @@ void exifFromTiff(TIFF *t, Image &img) {
   if (TIFFGetField(t, TIFFTAG_ORIENTATION, &orientation) && orientation >= 1 && orientation <= 8)
     tags.orientation = orientation;
   toff_t exifOffset = 0;
+  bool moved = false;
   if (TIFFGetField(t, TIFFTAG_EXIFIFD, &exifOffset) && exifOffset != 0 &&
       TIFFReadEXIFDirectory(t, exifOffset)) {
+    moved = true;
     const TIFFField *field = TIFFFieldWithTag(t, EXIFTAG_FOCALLENGTH);
     if (field && TIFFFieldSetGetSize(field) == 8) {
       double v = 0.0;
@@ -180,6 +183,7 @@ void exifFromTiff(TIFF *t, Image &img) {
   }
   if (tags.make || tags.model || tags.focalLengthMm || tags.orientation)
     img.doc.exif = buildExifBlock(tags);
+  return moved;
 }
 
 // libtiff keeps EXIF rationals as float or double depending on its version.
@@ -246,8 +250,8 @@ StripPlan stripPlan(TIFF *tif, std::uint32_t width, std::uint32_t height, int sp
 // nothing read, when the file's strips are not laid out as expected (the
 // row-by-row reader then reports what is wrong).
 bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const StripPlan &plan,
-                          const ReadLimits &limits, int threads, Image &img,
-                          Diagnostics &firstDiag) {
+                          const ReadLimits &limits, int threads, Image &img, Diagnostics &firstDiag,
+                          const RowProgress &progress, bool &stopped) {
   if (threads < 2) return false;
   const std::uint32_t planes = plan.separate ? static_cast<std::uint32_t>(plan.spp) : 1u;
   const std::uint64_t strips = std::uint64_t{plan.stripsPerPlane} * planes;
@@ -266,6 +270,22 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
   std::mutex errorLock;
   std::exception_ptr thrown;
   std::string why;
+  // Rows are told in order: the strips done so far from the top, without a
+  // gap. Separate planes have no such rows before the last plane's strips.
+  std::mutex doneLock;
+  std::vector<char> done(plan.separate ? 0 : strips, 0);
+  std::uint64_t prefix = 0;
+  auto finished = [&](std::uint64_t s) {
+    if (!progress || plan.separate) return;
+    const std::lock_guard<std::mutex> hold(doneLock);
+    done[s] = 1;
+    const std::uint64_t before = prefix;
+    while (prefix < strips && done[prefix]) ++prefix;
+    if (prefix == before) return;
+    const auto rows = static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(prefix * plan.rowsPerStrip, plan.height));
+    if (!progress(rows)) failed = stopped = true;
+  };
   auto work = [&](std::uint32_t w) {
     Diagnostics own;
     Diagnostics &diag = w == 0 ? firstDiag : own;
@@ -303,6 +323,7 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
                           src + (plan.separate ? 0 : p * bytesPerSample));
           }
         }
+        finished(s);
       }
     } catch (...) {
       const std::lock_guard<std::mutex> hold(errorLock);
@@ -322,6 +343,7 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
   work(0);
   for (auto &t : pool) t.join();
   if (thrown) std::rethrow_exception(thrown);
+  if (stopped) return true;
   if (failed) {
     Diagnostics d;
     d.firstError = why;
@@ -332,10 +354,26 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
 
 }  // namespace
 
-Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
+struct TiffReader::State {
+  std::filesystem::path path;
+  ReadLimits limits;
   Diagnostics diag;
+  Tiff t;
+  Image img;
+  std::uint32_t width = 0, height = 0;
+  int spp = 1, bits = 8, colour = 0, stride = 1, bytesPerSample = 1;
+  bool invert = false, separate = false, parallelStrips = false;
+};
+
+TiffReader::TiffReader(const std::filesystem::path &path, const ReadLimits &limits)
+    : s_(std::make_unique<State>()) {
+  State &st = *s_;
+  st.path = path;
+  st.limits = limits;
+  Diagnostics &diag = st.diag;
   std::uint64_t fileBytes = 0;
-  Tiff t = openForReading(path, diag, limits, fileBytes);
+  st.t = openForReading(path, diag, limits, fileBytes);
+  Tiff &t = st.t;
   if (!t) {
     throw inputError(path.string() + ": not a readable TIFF image" +
                      (diag.firstError.empty() ? std::string() : " (" + diag.firstError + ")"));
@@ -354,6 +392,26 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
   if (!TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &photometric)) {
     photometric = spp >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
   }
+  Image &img = st.img;
+  // The metadata first, so that only rows change while they are read: the
+  // camera tags' directory is left again for the image's before anything
+  // else is set on the handle.
+  std::uint32_t iccLen = 0;
+  void *icc = nullptr;
+  if (TIFFGetField(tif, TIFFTAG_ICCPROFILE, &iccLen, &icc) && icc && iccLen > 0) {
+    const auto *b = static_cast<const std::uint8_t *>(icc);
+    img.doc.icc.assign(b, b + iccLen);
+  }
+  float xr = 0.0f, yr = 0.0f;
+  std::uint16_t unit = RESUNIT_INCH;
+  TIFFGetFieldDefaulted(tif, TIFFTAG_RESOLUTIONUNIT, &unit);
+  if (TIFFGetField(tif, TIFFTAG_XRESOLUTION, &xr) && TIFFGetField(tif, TIFFTAG_YRESOLUTION, &yr) &&
+      xr > 0.0f && yr > 0.0f && unit != RESUNIT_NONE) {
+    const double perInch = unit == RESUNIT_CENTIMETER ? 2.54 : 1.0;
+    img.xDpi = xr * perInch;
+    img.yDpi = yr * perInch;
+  }
+  if (exifFromTiff(tif, img) && !TIFFSetDirectory(tif, 0)) corrupt(path, diag);
   const std::string name = path.string();
   if (format == SAMPLEFORMAT_IEEEFP) {
     throw inputError(name + ": " + std::to_string(bits) +
@@ -366,7 +424,6 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
   }
   if (width == 0 || height == 0 || width > 0x7fffffffu || height > 0x7fffffffu) corrupt(path, diag);
 
-  Image img;
   img.format = FileFormat::kTiff;
   img.fileBits = bits;
   int colour = 0;
@@ -422,15 +479,42 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
   const bool separate = planar == PLANARCONFIG_SEPARATE && spp > 1;
   const int stride = separate ? 1 : spp;
   const int bytesPerSample = bits / 8;
-
-  const bool parallelStrips =
+  st.width = width;
+  st.height = height;
+  st.spp = spp;
+  st.bits = bits;
+  st.colour = colour;
+  st.invert = invert;
+  st.separate = separate;
+  st.stride = stride;
+  st.bytesPerSample = bytesPerSample;
+  st.parallelStrips =
       decodesStripsAlone(compression) && photometric != PHOTOMETRIC_YCBCR && GetNumProcessors() > 1;
+}
+
+TiffReader::~TiffReader() = default;
+
+Image &TiffReader::image() {
+  return s_->img;
+}
+
+bool TiffReader::readRows(const RowProgress &progress) {
+  State &st = *s_;
+  const std::filesystem::path &path = st.path;
+  Diagnostics &diag = st.diag;
+  TIFF *tif = st.t.get();
+  Image &img = st.img;
+  const std::uint32_t width = st.width, height = st.height;
+  const int spp = st.spp, bits = st.bits, colour = st.colour;
+  const bool invert = st.invert, separate = st.separate;
+  const int stride = st.stride, bytesPerSample = st.bytesPerSample;
+  bool stopped = false;
   if (TIFFIsTiled(tif)) {
     std::uint32_t tw = 0, th = 0;
     TIFFGetField(tif, TIFFTAG_TILEWIDTH, &tw);
     TIFFGetField(tif, TIFFTAG_TILELENGTH, &th);
     if (tw == 0 || th == 0) corrupt(path, diag);
-    checkClaimedSize(path, tw, th, spp, static_cast<std::uint64_t>(bits / 8), limits);
+    checkClaimedSize(path, tw, th, spp, static_cast<std::uint64_t>(bits / 8), st.limits);
     std::vector<std::uint8_t> tile(static_cast<std::size_t>(TIFFTileSize(tif)));
     const std::size_t tileRow = static_cast<std::size_t>(TIFFTileRowSize(tif));
     for (int s = 0; s < (separate ? spp : 1); ++s) {
@@ -453,7 +537,8 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
     }
   } else if (!readStripsInParallel(
                  path, tif, stripPlan(tif, width, height, spp, bits, colour, separate, invert),
-                 limits, parallelStrips ? GetNumProcessors() : 1, img, diag)) {
+                 st.limits, st.parallelStrips ? GetNumProcessors() : 1, img, diag, progress,
+                 stopped)) {
     std::vector<std::uint8_t> row(static_cast<std::size_t>(TIFFScanlineSize(tif)));
     for (int s = 0; s < (separate ? spp : 1); ++s) {
       for (std::uint32_t y = 0; y < height; ++y) {
@@ -464,27 +549,20 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
           unpackSamples(img, p, 0, static_cast<int>(y), static_cast<int>(width), bits, stride,
                         invert && p < colour, row.data() + (separate ? 0 : p * bytesPerSample));
         }
+        const auto rows = static_cast<std::int32_t>(y + 1);
+        if (progress && !separate && rows % kRowsPerReport == 0 && !progress(rows)) return false;
       }
     }
   }
+  if (stopped) return false;
+  if (progress) progress(static_cast<std::int32_t>(height));
+  return true;
+}
 
-  std::uint32_t iccLen = 0;
-  void *icc = nullptr;
-  if (TIFFGetField(tif, TIFFTAG_ICCPROFILE, &iccLen, &icc) && icc && iccLen > 0) {
-    const auto *b = static_cast<const std::uint8_t *>(icc);
-    img.doc.icc.assign(b, b + iccLen);
-  }
-  float xr = 0.0f, yr = 0.0f;
-  std::uint16_t unit = RESUNIT_INCH;
-  TIFFGetFieldDefaulted(tif, TIFFTAG_RESOLUTIONUNIT, &unit);
-  if (TIFFGetField(tif, TIFFTAG_XRESOLUTION, &xr) && TIFFGetField(tif, TIFFTAG_YRESOLUTION, &yr) &&
-      xr > 0.0f && yr > 0.0f && unit != RESUNIT_NONE) {
-    const double perInch = unit == RESUNIT_CENTIMETER ? 2.54 : 1.0;
-    img.xDpi = xr * perInch;
-    img.yDpi = yr * perInch;
-  }
-  exifFromTiff(tif, img);
-  return img;
+Image readTiff(const std::filesystem::path &path, const ReadLimits &limits) {
+  TiffReader reader(path, limits);
+  reader.readRows({});
+  return std::move(reader.image());
 }
 
 ImageShape peekTiff(const std::filesystem::path &path) {

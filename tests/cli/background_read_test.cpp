@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include "exit_codes.h"
@@ -59,11 +61,29 @@ std::string failureOf(BackgroundRead &reading) {
   return "finished";
 }
 
+// 16-bit samples from the 8-bit pattern, the low byte busy too.
+Image busy16(int w, int h) {
+  Image img = busy(w, h);
+  Image deep;
+  deep.colour = ColourModel::kRgb;
+  allocatePlanes(deep, w, h, 16, 3);
+  for (std::size_t p = 0; p < 3; ++p)
+    for (std::size_t i = 0; i < static_cast<std::size_t>(w) * h; ++i) {
+      const auto v = static_cast<std::uint16_t>(img.doc.planes[p].samples[i] * 128 + i % 97);
+      std::memcpy(&deep.doc.planes[p].samples[i * 2], &v, 2);
+    }
+  return deep;
+}
+
 TEST(BackgroundRead, GivesWhatAWholeReadGivesAndCountsTheRows) {
   TempDir dir;
   writeImage(busy(300, 203), FileFormat::kJpeg, dir / "a.jpg", {});
   writeImage(busy(30, 20), FileFormat::kPng, dir / "a.png", {});
-  for (const char *name : {"a.jpg", "a.png"}) {
+  writeImage(busy(301, 207), FileFormat::kTiff, dir / "a.tif", {});
+  WriteOptions plain;
+  plain.tiffCompression = TiffCompression::kNone;
+  writeImage(busy16(500, 331), FileFormat::kTiff, dir / "b.tif", plain);
+  for (const char *name : {"a.jpg", "a.png", "a.tif", "b.tif"}) {
     SCOPED_TRACE(name);
     const Image whole = readImage(dir / name);
     BackgroundRead reading(dir / name, {}, {}, stopError);
@@ -71,8 +91,9 @@ TEST(BackgroundRead, GivesWhatAWholeReadGivesAndCountsTheRows) {
     EXPECT_EQ(img.doc.width, whole.doc.width);
     EXPECT_EQ(img.doc.height, whole.doc.height);
     EXPECT_EQ(img.jpegSampling, whole.jpegSampling);
-    // A JPEG's rows are counted as they come; other files arrive whole.
-    EXPECT_EQ(img.doc.arriving != nullptr, std::string(name) == "a.jpg");
+    // Rows of a JPEG or a TIFF are counted as they come; a PNG arrives whole.
+    EXPECT_EQ(img.doc.arriving != nullptr, std::string(name) != "a.png");
+    EXPECT_EQ(img.doc.depth, whole.doc.depth);
     EXPECT_TRUE(hostemu::awaitRows(img.doc, img.doc.height));
     reading.finish();
     EXPECT_EQ(img.doc.arriving, nullptr);
@@ -82,22 +103,45 @@ TEST(BackgroundRead, GivesWhatAWholeReadGivesAndCountsTheRows) {
   }
 }
 
+// A JPEG cut in half, and a Deflate TIFF whose strips in the middle are
+// overwritten with junk, its directory kept: the headers read, the rows do
+// not. Which of the TIFF's strips is found bad first may differ between two
+// reads on two threads, so only its message's start is compared.
 TEST(BackgroundRead, AFileThatBreaksOffFailsAtFinishWithTheReadersMessage) {
   TempDir dir;
   writeImage(busy(400, 300), FileFormat::kJpeg, dir / "a.jpg", {});
   fs::resize_file(dir / "a.jpg", fs::file_size(dir / "a.jpg") / 2);
-  const fs::path cut = dir / "a.jpg";
-  std::string whole;
-  try {
-    (void)readImage(cut);
-  } catch (const CliError &e) {
-    whole = e.what();
+  writeImage(busy(400, 300), FileFormat::kTiff, dir / "a.tif", {});
+  {
+    std::fstream f(dir / "a.tif", std::ios::binary | std::ios::in | std::ios::out);
+    std::uint32_t ifd = 0;
+    f.seekg(4);
+    f.read(reinterpret_cast<char *>(&ifd), 4);
+    const auto size = static_cast<std::uint32_t>(fs::file_size(dir / "a.tif"));
+    ASSERT_GT(ifd, size / 2) << "the directory is expected after the strips";
+    const std::string junk(size / 4, '\x5a');
+    f.seekp(size / 4);
+    f.write(junk.data(), static_cast<std::streamsize>(junk.size()));
   }
-  ASSERT_NE(whole.find("not a readable JPEG"), std::string::npos) << whole;
-  BackgroundRead reading(cut, {}, {}, stopError);
-  // The host's wait for the last rows ends, with false, rather than hanging.
-  EXPECT_FALSE(hostemu::awaitRows(reading.image().doc, reading.image().doc.height));
-  EXPECT_EQ(failureOf(reading), whole);
+  for (const char *name : {"a.jpg", "a.tif"}) {
+    SCOPED_TRACE(name);
+    const fs::path cut = dir / name;
+    std::string whole;
+    try {
+      (void)readImage(cut);
+    } catch (const CliError &e) {
+      whole = e.what();
+    }
+    const std::string says = std::string(name) == "a.jpg"
+                                 ? cut.string() + ": not a readable JPEG image ("
+                                 : cut.string() + ": truncated or corrupt TIFF image";
+    ASSERT_EQ(whole.rfind(says, 0), 0u) << whole;
+    BackgroundRead reading(cut, {}, {}, stopError);
+    // The host's wait for the last rows ends, with false, rather than hanging.
+    EXPECT_FALSE(hostemu::awaitRows(reading.image().doc, reading.image().doc.height));
+    const std::string failed = failureOf(reading);
+    EXPECT_EQ(failed.rfind(says, 0), 0u) << failed;
+  }
 }
 
 TEST(BackgroundRead, AStopBetweenRowsEndsItWithTheCallersError) {
@@ -107,7 +151,7 @@ TEST(BackgroundRead, AStopBetweenRowsEndsItWithTheCallersError) {
   BackgroundRead reading(
       dir / "a.jpg", {}, [&] { return ++polls > 3; }, stopError);
   EXPECT_FALSE(hostemu::awaitRows(reading.image().doc, reading.image().doc.height));
-  EXPECT_TRUE(hostemu::awaitRows(reading.image().doc, 3 * JpegReader::kRowsPerReport));
+  EXPECT_TRUE(hostemu::awaitRows(reading.image().doc, 3 * kRowsPerReport));
   EXPECT_EQ(failureOf(reading), "stopped here");
 }
 
