@@ -117,7 +117,7 @@ void setSampling(jpeg_compress_struct &c, int sampling) {
 struct JpegReader::State {
   std::filesystem::path path;
   CFile file;
-  Decompressor d;
+  std::unique_ptr<Decompressor> decompressor = std::make_unique<Decompressor>();
   Image img;
   bool invert = false;
   int planes = 0;
@@ -132,7 +132,7 @@ JpegReader::JpegReader(const std::filesystem::path &path, const ReadLimits &limi
   Image &img = s.img;
   img.format = FileFormat::kJpeg;
   img.fileBits = 8;
-  jpeg_decompress_struct &cinfo = s.d.cinfo;
+  jpeg_decompress_struct &cinfo = s.decompressor->cinfo;
   try {
     jpeg_stdio_src(&cinfo, s.file.get());
     // libjpeg's own buffers (a progressive picture's coefficients) stay
@@ -208,7 +208,7 @@ Image &JpegReader::image() {
 
 bool JpegReader::readRows(const RowProgress &progress) {
   State &s = *s_;
-  jpeg_decompress_struct &cinfo = s.d.cinfo;
+  jpeg_decompress_struct &cinfo = s.decompressor->cinfo;
   const std::int32_t height = s.img.doc.height;
   try {
     std::vector<JSAMPLE> row(static_cast<std::size_t>(cinfo.output_width) * s.planes);
@@ -226,6 +226,10 @@ bool JpegReader::readRows(const RowProgress &progress) {
   } catch (const JpegFault &e) {
     throw inputError(s.path.string() + ": not a readable JPEG image (" + e.text + ")");
   }
+  // The picture may be corrected for a while yet: the file and the
+  // decompressor's buffers go now.
+  s.decompressor.reset();
+  s.file = CFile();
   return true;
 }
 

@@ -88,7 +88,10 @@ Tiff openForReading(const std::filesystem::path &path, Diagnostics &diag, const 
   const int fd = ::dup(::fileno(f.get()));
   if (fd < 0) throw inputError(path.string() + ": cannot open: " + std::strerror(errno));
   const auto opts = options(diag, limits.maxBytes);
-  Tiff t(TIFFFdOpenExt(fd, path.c_str(), "r", opts.get()));
+  // "m": no memory map of the file. Strips are read into libtiff's buffer
+  // instead, so a picture being corrected while its file is read does not
+  // also hold the whole file mapped.
+  Tiff t(TIFFFdOpenExt(fd, path.c_str(), "rm", opts.get()));
   if (!t) ::close(fd);
   return t;
 }
@@ -555,6 +558,9 @@ bool TiffReader::readRows(const RowProgress &progress) {
     }
   }
   if (stopped) return false;
+  // The picture may be corrected for a while yet: the file (libtiff maps an
+  // uncompressed one whole) goes before the last rows are told.
+  st.t = Tiff();
   if (progress) progress(static_cast<std::int32_t>(height));
   return true;
 }
