@@ -227,28 +227,41 @@ constexpr std::array<WideMask, kN * kN> wideDeinterleaveMasks() {
 
 #define HOSTEMU_VBMI __attribute__((target("avx512f,avx512bw,avx512vbmi")))
 
+// The index and mask registers of a table: out[j] takes from every in[i]
+// the bytes mask j * kN + i names.
+template <int kN>
+struct WidePermutes {
+  __m512i index[kN * kN];
+  __mmask64 take[kN * kN];
+
+  HOSTEMU_VBMI explicit WidePermutes(const std::array<WideMask, kN * kN> &masks) {
+    for (int i = 0; i < kN * kN; ++i) {
+      index[i] = _mm512_loadu_si512(masks[i].index.data());
+      take[i] = masks[i].take;
+    }
+  }
+  HOSTEMU_VBMI void apply(const __m512i *in, __m512i *out) const {
+    for (int j = 0; j < kN; ++j) {
+      __m512i o = _mm512_maskz_permutexvar_epi8(take[j * kN], index[j * kN], in[0]);
+      for (int i = 1; i < kN; ++i)
+        o = _mm512_mask_permutexvar_epi8(o, take[j * kN + i], index[j * kN + i], in[i]);
+      out[j] = o;
+    }
+  }
+};
+
 template <int kN, int kB>
 HOSTEMU_VBMI std::size_t interleaveWide(const std::uint8_t *const *planes, std::size_t pixels,
                                         std::uint8_t *out) {
   static constexpr std::array<WideMask, kN *kN> kMasks = wideInterleaveMasks<kN, kB>();
+  const WidePermutes<kN> permutes(kMasks);
   constexpr std::size_t kPixels = 64 / kB;
-  __m512i index[kN * kN];
-  __mmask64 take[kN * kN];
-  for (int i = 0; i < kN * kN; ++i) {
-    index[i] = _mm512_loadu_si512(kMasks[i].index.data());
-    take[i] = kMasks[i].take;
-  }
   std::size_t done = 0;
   for (; done + kPixels <= pixels; done += kPixels) {
-    __m512i v[kN];
+    __m512i v[kN], o[kN];
     for (int p = 0; p < kN; ++p) v[p] = _mm512_loadu_si512(planes[p] + done * kB);
-    std::uint8_t *d = out + done * kN * kB;
-    for (int c = 0; c < kN; ++c) {
-      __m512i o = _mm512_maskz_permutexvar_epi8(take[c * kN], index[c * kN], v[0]);
-      for (int p = 1; p < kN; ++p)
-        o = _mm512_mask_permutexvar_epi8(o, take[c * kN + p], index[c * kN + p], v[p]);
-      _mm512_storeu_si512(d + 64 * c, o);
-    }
+    permutes.apply(v, o);
+    for (int c = 0; c < kN; ++c) _mm512_storeu_si512(out + done * kN * kB + 64 * c, o[c]);
   }
   return done;
 }
@@ -257,24 +270,14 @@ template <int kN, int kB>
 HOSTEMU_VBMI std::size_t deinterleaveWide(const std::uint8_t *in, std::size_t pixels,
                                           std::uint8_t *const *planes) {
   static constexpr std::array<WideMask, kN *kN> kMasks = wideDeinterleaveMasks<kN, kB>();
+  const WidePermutes<kN> permutes(kMasks);
   constexpr std::size_t kPixels = 64 / kB;
-  __m512i index[kN * kN];
-  __mmask64 take[kN * kN];
-  for (int i = 0; i < kN * kN; ++i) {
-    index[i] = _mm512_loadu_si512(kMasks[i].index.data());
-    take[i] = kMasks[i].take;
-  }
   std::size_t done = 0;
   for (; done + kPixels <= pixels; done += kPixels) {
-    const std::uint8_t *s = in + done * kN * kB;
-    __m512i v[kN];
-    for (int c = 0; c < kN; ++c) v[c] = _mm512_loadu_si512(s + 64 * c);
-    for (int p = 0; p < kN; ++p) {
-      __m512i o = _mm512_maskz_permutexvar_epi8(take[p * kN], index[p * kN], v[0]);
-      for (int c = 1; c < kN; ++c)
-        o = _mm512_mask_permutexvar_epi8(o, take[p * kN + c], index[p * kN + c], v[c]);
-      _mm512_storeu_si512(planes[p] + done * kB, o);
-    }
+    __m512i v[kN], o[kN];
+    for (int c = 0; c < kN; ++c) v[c] = _mm512_loadu_si512(in + done * kN * kB + 64 * c);
+    permutes.apply(v, o);
+    for (int p = 0; p < kN; ++p) _mm512_storeu_si512(planes[p] + done * kB, o[p]);
   }
   return done;
 }

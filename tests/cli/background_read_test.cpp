@@ -15,24 +15,14 @@
 #include "exit_codes.h"
 #include "image_io/background_read.h"
 #include "image_io/image_io.h"
+#include "temp_dir.h"
 
 namespace fs = std::filesystem;
 using namespace ortavel::cli;
 
 namespace {
 
-class TempDir {
- public:
-  TempDir() {
-    std::string t = (fs::temp_directory_path() / "ortavel-bg-XXXXXX").string();
-    path_ = ::mkdtemp(t.data());
-  }
-  ~TempDir() { fs::remove_all(path_); }
-  fs::path operator/(const std::string &n) const { return path_ / n; }
-
- private:
-  fs::path path_;
-};
+using clitest::TempDir;
 
 // A picture with detail in every row and plane, so that a row read twice or
 // not at all shows.

@@ -16,24 +16,14 @@
 #include "image_io/exif_block.h"
 #include "image_io/image_io.h"
 #include "image_io/sample_scale.h"
+#include "temp_dir.h"
 
 namespace fs = std::filesystem;
 using namespace ortavel::cli;
 
 namespace {
 
-class TempDir {
- public:
-  TempDir() {
-    std::string t = (fs::temp_directory_path() / "ortavel-io-XXXXXX").string();
-    path_ = ::mkdtemp(t.data());
-  }
-  ~TempDir() { fs::remove_all(path_); }
-  fs::path operator/(const std::string &n) const { return path_ / n; }
-
- private:
-  fs::path path_;
-};
+using clitest::TempDir;
 
 // 8-bit planes rising smoothly along each row, which JPEG keeps well.
 Image ramp(ColourModel colour, int alpha = 0, int w = 64, int h = 48) {
