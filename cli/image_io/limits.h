@@ -1,9 +1,10 @@
 // Bounds on what a file may make the readers allocate. A header is a promise
 // a few bytes can make: a picture's size is checked against a pixel limit,
 // against the memory the machine has, and against what the file's own size
-// can hold before anything of that size is allocated; the planes then grow
-// as rows are actually decoded, so a file that breaks its promise fails
-// having cost only what it delivered.
+// can hold before anything of that size is allocated; the planes then take
+// memory only as rows are actually decoded (growRows leaves new bytes
+// untouched), so a file that breaks its promise fails having cost only what
+// it delivered.
 #pragma once
 
 #include <cstdint>

@@ -122,6 +122,11 @@ try {
   await withEditor(bare, async (page) => {
     await page.waitForSelector('#camera-row:not([hidden])');
     await page.fill('#camera-search', 'nikon d70');
+    // The list may still be filling when the search is typed (on a loaded
+    // machine it was read empty): wait for it, then check what it holds.
+    await page.waitForFunction(() =>
+      [...document.querySelectorAll('#camera-list option')].some((o) => o.value === 'Nikon D70'),
+    null, { timeout: 30_000 }).catch(() => {});
     const cameras = await page.$$eval('#camera-list option', (os) => os.map((o) => o.value));
     check(cameras.includes('Nikon D70'), `the camera list finds the Nikon D70 (${cameras.join('; ')})`);
     await page.selectOption('#camera-list', 'Nikon D70');
