@@ -80,6 +80,8 @@ std::string rectText(const VRect &r) {
 }
 
 namespace {
+// Past this many written blocks a hollow working copy is filled in: looking
+// through them would cost more than the copy it saves.
 constexpr std::size_t kMostWrittenBlocks = 1024;
 // Output tiles of at least this many bytes are written back by two threads.
 constexpr std::size_t kSplitWriteBytes = std::size_t{256} << 10;
@@ -128,8 +130,6 @@ void Host::Impl::writeBack() {
   }
   if (hollow) {
     written.push_back(WrittenBlock{out.rect, out.lo, out.hi});
-    // Past this many blocks, looking through them would cost more than the
-    // copy it saves.
     if (written.size() > kMostWrittenBlocks) wholeWorking();
   }
   note(LogKind::Tile, {{"op", "write-back"},
@@ -176,6 +176,12 @@ OSErr prepareGrant(const Document &doc, const VRect &rect, std::int16_t lo, std:
 // Grants of at least this many bytes are filled by two threads.
 constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
 
+// The rows from the top a block reads: rows above or below the image read
+// row 0 or the last row at most (edge replication).
+std::int32_t rowsRead(const VRect &r, const Document &doc) {
+  return std::min(std::max(r.bottom, 1), doc.height);
+}
+
 // Copies the document's pixels under the grant into its interleaved buffer.
 // Pixels outside the image follow `padding`: edge replication, a fill value,
 // or none, where they read as 0. Row padding reads as 0 too. Every byte of
@@ -183,8 +189,7 @@ constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
 // for the rows the grant reads while the document is still being read;
 // false, with nothing filled, when its reader stopped short of them.
 bool fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant, SecondThread &copier) {
-  // Rows above or below the image read row 0 or the last row at most.
-  if (!awaitRows(doc, std::clamp(grant.rect.bottom, 1, doc.height))) return false;
+  if (!awaitRows(doc, rowsRead(grant.rect, doc))) return false;
   const std::int32_t bps = doc.bytesPerSample();
   const std::size_t nplanes =
       static_cast<std::size_t>(grant.hi) - static_cast<std::size_t>(grant.lo) + 1;
@@ -265,7 +270,7 @@ std::int16_t Host::Impl::handOut() {
   if (status == noErr && hollow && written.empty()) {
     // The most rows the fills below may wait for.
     std::int32_t rows = out.valid ? out.rect.bottom : 0;
-    if (in.valid) rows = std::max(rows, std::clamp(in.rect.bottom, 1, document.height));
+    if (in.valid) rows = std::max(rows, rowsRead(in.rect, document));
     touchWhileWaiting(host.working_, touched, document, rows);
   }
   if (status == noErr && in.valid && !fillGrant(document, padding, in, copier)) status = readErr;

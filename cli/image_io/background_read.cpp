@@ -1,5 +1,6 @@
 #include "image_io/background_read.h"
 
+#include <system_error>
 #include <utility>
 
 #include "image_io/codec.h"
@@ -30,7 +31,11 @@ BackgroundRead::BackgroundRead(const std::filesystem::path &path, const ReadLimi
   growRows(*image_, image_->doc.height);
   arriving_ = std::make_shared<hostemu::ArrivingRows>(image_->doc.height);
   image_->doc.arriving = arriving_;
-  thread_ = std::thread([this] { decode(); });
+  try {
+    thread_ = std::thread([this] { decode(); });
+  } catch (const std::system_error &) {
+    decode();  // no thread to be had: the rows are read here, before the filter
+  }
 }
 
 BackgroundRead::~BackgroundRead() {
