@@ -70,8 +70,7 @@ struct Picture {
 
 void allocate(Picture &p) {
   const size_t bytes = static_cast<size_t>(p.width) * p.height * 3;
-  p.rgb.reserve(bytes);
-  hostemu::adviseHugePages(p.rgb.data(), bytes);
+  hostemu::reserveAdvised(p.rgb, bytes);
   p.rgb.resize(bytes);
 }
 

@@ -90,42 +90,64 @@ void deinterleaveFrom(const std::uint8_t *in, std::int32_t bytesPerSample, std::
 
 #ifdef HOSTEMU_X86_VECTORS
 
-using Mask = std::array<std::int8_t, 16>;
+// A block is kW bytes of each of kN planes of kB-byte samples (kW / kB
+// pixels), and kN chunks of kW bytes interleaved. Entry [to * kN + from] of a
+// table says, for each byte k of output vector `to`, which byte of input
+// vector `from` lands there (index) and whether one does (bit k of take).
+// Interleaving reads planes and writes chunks; deinterleaving the reverse.
+template <int kW>
+struct ByteMask {
+  std::array<std::uint8_t, kW> index{};
+  std::uint64_t take = 0;
+};
 
-// A block is 16 bytes of each of kN planes of kB-byte samples, 16 / kB pixels,
-// and kN chunks of 16 bytes interleaved. Mask [chunk * kN + plane] picks, for
-// each byte of that chunk, the byte of that plane's block that lands there
-// (-128: none, the shuffle writes 0).
-template <int kN, int kB>
-constexpr std::array<Mask, kN * kN> interleaveMasks() {
-  std::array<Mask, kN * kN> masks{};
+template <int kN, int kB, int kW>
+constexpr std::array<ByteMask<kW>, kN * kN> interleaveMasks() {
+  std::array<ByteMask<kW>, kN * kN> masks{};
   for (int chunk = 0; chunk < kN; ++chunk) {
     for (int plane = 0; plane < kN; ++plane) {
-      for (int k = 0; k < 16; ++k) {
-        const int at = 16 * chunk + k;  // byte in the interleaved block
+      ByteMask<kW> &m = masks[chunk * kN + plane];
+      for (int k = 0; k < kW; ++k) {
+        const int at = kW * chunk + k;  // byte in the interleaved block
         const int pixel = at / (kN * kB);
         const int channel = at % (kN * kB) / kB;
-        masks[chunk * kN + plane][k] =
-            static_cast<std::int8_t>(channel == plane ? pixel * kB + at % kB : -128);
+        if (channel != plane) continue;
+        m.index[k] = static_cast<std::uint8_t>(pixel * kB + at % kB);
+        m.take |= std::uint64_t{1} << k;
       }
     }
   }
   return masks;
 }
 
-// Mask [plane * kN + chunk] picks, for each byte of that plane's block, the
-// byte of that interleaved chunk it comes from (-128: another chunk's).
-template <int kN, int kB>
-constexpr std::array<Mask, kN * kN> deinterleaveMasks() {
-  std::array<Mask, kN * kN> masks{};
+template <int kN, int kB, int kW>
+constexpr std::array<ByteMask<kW>, kN * kN> deinterleaveMasks() {
+  std::array<ByteMask<kW>, kN * kN> masks{};
   for (int plane = 0; plane < kN; ++plane) {
     for (int chunk = 0; chunk < kN; ++chunk) {
-      for (int k = 0; k < 16; ++k) {
-        const int at = (k / kB) * kN * kB + plane * kB + k % kB;
-        masks[plane * kN + chunk][k] = static_cast<std::int8_t>(at / 16 == chunk ? at % 16 : -128);
+      ByteMask<kW> &m = masks[plane * kN + chunk];
+      for (int k = 0; k < kW; ++k) {
+        const int at = (k / kB) * kN * kB + plane * kB + k % kB;  // byte in the interleaved block
+        if (at / kW != chunk) continue;
+        m.index[k] = static_cast<std::uint8_t>(at % kW);
+        m.take |= std::uint64_t{1} << k;
       }
     }
   }
+  return masks;
+}
+
+// A 16-byte table as byte shuffle masks: -128 where the vector takes nothing
+// from that input (the shuffle writes 0 there, and the inputs are ORed).
+using Mask = std::array<std::int8_t, 16>;
+
+template <std::size_t kCount>
+constexpr std::array<Mask, kCount> shuffleMasks(const std::array<ByteMask<16>, kCount> &table) {
+  std::array<Mask, kCount> masks{};
+  for (std::size_t i = 0; i < kCount; ++i)
+    for (int k = 0; k < 16; ++k)
+      masks[i][k] =
+          static_cast<std::int8_t>((table[i].take >> k & 1) != 0 ? table[i].index[k] : -128);
   return masks;
 }
 
@@ -133,7 +155,7 @@ template <int kN, int kB>
 __attribute__((target("ssse3"))) std::size_t interleaveBlocks(const std::uint8_t *const *planes,
                                                               std::size_t pixels,
                                                               std::uint8_t *out) {
-  static constexpr std::array<Mask, kN *kN> kMasks = interleaveMasks<kN, kB>();
+  static constexpr std::array<Mask, kN *kN> kMasks = shuffleMasks(interleaveMasks<kN, kB, 16>());
   constexpr std::size_t kPixels = 16 / kB;
   __m128i mask[kN * kN];
   for (int i = 0; i < kN * kN; ++i) {
@@ -159,7 +181,7 @@ template <int kN, int kB>
 __attribute__((target("ssse3"))) std::size_t deinterleaveBlocks(const std::uint8_t *in,
                                                                 std::size_t pixels,
                                                                 std::uint8_t *const *planes) {
-  static constexpr std::array<Mask, kN *kN> kMasks = deinterleaveMasks<kN, kB>();
+  static constexpr std::array<Mask, kN *kN> kMasks = shuffleMasks(deinterleaveMasks<kN, kB, 16>());
   constexpr std::size_t kPixels = 16 / kB;
   __m128i mask[kN * kN];
   for (int i = 0; i < kN * kN; ++i) {
@@ -182,49 +204,7 @@ __attribute__((target("ssse3"))) std::size_t deinterleaveBlocks(const std::uint8
 
 // The same with 64 bytes of each plane and one byte permute per plane and
 // chunk (AVX-512 VBMI): a chunk starts as plane 0's bytes and takes each
-// other plane's under its byte mask. Index [chunk * kN + plane] and its mask
-// come from the 16-byte tables' rule, over 64 bytes.
-struct WideMask {
-  std::array<std::uint8_t, 64> index{};
-  std::uint64_t take = 0;  // bytes of the chunk this plane supplies
-};
-
-template <int kN, int kB>
-constexpr std::array<WideMask, kN * kN> wideInterleaveMasks() {
-  std::array<WideMask, kN * kN> masks{};
-  for (int chunk = 0; chunk < kN; ++chunk) {
-    for (int plane = 0; plane < kN; ++plane) {
-      WideMask &m = masks[chunk * kN + plane];
-      for (int k = 0; k < 64; ++k) {
-        const int at = 64 * chunk + k;
-        const int pixel = at / (kN * kB);
-        const int channel = at % (kN * kB) / kB;
-        if (channel != plane) continue;
-        m.index[k] = static_cast<std::uint8_t>(pixel * kB + at % kB);
-        m.take |= std::uint64_t{1} << k;
-      }
-    }
-  }
-  return masks;
-}
-
-template <int kN, int kB>
-constexpr std::array<WideMask, kN * kN> wideDeinterleaveMasks() {
-  std::array<WideMask, kN * kN> masks{};
-  for (int plane = 0; plane < kN; ++plane) {
-    for (int chunk = 0; chunk < kN; ++chunk) {
-      WideMask &m = masks[plane * kN + chunk];
-      for (int k = 0; k < 64; ++k) {
-        const int at = (k / kB) * kN * kB + plane * kB + k % kB;
-        if (at / 64 != chunk) continue;
-        m.index[k] = static_cast<std::uint8_t>(at % 64);
-        m.take |= std::uint64_t{1} << k;
-      }
-    }
-  }
-  return masks;
-}
-
+// other plane's under its byte mask.
 #define HOSTEMU_VBMI __attribute__((target("avx512f,avx512bw,avx512vbmi")))
 
 // The index and mask registers of a table: out[j] takes from every in[i]
@@ -234,7 +214,7 @@ struct WidePermutes {
   __m512i index[kN * kN];
   __mmask64 take[kN * kN];
 
-  HOSTEMU_VBMI explicit WidePermutes(const std::array<WideMask, kN * kN> &masks) {
+  HOSTEMU_VBMI explicit WidePermutes(const std::array<ByteMask<64>, kN * kN> &masks) {
     for (int i = 0; i < kN * kN; ++i) {
       index[i] = _mm512_loadu_si512(masks[i].index.data());
       take[i] = masks[i].take;
@@ -253,7 +233,7 @@ struct WidePermutes {
 template <int kN, int kB>
 HOSTEMU_VBMI std::size_t interleaveWide(const std::uint8_t *const *planes, std::size_t pixels,
                                         std::uint8_t *out) {
-  static constexpr std::array<WideMask, kN *kN> kMasks = wideInterleaveMasks<kN, kB>();
+  static constexpr std::array<ByteMask<64>, kN *kN> kMasks = interleaveMasks<kN, kB, 64>();
   const WidePermutes<kN> permutes(kMasks);
   constexpr std::size_t kPixels = 64 / kB;
   std::size_t done = 0;
@@ -269,7 +249,7 @@ HOSTEMU_VBMI std::size_t interleaveWide(const std::uint8_t *const *planes, std::
 template <int kN, int kB>
 HOSTEMU_VBMI std::size_t deinterleaveWide(const std::uint8_t *in, std::size_t pixels,
                                           std::uint8_t *const *planes) {
-  static constexpr std::array<WideMask, kN *kN> kMasks = wideDeinterleaveMasks<kN, kB>();
+  static constexpr std::array<ByteMask<64>, kN *kN> kMasks = deinterleaveMasks<kN, kB, 64>();
   const WidePermutes<kN> permutes(kMasks);
   constexpr std::size_t kPixels = 64 / kB;
   std::size_t done = 0;

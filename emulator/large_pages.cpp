@@ -12,15 +12,13 @@ namespace {
 
 constexpr std::uintptr_t kHugePage = std::uintptr_t{1} << 21;
 
-// Room for `bytes` in samples (emptied), advised; the memory is not touched
-// when it is new.
+}  // namespace
+
 void reserveAdvised(Samples &samples, std::size_t bytes) {
   samples.clear();
   samples.reserve(bytes);
   adviseHugePages(samples.data(), bytes);
 }
-
-}  // namespace
 
 void adviseHugePages(void *data, std::size_t bytes) {
 #if defined(__linux__) && defined(MADV_HUGEPAGE)

@@ -19,6 +19,10 @@ namespace hostemu {
 // nothing where the system has no such advice. Only advice: never fails.
 void adviseHugePages(void *data, std::size_t bytes);
 
+// Room for `bytes` in samples (emptied), advised; the memory is not touched
+// when it is new. resize() within it then leaves the bytes to their writer.
+void reserveAdvised(Samples &samples, std::size_t bytes);
+
 // samples becomes `bytes` copies of `value`, advised before the first touch.
 void assignSamples(Samples &samples, std::size_t bytes, std::uint8_t value);
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -50,6 +51,10 @@ class SlimCondition {
   CONDITION_VARIABLE condition_ = CONDITION_VARIABLE_INIT;
 };
 #endif
+
+// Copies of at least this many bytes are worth sharing with the second
+// thread; below it, handing work over costs more than it saves.
+inline constexpr std::size_t kSharedCopyBytes = std::size_t{1} << 20;
 
 class SecondThread {
  public:

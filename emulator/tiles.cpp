@@ -173,9 +173,6 @@ OSErr prepareGrant(const Document &doc, const VRect &rect, std::int16_t lo, std:
   return noErr;
 }
 
-// Grants of at least this many bytes are filled by two threads.
-constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
-
 // The rows from the top a block reads: rows above or below the image read
 // row 0 or the last row at most (edge replication).
 std::int32_t rowsRead(const VRect &r, const Document &doc) {
@@ -239,7 +236,7 @@ bool fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant, Seco
   // meanwhile: one core alone does not reach the memory's bandwidth.
   const std::size_t bytes =
       static_cast<std::size_t>(r.bottom - r.top) * static_cast<std::size_t>(grant.rowBytes);
-  if (bytes >= kSplitBytes && r.bottom - r.top >= 2) {
+  if (bytes >= kSharedCopyBytes && r.bottom - r.top >= 2) {
     copier.halves(r.top, r.bottom, [&fillRows](std::int64_t top, std::int64_t bottom) {
       fillRows(static_cast<std::int32_t>(top), static_cast<std::int32_t>(bottom));
     });

@@ -11,9 +11,6 @@ namespace hostemu {
 
 namespace {
 
-// Pictures of at least this many samples per plane are filled in by two threads.
-constexpr std::size_t kSplitBytes = std::size_t{1} << 20;
-
 bool meets(const VRect &a, const VRect &b) {
   return a.top < b.bottom && b.top < a.bottom && a.left < b.right && b.left < a.right;
 }
@@ -32,10 +29,8 @@ Document hollowCopy(const Document &doc) {
   out.planes.resize(doc.planes.size());
   for (std::size_t i = 0; i < doc.planes.size(); ++i) {
     Samples &to = out.planes[i].samples;
-    const std::size_t bytes = doc.planes[i].samples.size();
-    to.reserve(bytes);
-    adviseHugePages(to.data(), bytes);
-    to.resize(bytes);  // not initialised: written back or filled in later
+    reserveAdvised(to, doc.planes[i].samples.size());
+    to.resize(doc.planes[i].samples.size());  // not initialised: written back or filled in later
     out.planes[i].targeted = doc.planes[i].targeted;
   }
   return out;
@@ -74,17 +69,29 @@ bool fillUnwritten(const Document &doc, Document &working, std::span<const Writt
   const auto bps = static_cast<std::size_t>(doc.bytesPerSample());
   const auto width = static_cast<std::size_t>(doc.width);
   const auto planes = static_cast<std::int16_t>(doc.planes.size());
+  // The blocks by their top row: going down, a row looks only at the blocks
+  // over it, so a tall picture costs its rows plus its blocks, not their
+  // product.
+  std::vector<const WrittenBlock *> byTop;
+  byTop.reserve(written.size());
+  for (const WrittenBlock &b : written) byTop.push_back(&b);
+  std::sort(byTop.begin(), byTop.end(),
+            [](const WrittenBlock *a, const WrittenBlock *b) { return a->rect.top < b->rect.top; });
   // Rows [top, bottom): per row and plane, the columns the written blocks
   // cover, in order; the gaps between them come from the document.
   auto fillRows = [&](std::int64_t top, std::int64_t bottom) {
+    std::vector<const WrittenBlock *> over;  // the blocks over the current row
+    std::size_t next = 0;                    // the first of byTop not yet met
     std::vector<std::pair<std::int32_t, std::int32_t>> covered;
     for (auto y = static_cast<std::int32_t>(top); y < bottom; ++y) {
+      for (; next < byTop.size() && byTop[next]->rect.top <= y; ++next)
+        if (byTop[next]->rect.bottom > y) over.push_back(byTop[next]);
+      std::erase_if(over, [y](const WrittenBlock *b) { return b->rect.bottom <= y; });
       const std::size_t row = static_cast<std::size_t>(y) * width * bps;
       for (std::int16_t p = 0; p < planes; ++p) {
         covered.clear();
-        for (const WrittenBlock &b : written) {
-          if (b.lo <= p && p <= b.hi && b.rect.top <= y && y < b.rect.bottom)
-            covered.emplace_back(b.rect.left, b.rect.right);
+        for (const WrittenBlock *b : over) {
+          if (b->lo <= p && p <= b->hi) covered.emplace_back(b->rect.left, b->rect.right);
         }
         std::sort(covered.begin(), covered.end());
         const std::uint8_t *from = doc.planes[static_cast<std::size_t>(p)].samples.data() + row;
@@ -103,7 +110,7 @@ bool fillUnwritten(const Document &doc, Document &working, std::span<const Writt
       }
     }
   };
-  if (doc.planeBytes() >= kSplitBytes && doc.height >= 2) {
+  if (doc.planeBytes() >= kSharedCopyBytes && doc.height >= 2) {
     helper.halves(0, doc.height, fillRows);
   } else {
     fillRows(0, doc.height);

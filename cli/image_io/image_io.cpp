@@ -64,15 +64,11 @@ Image readImage(const std::filesystem::path &path, const ReadLimits &limits) {
 std::optional<ImageShape> peekImage(const std::filesystem::path &path) {
   try {
     checkRegularFile(path);
-    unsigned char magic[8] = {};
-    std::size_t n = 0;
-    {
-      const CFile f = openForReading(path);
-      n = std::fread(magic, 1, sizeof magic, f.get());
-    }
-    if (n >= 3 && magic[0] == 0xFF && magic[1] == 0xD8 && magic[2] == 0xFF) return peekJpeg(path);
-    if (n == 8 && magic[0] == 0x89 && magic[1] == 'P') return peekPng(path);
-    if (n >= 4 && (magic[0] == 'I' || magic[0] == 'M')) return peekTiff(path);
+    bool empty = false;
+    const std::optional<FileFormat> format = formatOfMagic(path, empty);
+    if (format == FileFormat::kJpeg) return peekJpeg(path);
+    if (format == FileFormat::kPng) return peekPng(path);
+    if (format == FileFormat::kTiff) return peekTiff(path);
   } catch (const CliError &) {
   }
   return std::nullopt;

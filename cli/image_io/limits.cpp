@@ -71,10 +71,7 @@ void beginPlanes(Image &img, std::int32_t width, std::int32_t height, int depth,
   img.doc.depth = depth;
   img.doc.imageMode = hostImageMode(img.colour, depth);
   img.doc.planes.assign(static_cast<std::size_t>(planes), hostemu::Plane{});
-  for (auto &p : img.doc.planes) {
-    p.samples.reserve(img.doc.planeBytes());
-    hostemu::adviseHugePages(p.samples.data(), img.doc.planeBytes());
-  }
+  for (auto &p : img.doc.planes) hostemu::reserveAdvised(p.samples, img.doc.planeBytes());
 }
 
 void growRows(Image &img, std::int64_t rows) {

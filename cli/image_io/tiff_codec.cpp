@@ -364,7 +364,7 @@ struct TiffReader::State {
   Tiff t;
   Image img;
   std::uint32_t width = 0, height = 0;
-  int spp = 1, bits = 8, colour = 0, stride = 1, bytesPerSample = 1;
+  int spp = 1, bits = 8, colour = 0;
   bool invert = false, separate = false, parallelStrips = false;
 };
 
@@ -480,8 +480,6 @@ TiffReader::TiffReader(const std::filesystem::path &path, const ReadLimits &limi
                        "TIFF strip");
   beginPlanes(img, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits, spp);
   const bool separate = planar == PLANARCONFIG_SEPARATE && spp > 1;
-  const int stride = separate ? 1 : spp;
-  const int bytesPerSample = bits / 8;
   st.width = width;
   st.height = height;
   st.spp = spp;
@@ -489,8 +487,6 @@ TiffReader::TiffReader(const std::filesystem::path &path, const ReadLimits &limi
   st.colour = colour;
   st.invert = invert;
   st.separate = separate;
-  st.stride = stride;
-  st.bytesPerSample = bytesPerSample;
   st.parallelStrips =
       decodesStripsAlone(compression) && photometric != PHOTOMETRIC_YCBCR && GetNumProcessors() > 1;
 }
@@ -510,7 +506,8 @@ bool TiffReader::readRows(const RowProgress &progress) {
   const std::uint32_t width = st.width, height = st.height;
   const int spp = st.spp, bits = st.bits, colour = st.colour;
   const bool invert = st.invert, separate = st.separate;
-  const int stride = st.stride, bytesPerSample = st.bytesPerSample;
+  const int stride = separate ? 1 : spp;
+  const int bytesPerSample = bits / 8;
   bool stopped = false;
   if (TIFFIsTiled(tif)) {
     std::uint32_t tw = 0, th = 0;
