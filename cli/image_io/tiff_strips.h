@@ -1,8 +1,10 @@
 // TIFF strips compressed on every processor the process may use. libtiff
 // compresses one strip after another on the writing thread; here each strip
-// is packed and compressed by libtiff's own encoder in a private in-memory
-// file on a worker thread, and the finished bytes are written in order as raw
-// strips. A reader sees exactly the file libtiff would write, strip for strip.
+// is packed and compressed on a worker thread, and the finished bytes are
+// written in order as raw strips. At a level asked for, libtiff's own encoder
+// compresses each strip in a private in-memory file, so a reader sees exactly
+// the file libtiff would write. Deflate without a level is the fastest: the
+// predictor applied here and every byte coded as a literal (deflate_literals.h).
 #pragma once
 
 #include <tiffio.h>
@@ -41,7 +43,8 @@ struct TiffStripLayout {
   std::uint16_t bitsPerSample = 8;  // 8 or 16, native byte order
   std::uint32_t rowsPerStrip = 1;
   TiffCompression compression = TiffCompression::kDeflate;
-  // Within tiffLevelRange(compression); 0 takes the codec's fastest level.
+  // Within tiffLevelRange(compression); 0 takes the codec's fastest: zstd's
+  // level 1, and for Deflate literals alone, faster than any level.
   int level = 0;
 };
 

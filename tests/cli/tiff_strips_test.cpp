@@ -66,55 +66,74 @@ const TiffCompression kAll[] = {TiffCompression::kNone, TiffCompression::kDeflat
 
 TEST(TiffStrips, EveryCodecReadsBackRowForRowAcrossManyStripsAndWindows) {
   const fs::path dir = scratch();
-  for (TiffCompression codec : kAll) {
+  // Deflate twice: coded as literals by the writer itself at level 0, and by
+  // libtiff's encoder at a level asked for.
+  const std::pair<TiffCompression, int> codecs[] = {{TiffCompression::kNone, 0},
+                                                    {TiffCompression::kDeflate, 0},
+                                                    {TiffCompression::kDeflate, 1},
+                                                    {TiffCompression::kLzw, 0},
+                                                    {TiffCompression::kZstd, 0}};
+  for (const auto &[codec, level] : codecs) {
     if (!tiffCompressionAvailable(codec)) continue;
     for (std::uint16_t bits : {8, 16}) {
       for (std::uint16_t spp : {1, 3, 4}) {
-        TiffStripLayout layout;
-        layout.width = 37;
-        layout.height = 101;  // 34 strips of 3 rows, the last one of 2
-        layout.samplesPerPixel = spp;
-        layout.bitsPerSample = bits;
-        layout.rowsPerStrip = 3;
-        layout.compression = codec;
-        const std::size_t rowBytes = std::size_t{layout.width} * spp * (bits / 8);
-        const auto want = samples(rowBytes, layout.height, spp * bits);
-        const fs::path file = dir / "s.tif";
-        {
-          Tiff t(TIFFOpen(file.c_str(), "w"));
-          ASSERT_TRUE(t);
-          TIFFSetField(t.get(), TIFFTAG_IMAGEWIDTH, layout.width);
-          TIFFSetField(t.get(), TIFFTAG_IMAGELENGTH, layout.height);
-          TIFFSetField(t.get(), TIFFTAG_SAMPLESPERPIXEL, spp);
-          TIFFSetField(t.get(), TIFFTAG_BITSPERSAMPLE, bits);
-          TIFFSetField(t.get(), TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-          TIFFSetField(t.get(), TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
-          if (spp > 1) {
-            const std::vector<std::uint16_t> extra(spp - 1u, EXTRASAMPLE_UNSPECIFIED);
-            TIFFSetField(t.get(), TIFFTAG_EXTRASAMPLES, static_cast<std::uint16_t>(spp - 1),
-                         extra.data());
+        for (std::uint32_t width : {1u, 37u}) {
+          TiffStripLayout layout;
+          layout.width = width;
+          layout.height = 101;  // 34 strips of 3 rows, the last one of 2
+          layout.samplesPerPixel = spp;
+          layout.bitsPerSample = bits;
+          layout.rowsPerStrip = 3;
+          layout.compression = codec;
+          layout.level = level;
+          const std::size_t rowBytes = std::size_t{layout.width} * spp * (bits / 8);
+          const auto want = samples(rowBytes, layout.height, spp * bits);
+          const fs::path file = dir / "s.tif";
+          {
+            Tiff t(TIFFOpen(file.c_str(), "w"));
+            ASSERT_TRUE(t);
+            TIFFSetField(t.get(), TIFFTAG_IMAGEWIDTH, layout.width);
+            TIFFSetField(t.get(), TIFFTAG_IMAGELENGTH, layout.height);
+            TIFFSetField(t.get(), TIFFTAG_SAMPLESPERPIXEL, spp);
+            TIFFSetField(t.get(), TIFFTAG_BITSPERSAMPLE, bits);
+            TIFFSetField(t.get(), TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+            TIFFSetField(t.get(), TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+            if (spp > 1) {
+              const std::vector<std::uint16_t> extra(spp - 1u, EXTRASAMPLE_UNSPECIFIED);
+              TIFFSetField(t.get(), TIFFTAG_EXTRASAMPLES, static_cast<std::uint16_t>(spp - 1),
+                           extra.data());
+            }
+            setTiffStripTags(t.get(), layout);
+            // Three threads: windows of 12 strips, the last one partial.
+            const std::string error = writeTiffStrips(
+                t.get(), layout,
+                [&](std::uint32_t y, void *row) {
+                  std::memcpy(row, want.data() + rowBytes * y, rowBytes);
+                },
+                3);
+            ASSERT_EQ(error, "");
           }
-          setTiffStripTags(t.get(), layout);
-          // Three threads: windows of 12 strips, the last one partial.
-          const std::string error = writeTiffStrips(
-              t.get(), layout,
-              [&](std::uint32_t y, void *row) {
-                std::memcpy(row, want.data() + rowBytes * y, rowBytes);
-              },
-              3);
-          ASSERT_EQ(error, "");
-        }
-        Tiff t(TIFFOpen(file.c_str(), "r"));
-        ASSERT_TRUE(t);
-        std::uint16_t stored = 0;
-        TIFFGetField(t.get(), TIFFTAG_COMPRESSION, &stored);
-        EXPECT_EQ(TIFFNumberOfStrips(t.get()), 34u);
-        std::vector<std::uint8_t> row(rowBytes);
-        for (std::uint32_t y = 0; y < layout.height; ++y) {
-          ASSERT_EQ(TIFFReadScanline(t.get(), row.data(), y, 0), 1);
-          ASSERT_EQ(std::memcmp(row.data(), want.data() + rowBytes * y, rowBytes), 0)
-              << tiffCompressionName(codec) << " " << bits << "-bit, " << spp << " samples, row "
-              << y;
+          Tiff t(TIFFOpen(file.c_str(), "r"));
+          ASSERT_TRUE(t);
+          std::uint16_t stored = 0;
+          std::uint16_t predictor = 0;
+          TIFFGetField(t.get(), TIFFTAG_COMPRESSION, &stored);
+          // Only compressed files carry a predictor.
+          if (codec != TiffCompression::kNone)
+            TIFFGetFieldDefaulted(t.get(), TIFFTAG_PREDICTOR, &predictor);
+          EXPECT_EQ(stored, codec == TiffCompression::kNone      ? COMPRESSION_NONE
+                            : codec == TiffCompression::kDeflate ? COMPRESSION_ADOBE_DEFLATE
+                            : codec == TiffCompression::kLzw     ? COMPRESSION_LZW
+                                                                 : COMPRESSION_ZSTD);
+          EXPECT_EQ(predictor, codec == TiffCompression::kNone ? 0 : PREDICTOR_HORIZONTAL);
+          EXPECT_EQ(TIFFNumberOfStrips(t.get()), 34u);
+          std::vector<std::uint8_t> row(rowBytes);
+          for (std::uint32_t y = 0; y < layout.height; ++y) {
+            ASSERT_EQ(TIFFReadScanline(t.get(), row.data(), y, 0), 1);
+            ASSERT_EQ(std::memcmp(row.data(), want.data() + rowBytes * y, rowBytes), 0)
+                << tiffCompressionName(codec) << ":" << level << " " << bits << "-bit, " << spp
+                << " samples, width " << width << ", row " << y;
+          }
         }
       }
     }
