@@ -3,7 +3,7 @@
 #include "image_io/deflate_literals.h"
 
 #include <algorithm>
-#include <atomic>
+#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -277,75 +277,118 @@ std::string writeTiffStrips(TIFF *tif, const TiffStripLayout &layout, const Tiff
   const std::uint32_t perStrip = std::max<std::uint32_t>(1, layout.rowsPerStrip);
   const std::uint32_t strips = (layout.height + perStrip - 1) / perStrip;
   const auto workers = static_cast<std::uint32_t>(std::clamp<int>(threads, 1, 64));
-  // Strips are made a window at a time and written in order, so memory stays
-  // a few strips per thread whatever the picture's size.
-  const std::uint32_t window = workers * 4;
-  std::vector<std::vector<std::uint8_t>> done(window);
+  // Strips are claimed one at a time and written in order as they come. No
+  // strip is claimed more than `slots` ahead of the file, so memory stays a
+  // few strips per thread whatever the picture's size; the file is written
+  // while later strips are compressed, with no pause between groups of them.
+  const std::uint32_t slots = workers * 4;
+  std::vector<std::vector<std::uint8_t>> ring(slots);
+  std::vector<char> ready(slots, 0);
+  std::uint32_t claimed = 0;
+  std::uint32_t written = 0;
   std::string error;
-  std::mutex errorLock;
-  for (std::uint32_t first = 0; first < strips && error.empty(); first += window) {
-    const std::uint32_t count = std::min(window, strips - first);
-    std::atomic<std::uint32_t> next{0};
-    auto work = [&] {
-      std::vector<std::uint8_t> packed;
-      std::optional<LiteralStripCoder> literals;
-      if (layout.compression == TiffCompression::kDeflate && layout.level == 0)
-        literals.emplace(layout);
-      try {
-        for (std::uint32_t i = next++; i < count; i = next++) {
-          const std::uint32_t s = first + i;
-          const std::uint32_t y0 = s * perStrip;
-          const std::uint32_t rows = std::min(perStrip, layout.height - y0);
-          if (literals) {
-            done[i] = literals->strip(pack, y0, rows);
-            continue;
-          }
-          packed.resize(rowBytes * rows);
-          for (std::uint32_t r = 0; r < rows; ++r) pack(y0 + r, packed.data() + rowBytes * r);
-          std::string why;
-          if (layout.compression == TiffCompression::kNone) {
-            done[i] = packed;
-          } else {
-            done[i] = encodeStrip(layout, rows, packed, why);
-          }
-          if (!why.empty()) {
-            const std::lock_guard<std::mutex> hold(errorLock);
-            if (error.empty()) error = why;
-            return;
-          }
-        }
-      } catch (const std::exception &e) {
-        const std::lock_guard<std::mutex> hold(errorLock);
-        if (error.empty()) error = e.what();
+  std::mutex lock;
+  std::condition_variable changed;
+
+  // Compresses strip s with this thread's buffers; "" or what went wrong.
+  struct Coder {
+    std::vector<std::uint8_t> packed;
+    std::optional<LiteralStripCoder> literals;
+  };
+  auto compress = [&](Coder &coder, std::uint32_t s, std::vector<std::uint8_t> &out) {
+    const std::uint32_t y0 = s * perStrip;
+    const std::uint32_t rows = std::min(perStrip, layout.height - y0);
+    std::string why;
+    try {
+      if (coder.literals) {
+        out = coder.literals->strip(pack, y0, rows);
+        return why;
       }
-    };
-    std::vector<std::thread> pool;
-    for (std::uint32_t w = 1; w < std::min(workers, count); ++w) {
-      // Strips are claimed one at a time: fewer threads than asked for
-      // (none to be had) still do them all.
-      try {
-        pool.emplace_back(work);
-      } catch (const std::system_error &) {
-        break;
+      coder.packed.resize(rowBytes * rows);
+      for (std::uint32_t r = 0; r < rows; ++r) pack(y0 + r, coder.packed.data() + rowBytes * r);
+      if (layout.compression == TiffCompression::kNone) {
+        out = coder.packed;
+      } else {
+        out = encodeStrip(layout, rows, coder.packed, why);
       }
+    } catch (const std::exception &e) {
+      why = e.what();
     }
-    work();
-    for (auto &t : pool) t.join();
-    if (!error.empty()) break;
-    for (std::uint32_t i = 0; i < count; ++i) {
-      if (TIFFWriteRawStrip(tif, first + i, done[i].data(), static_cast<tmsize_t>(done[i].size())) <
-          0)
-        return "cannot write a strip";
-      done[i].clear();
-      done[i].shrink_to_fit();
+    return why;
+  };
+  auto newCoder = [&] {
+    Coder coder;
+    if (layout.compression == TiffCompression::kDeflate && layout.level == 0)
+      coder.literals.emplace(layout);
+    return coder;
+  };
+  // Claims and compresses one strip, the lock held on entry and on return.
+  auto compressNext = [&](Coder &coder, std::unique_lock<std::mutex> &hold) {
+    const std::uint32_t s = claimed++;
+    hold.unlock();
+    std::vector<std::uint8_t> bytes;
+    const std::string why = compress(coder, s, bytes);
+    hold.lock();
+    if (!why.empty()) {
+      if (error.empty()) error = why;
+    } else {
+      ring[s % slots] = std::move(bytes);
+      ready[s % slots] = 1;
     }
-#if defined(__linux__)
-    // Starts the disk on what is written so far without waiting for it, so
-    // that the flush when the file is committed has less left to wait for.
-    // Only a hint: a file system without it loses nothing.
-    if (TIFFFileno(tif) >= 0) (void)::sync_file_range(TIFFFileno(tif), 0, 0, SYNC_FILE_RANGE_WRITE);
-#endif
+    changed.notify_all();
+  };
+  auto mayClaim = [&] { return claimed < strips && claimed < written + slots; };
+
+  auto worker = [&] {
+    Coder coder = newCoder();
+    std::unique_lock<std::mutex> hold(lock);
+    for (;;) {
+      changed.wait(hold, [&] { return !error.empty() || claimed >= strips || mayClaim(); });
+      if (!error.empty() || claimed >= strips) return;
+      compressNext(coder, hold);
+    }
+  };
+  std::vector<std::thread> pool;
+  for (std::uint32_t w = 1; w < std::min(workers, std::max<std::uint32_t>(strips, 1)); ++w) {
+    // Fewer threads than asked for (none to be had) still do every strip:
+    // the writing thread compresses too whenever it has nothing to write.
+    try {
+      pool.emplace_back(worker);
+    } catch (const std::system_error &) {
+      break;
+    }
   }
+
+  Coder coder = newCoder();
+  std::unique_lock<std::mutex> hold(lock);
+  while (written < strips && error.empty()) {
+    const std::uint32_t slot = written % slots;
+    if (ready[slot] != 0) {
+      std::vector<std::uint8_t> bytes = std::move(ring[slot]);
+      ready[slot] = 0;
+      hold.unlock();
+      const bool ok =
+          TIFFWriteRawStrip(tif, written, bytes.data(), static_cast<tmsize_t>(bytes.size())) >= 0;
+#if defined(__linux__)
+      // Starts the disk on what is written so far without waiting for it, so
+      // that the flush when the file is committed has less left to wait for.
+      // Only a hint: a file system without it loses nothing.
+      if (ok && (written + 1) % slots == 0 && TIFFFileno(tif) >= 0)
+        (void)::sync_file_range(TIFFFileno(tif), 0, 0, SYNC_FILE_RANGE_WRITE);
+#endif
+      hold.lock();
+      if (!ok && error.empty()) error = "cannot write a strip";
+      ++written;
+      changed.notify_all();
+    } else if (mayClaim()) {
+      compressNext(coder, hold);
+    } else {
+      changed.wait(hold);
+    }
+  }
+  if (!error.empty()) changed.notify_all();
+  hold.unlock();
+  for (auto &t : pool) t.join();
   return error;
 }
 

@@ -6,6 +6,8 @@
 #include <tiffio.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -13,7 +15,9 @@
 #include <filesystem>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "image_io/image_io.h"
@@ -169,6 +173,93 @@ TEST(TiffStrips, LevelsReachTheEncoder) {
   }
   EXPECT_EQ(tiffLevelRange(TiffCompression::kLzw).highest, 0);
   EXPECT_EQ(tiffLevelRange(TiffCompression::kNone).highest, 0);
+  fs::remove_all(dir);
+}
+
+namespace {
+
+// A 1-sample 8-bit file of `height` one-row strips, open for writing.
+Tiff openStripFile(const fs::path &file, TiffStripLayout &layout, std::uint32_t height) {
+  layout.width = 16;
+  layout.height = height;
+  layout.rowsPerStrip = 1;
+  layout.compression = TiffCompression::kDeflate;
+  Tiff t(TIFFOpen(file.c_str(), "w"));
+  if (!t) return t;
+  TIFFSetField(t.get(), TIFFTAG_IMAGEWIDTH, layout.width);
+  TIFFSetField(t.get(), TIFFTAG_IMAGELENGTH, layout.height);
+  TIFFSetField(t.get(), TIFFTAG_SAMPLESPERPIXEL, 1);
+  TIFFSetField(t.get(), TIFFTAG_BITSPERSAMPLE, 8);
+  TIFFSetField(t.get(), TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK);
+  setTiffStripTags(t.get(), layout);
+  return t;
+}
+
+}  // namespace
+
+// Strips finish out of order, but none is begun more than four per thread
+// ahead of the file: while the first strip is held back, the other threads
+// go as far as the twelfth and no further, and the file still comes out in
+// order.
+TEST(TiffStrips, NoThreadRunsFarAheadOfTheFile) {
+  const fs::path dir = scratch();
+  TiffStripLayout layout;
+  Tiff t = openStripFile(dir / "ahead.tif", layout, 60);
+  ASSERT_TRUE(t);
+  std::atomic<bool> firstDone{false};
+  std::atomic<std::uint32_t> furthest{0};
+  const std::string error = writeTiffStrips(
+      t.get(), layout,
+      [&](std::uint32_t y, void *row) {
+        if (y == 0) {
+          // Held until the others are as far as they may go, then a while
+          // longer, in which they must not go on.
+          const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+          while (furthest.load() < 11 && std::chrono::steady_clock::now() < giveUp)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+          std::this_thread::sleep_for(std::chrono::milliseconds(50));
+          firstDone = true;
+        } else if (!firstDone) {
+          std::uint32_t seen = furthest.load();
+          while (y > seen && !furthest.compare_exchange_weak(seen, y)) {
+          }
+        }
+        std::memset(row, static_cast<int>(y), layout.width);
+      },
+      3);
+  ASSERT_EQ(error, "");
+  EXPECT_EQ(furthest.load(), 11u);  // strips 0 to 11 in flight, and no more
+  t.reset();
+  Tiff r(TIFFOpen((dir / "ahead.tif").c_str(), "r"));
+  ASSERT_TRUE(r);
+  std::vector<std::uint8_t> row(layout.width);
+  for (std::uint32_t y = 0; y < layout.height; ++y) {
+    ASSERT_EQ(TIFFReadScanline(r.get(), row.data(), y, 0), 1);
+    EXPECT_EQ(row[0], static_cast<std::uint8_t>(y)) << "row " << y;
+  }
+  fs::remove_all(dir);
+}
+
+// A strip that cannot be made stops the others and is reported, on one
+// thread and on several, without waiting for the rest of the picture.
+TEST(TiffStrips, AFailingStripStopsTheWriteWithItsMessage) {
+  const fs::path dir = scratch();
+  for (int threads : {1, 3}) {
+    TiffStripLayout layout;
+    Tiff t = openStripFile(dir / "fail.tif", layout, 500);
+    ASSERT_TRUE(t);
+    std::atomic<std::uint32_t> packed{0};
+    const std::string error = writeTiffStrips(
+        t.get(), layout,
+        [&](std::uint32_t y, void *row) {
+          ++packed;
+          if (y == 20) throw std::runtime_error("no memory for row 20");
+          std::memset(row, 0, layout.width);
+        },
+        threads);
+    EXPECT_EQ(error, "no memory for row 20") << threads << " threads";
+    EXPECT_LT(packed.load(), 100u) << threads << " threads";
+  }
   fs::remove_all(dir);
 }
 
