@@ -194,9 +194,19 @@ void huffmanLengths(std::span<const std::uint32_t> freq, int limit,
     }
     // Too deep: flatten the weights and build again. Halving (never to zero)
     // brings all weights together within a few rounds, and equal weights
-    // give a tree of depth 9 for 288 symbols.
+    // give a tree of depth 9 for 288 symbols. Once they are all 1 there is
+    // nothing left to flatten: only a limit too small for the symbols gets
+    // here, and it gets the balanced tree rather than a loop.
+    bool flattened = false;
     for (int s = 0; s < symbols; ++s)
-      if (f[s] != 0) f[s] = (f[s] >> 1) | 1u;
+      if (f[s] > 1) {
+        f[s] = (f[s] >> 1) | 1u;
+        flattened = true;
+      }
+    if (!flattened) {
+      for (int k = 0; k < m; ++k) lengths[leaves[k].second] = static_cast<std::uint8_t>(depth[k]);
+      return;
+    }
   }
 }
 

@@ -28,8 +28,8 @@ std::vector<std::uint8_t> zlibLiterals(std::span<const std::uint8_t> in);
 // Lengths of a prefix code for `freq`, none longer than `limit` bits (at most
 // 15), written to `lengths` (as many as `freq`). Symbols of frequency 0 get
 // no code, except that at least two symbols always get one, so that the code
-// is complete; `freq` has at least two and at most 288 symbols. Exposed for
-// its tests.
+// is complete; `freq` has at least two and at most 288 symbols, and 2^limit is
+// at least the number of symbols that get a code. Exposed for its tests.
 void huffmanLengths(std::span<const std::uint32_t> freq, int limit,
                     std::span<std::uint8_t> lengths);
 
