@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -41,6 +42,9 @@ void canonicalCodes(std::span<const std::uint8_t> lengths, std::span<std::uint32
 }
 
 // Bits out, first bit lowest. Between two flushes at most 56 bits may be put.
+// A flush stores the whole buffer as it lies in memory, which is the stream's
+// byte order only on a little-endian processor.
+static_assert(std::endian::native == std::endian::little);
 class BitSink {
  public:
   explicit BitSink(std::uint8_t *out) : out_(out) {}
