@@ -148,6 +148,11 @@ Document &Host::Impl::working() {
     hollow = true;
     written.clear();
     touched = 0;
+    if (options.finishedRows != nullptr) {
+      options.finishedRows->begin(planeStarts(host.working_));
+      frontier.emplace(document.width, document.height,
+                       static_cast<std::int16_t>(document.planes.size()));
+    }
   }
   return host.working_;
 }
@@ -406,6 +411,16 @@ RunResult Host::runFilter(const Descriptor *descriptorIn, bool withParameters) {
   Impl &m = *impl_;
   HandleStore &store = plugin_.handles();
   workingMade_ = false;
+  m.frontier.reset();
+  // Whoever reads the rows told final must let go of them before the working
+  // copy can go, whichever way this call ends; a commit tells them instead
+  // that every row is final.
+  struct Untell {
+    FinishedRows *rows;
+    ~Untell() {
+      if (rows != nullptr) rows->withdraw();
+    }
+  } untell{options_.finishedRows};
   m.fillRecord();
   log_.add(LogKind::Host, {{"op", "invocation"},
                            {"width", std::to_string(document_.width)},
@@ -493,6 +508,7 @@ RunResult Host::runFilter(const Descriptor *descriptorIn, bool withParameters) {
     working_.planes.clear();
     workingMade_ = false;
     r.documentChanged = true;
+    if (options_.finishedRows != nullptr) options_.finishedRows->complete(planeStarts(document_));
   }
   log_.add(LogKind::Host, {{"op", "invocation-end"},
                            {"result", std::to_string(r.result)},

@@ -7,10 +7,12 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "emulator/host.h"
+#include "emulator/row_frontier.h"
 #include "emulator/second_thread.h"
 #include "emulator/suites/suite_host.h"
 #include "emulator/working_copy.h"
@@ -72,6 +74,8 @@ struct Host::Impl {
   std::vector<WrittenBlock> written;
   bool hollow = false;
   std::size_t touched = 0;  // bytes of the working copy touched while waiting for rows
+  // Rows written whole so far, while options.finishedRows is told of them.
+  std::optional<RowFrontier> frontier;
 
   FilterRecord record{};
   BigDocumentStruct big{};

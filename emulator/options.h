@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "emulator/finished_rows.h"
 #include "emulator/handles.h"
 
 namespace hostemu {
@@ -70,6 +71,10 @@ struct HostOptions {
   std::function<void(std::int32_t done, std::int32_t total)> progressCallback;
   std::function<bool()> abortCallback;
   std::function<void(const std::string &title, const std::string &text)> alertCallback;
+
+  // Told which rows of the output are final as the filter writes them back,
+  // and, at the end, that the run committed (or not). Not owned; may be null.
+  FinishedRows *finishedRows = nullptr;
 };
 
 }  // namespace hostemu

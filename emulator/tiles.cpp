@@ -105,15 +105,53 @@ bool Host::Impl::wantsMore() const {
   return !isEmpty(inRect()) || !isEmpty(outRect()) || !isEmpty(maskRect());
 }
 
+namespace {
+
+// Whether rows top..bottom-1 of the grant hold what `doc` holds under them.
+bool sameAsDocument(const TileGrant &g, const Document &doc, std::int32_t top,
+                    std::int32_t bottom) {
+  const std::size_t bps = static_cast<std::size_t>(doc.bytesPerSample());
+  const std::size_t nplanes = static_cast<std::size_t>(g.hi) - static_cast<std::size_t>(g.lo) + 1;
+  const std::size_t cols = static_cast<std::size_t>(g.rect.right - g.rect.left);
+  std::vector<const std::uint8_t *> planes(nplanes);
+  for (std::int32_t y = top; y < bottom; ++y) {
+    planeRun(doc, g.lo, g.rect.left, y, planes);
+    const std::uint8_t *in = g.buffer.get() + static_cast<std::size_t>(y - g.rect.top) *
+                                                  static_cast<std::size_t>(g.rowBytes);
+    for (std::size_t x = 0; x < cols; ++x) {
+      for (std::size_t p = 0; p < nplanes; ++p, in += bps) {
+        if (std::memcmp(in, planes[p] + x * bps, bps) != 0) return false;
+      }
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
 void Host::Impl::writeBack() {
   if (!out.valid) return;
   Document &target = working();
   const std::size_t cols = static_cast<std::size_t>(out.rect.right - out.rect.left);
   const std::size_t nplanes =
       static_cast<std::size_t>(out.hi) - static_cast<std::size_t>(out.lo) + 1;
-  auto writeRows = [&](std::int64_t top, std::int64_t bottom) {
+  // Rows already told final are read by someone else meanwhile. A tile the
+  // filter was handed again (a host serves the last outRect once more on
+  // continue) comes back as it was: those rows are left alone. Rows it did
+  // change take back everything told.
+  std::int32_t top = out.rect.top;
+  if (frontier && top < frontier->rows()) {
+    const std::int32_t told = std::min(frontier->rows(), out.rect.bottom);
+    if (sameAsDocument(out, target, top, told)) {
+      top = told;
+    } else {
+      options.finishedRows->withdraw();
+      frontier.reset();
+    }
+  }
+  auto writeRows = [&](std::int64_t from, std::int64_t to) {
     std::vector<std::uint8_t *> planes(nplanes);
-    for (auto y = static_cast<std::int32_t>(top); y < bottom; ++y) {
+    for (auto y = static_cast<std::int32_t>(from); y < to; ++y) {
       planeRun(target, out.lo, out.rect.left, y, planes);
       deinterleaveRow(out.buffer.get() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes,
                       target.bytesPerSample(), cols, planes);
@@ -121,16 +159,23 @@ void Host::Impl::writeBack() {
   };
   // The working copy is hollow, so a tile's write-back is the first touch of
   // its memory: two threads share it, as they share the fills.
-  const std::size_t bytes = static_cast<std::size_t>(out.rect.bottom - out.rect.top) *
-                            static_cast<std::size_t>(out.rowBytes);
-  if (bytes >= kSplitWriteBytes && out.rect.bottom - out.rect.top >= 2) {
-    copier.halves(out.rect.top, out.rect.bottom, writeRows);
+  const std::size_t bytes =
+      static_cast<std::size_t>(out.rect.bottom - top) * static_cast<std::size_t>(out.rowBytes);
+  if (bytes >= kSplitWriteBytes && out.rect.bottom - top >= 2) {
+    copier.halves(top, out.rect.bottom, writeRows);
   } else {
-    writeRows(out.rect.top, out.rect.bottom);
+    writeRows(top, out.rect.bottom);
   }
   if (hollow) {
     written.push_back(WrittenBlock{out.rect, out.lo, out.hi});
     if (written.size() > kMostWrittenBlocks) wholeWorking();
+  }
+  if (frontier && top < out.rect.bottom) {
+    VRect rest = out.rect;
+    rest.top = top;
+    // Cannot fail: the rows above the count were taken out above.
+    frontier->add(WrittenBlock{rest, out.lo, out.hi});
+    options.finishedRows->finished(frontier->rows());
   }
   note(LogKind::Tile, {{"op", "write-back"},
                        {"outRect", rectText(out.rect)},
