@@ -22,6 +22,7 @@
 #include "settings_file.h"
 #include "side_by_side.h"
 #include "upright.h"
+#include "write_while_filtering.h"
 
 namespace ortavel::cli {
 namespace {
@@ -174,15 +175,7 @@ void reportError(const std::string &message) {
 void writeAtomically(const Image &img, FileFormat format, const fs::path &target, bool force,
                      const WriteOptions &opt) {
   AtomicOutput file(target, force);
-  try {
-    writeImage(img, format, file.temporaryPath(), opt);
-  } catch (const CliError &e) {
-    std::string text = e.what();
-    const std::string temp = file.temporaryPath().string();
-    for (auto at = text.find(temp); at != std::string::npos; at = text.find(temp))
-      text.replace(at, temp.size(), target.string());
-    throw CliError(e.code(), text);
-  }
+  writeInto(file, img, ImageRows(img), format, opt);
   if (interrupted()) throw CliError(ExitCode::kInterrupted, target.string() + ": interrupted");
   file.commit();
 }
@@ -294,17 +287,35 @@ ExitCode runCorrect(const CommandLine &cl) {
       std::fflush(stdout);
     }
     CorrectionSettings recorded;
-    try {
-      recorded = session.correct(img, chosen.settings, label);
-    } catch (...) {
-      // A file that breaks off says so, rather than the filter it starved.
+    auto runFilter = [&](hostemu::FinishedRows *finished) {
+      RunHooks hooks;
+      hooks.finishedRows = finished;
+      try {
+        recorded = session.correct(img, chosen.settings, label, &hooks);
+      } catch (...) {
+        // A file that breaks off says so, rather than the filter it starved.
+        if (reading) reading->finish();
+        throw;
+      }
       if (reading) reading->finish();
-      throw;
-    }
-    if (reading) reading->finish();
-    if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
+      if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
+    };
+    // A lone picture is encoded while the filter works on the rows below;
+    // a batch keeps its other jobs' encoding for that. Margins change the
+    // picture's size inside the run, so their output is written after it.
+    const bool encodeDuringRun =
+        n == 1 && !chosen.settings.margins.any() && usableProcessors() >= 2;
     try {
-      writeAtomically(img, formats[i], out, cl.force, writeOptions);
+      if (encodeDuringRun) {
+        AtomicOutput file(out, cl.force);
+        writeWhileFiltering(file, img, formats[i], writeOptions,
+                            [&](hostemu::FinishedRows &finished) { runFilter(&finished); });
+        if (interrupted()) throw CliError(ExitCode::kInterrupted, out.string() + ": interrupted");
+        file.commit();
+      } else {
+        runFilter(nullptr);
+        writeAtomically(img, formats[i], out, cl.force, writeOptions);
+      }
     } catch (const OutputExists &) {
       // Another process sharing the folder was first: its file stands.
       if (!cl.skipExisting) throw;

@@ -81,6 +81,7 @@ hostemu::RunResult FilterSession::invoke(hostemu::Document &doc,
     };
   }
   const std::atomic<bool> *cancel = hooks != nullptr ? hooks->cancel : nullptr;
+  options.finishedRows = hooks != nullptr ? hooks->finishedRows : nullptr;
   options.abortCallback = [cancel] {
     return interrupted() || (cancel != nullptr && cancel->load());
   };

@@ -51,6 +51,9 @@ struct RunHooks {
   std::function<void(std::int32_t done, std::int32_t total)> progress;
   std::function<void(const std::string &text)> alert;
   const std::atomic<bool> *cancel = nullptr;
+  // Told which output rows are final while the filter runs (see
+  // hostemu::FinishedRows); null: nobody reads them before the end.
+  hostemu::FinishedRows *finishedRows = nullptr;
 };
 
 class FilterSession {

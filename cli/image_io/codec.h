@@ -6,9 +6,11 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <span>
 
 #include "image_io/image.h"
 #include "image_io/limits.h"
+#include "image_io/row_feed.h"
 #include "image_io/tiff_strips.h"
 
 namespace ortavel::cli {
@@ -82,15 +84,22 @@ ImageShape peekJpeg(const std::filesystem::path &path);
 ImageShape peekPng(const std::filesystem::path &path);
 ImageShape peekTiff(const std::filesystem::path &path);
 
-void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteOptions &opt);
-void writePng(const Image &img, const std::filesystem::path &path);
-void writeTiff(const Image &img, const std::filesystem::path &path, const WriteOptions &opt);
+// `img` gives the size, colour and metadata; `rows` the samples, which may
+// still be coming (the writers then throw RowsWithdrawn if they never do).
+void writeJpeg(const Image &img, const RowFeed &rows, const std::filesystem::path &path,
+               const WriteOptions &opt);
+void writePng(const Image &img, const RowFeed &rows, const std::filesystem::path &path);
+void writeTiff(const Image &img, const RowFeed &rows, const std::filesystem::path &path,
+               const WriteOptions &opt);
 
 // Interleaves the planes of row y into `row` as file samples: bytes for an
 // 8-bit file, native 16-bit words for a 16-bit one (host values rescaled).
 // `planes` is how many planes to take from the front; `invert` flips values
 // (CMYK ink convention of the file differs from the host's).
 void packRow(const Image &img, int y, int planes, int fileBits, bool invertColour, void *row);
+// As above, from the planes starting at `from` instead of the image's own.
+void packRow(const Image &img, std::span<const std::uint8_t *const> from, int y, int planes,
+             int fileBits, bool invertColour, void *row);
 // The reverse, from a row of file samples into the planes.
 void unpackRow(Image &img, int y, int planes, int fileBits, bool invertColour, const void *row);
 

@@ -14,6 +14,7 @@
 #include <set>
 #include <string>
 
+#include "emulator/finished_rows.h"
 #include "exit_codes.h"
 #include "image_io/sample_scale.h"
 
@@ -30,17 +31,18 @@ std::mutex &exiv2Lock() {
   return m;
 }
 
-// One sample of `img`, 8 bits.
-std::uint8_t sample8(const Image &img, int plane, std::size_t i) {
-  const auto &s = img.doc.planes[static_cast<std::size_t>(plane)].samples;
+// One sample of a picture of `img`'s depth whose planes start at `planes`, 8 bits.
+std::uint8_t sample8(const Image &img, std::span<const std::uint8_t *const> planes, int plane,
+                     std::size_t i) {
+  const std::uint8_t *s = planes[static_cast<std::size_t>(plane)];
   if (img.doc.depth == 8) return s[i];
   std::uint16_t h = 0;
   if (img.doc.depth == 16) {
-    std::memcpy(&h, s.data() + i * 2, 2);
+    std::memcpy(&h, s + i * 2, 2);
     return hostToFile8(h);
   }
   float f = 0.0f;
-  std::memcpy(&f, s.data() + i * 4, 4);
+  std::memcpy(&f, s + i * 4, 4);
   return static_cast<std::uint8_t>(std::lround(std::clamp(f, 0.0f, 1.0f) * 255.0f));
 }
 
@@ -114,6 +116,12 @@ bool mayLeadToThumbnail(std::span<const std::uint8_t> b) {
 }  // namespace
 
 std::vector<std::uint8_t> jpegThumbnail(const Image &img, int maxW, int maxH) {
+  return jpegThumbnail(img, hostemu::planeStarts(img.doc), maxW, maxH);
+}
+
+std::vector<std::uint8_t> jpegThumbnail(const Image &img,
+                                        std::span<const std::uint8_t *const> planes, int maxW,
+                                        int maxH) {
   const int w = img.doc.width, h = img.doc.height;
   if (img.colour == ColourModel::kCmyk || w <= 0 || h <= 0) return {};
   const double scale =
@@ -133,7 +141,8 @@ std::vector<std::uint8_t> jpegThumbnail(const Image &img, int maxW, int maxH) {
       for (int c = 0; c < channels; ++c) {
         unsigned long sum = 0;
         for (int y = y0; y < y1; ++y)
-          for (int x = x0; x < x1; ++x) sum += sample8(img, c, static_cast<std::size_t>(y) * w + x);
+          for (int x = x0; x < x1; ++x)
+            sum += sample8(img, planes, c, static_cast<std::size_t>(y) * w + x);
         const unsigned long n = static_cast<unsigned long>(y1 - y0) * (x1 - x0);
         pixels[(static_cast<std::size_t>(ty) * tw + tx) * channels + c] =
             static_cast<JSAMPLE>((sum + n / 2) / n);
@@ -169,7 +178,26 @@ std::vector<std::uint8_t> jpegThumbnail(const Image &img, int maxW, int maxH) {
   return jpeg;
 }
 
+bool exifNeedsPicture(std::span<const std::uint8_t> block) {
+  if (block.empty()) return false;
+  const std::lock_guard hold(exiv2Lock());
+  Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
+  try {
+    Exiv2::ExifData data;
+    Exiv2::ExifParser::decode(data, block.data(), static_cast<std::uint32_t>(block.size()));
+    return hasThumbnail(data);
+  } catch (const std::exception &) {
+    return false;
+  }
+}
+
 std::vector<std::uint8_t> exifForOutput(const Image &img, std::size_t maxBytes) {
+  return exifForOutput(img, hostemu::planeStarts(img.doc), maxBytes);
+}
+
+std::vector<std::uint8_t> exifForOutput(const Image &img,
+                                        std::span<const std::uint8_t *const> planes,
+                                        std::size_t maxBytes) {
   const std::vector<std::uint8_t> &block = img.doc.exif;
   if (block.empty()) return {};
   const std::lock_guard hold(exiv2Lock());
@@ -181,7 +209,7 @@ std::vector<std::uint8_t> exifForOutput(const Image &img, std::size_t maxBytes) 
     if (!hasThumbnail(data)) return block;
     Exiv2::ExifThumb thumb(data);
     thumb.erase();
-    const std::vector<std::uint8_t> small = jpegThumbnail(img, kThumbWidth, kThumbHeight);
+    const std::vector<std::uint8_t> small = jpegThumbnail(img, planes, kThumbWidth, kThumbHeight);
     if (!small.empty()) thumb.setJpegThumbnail(small.data(), static_cast<long>(small.size()));
     Exiv2::Blob out;
     Exiv2::ExifParser::encode(out, block.data(), static_cast<std::uint32_t>(block.size()), order,

@@ -21,6 +21,14 @@ namespace ortavel::cli {
 // cannot read is kept as it is only when it has no thumbnail pointer at all;
 // otherwise it is dropped rather than carrying the old picture.
 std::vector<std::uint8_t> exifForOutput(const Image &img, std::size_t maxBytes);
+// As above, the thumbnail made from the planes starting at `planes` (of
+// `img`'s size and depth) rather than `img`'s own.
+std::vector<std::uint8_t> exifForOutput(const Image &img,
+                                        std::span<const std::uint8_t *const> planes,
+                                        std::size_t maxBytes);
+// Whether exifForOutput reads the picture for this block: it has a thumbnail
+// to make again. A writer that has the rows only later writes the block last.
+bool exifNeedsPicture(std::span<const std::uint8_t> block);
 
 // Adds the block's tags to the TIFF file at `path` (written by us, closed):
 // IFD0's descriptive tags (orientation, dates, make, model, ...), the EXIF
@@ -30,5 +38,8 @@ void addExifToTiff(const std::filesystem::path &path, std::span<const std::uint8
 
 // A JPEG of `img` no larger than maxW x maxH, aspect kept; empty for CMYK.
 std::vector<std::uint8_t> jpegThumbnail(const Image &img, int maxW, int maxH);
+std::vector<std::uint8_t> jpegThumbnail(const Image &img,
+                                        std::span<const std::uint8_t *const> planes, int maxW,
+                                        int maxH);
 
 }  // namespace ortavel::cli

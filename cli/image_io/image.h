@@ -38,6 +38,10 @@ const char *colourName(ColourModel c);
 // The host's image mode for a colour model and a depth (8 or 16 bits).
 std::int16_t hostImageMode(ColourModel c, int depth);
 
+// Everything of `img` but its samples: the planes come empty. Reads none of
+// the samples, so a reader may still be writing them.
+Image withoutSamples(const Image &img);
+
 // Makes a document of the given size with `planes` zeroed planes.
 void allocatePlanes(Image &img, std::int32_t width, std::int32_t height, int depth, int planes);
 

@@ -95,15 +95,20 @@ void checkWritable(const Image &img, FileFormat format, const std::filesystem::p
 
 void writeImage(const Image &img, FileFormat format, const std::filesystem::path &path,
                 const WriteOptions &opt) {
+  writeImage(img, ImageRows(img), format, path, opt);
+}
+
+void writeImage(const Image &img, const RowFeed &rows, FileFormat format,
+                const std::filesystem::path &path, const WriteOptions &opt) {
   switch (format) {
     case FileFormat::kJpeg:
-      writeJpeg(img, path, opt);
+      writeJpeg(img, rows, path, opt);
       return;
     case FileFormat::kPng:
-      writePng(img, path);
+      writePng(img, rows, path);
       return;
     case FileFormat::kTiff:
-      writeTiff(img, path, opt);
+      writeTiff(img, rows, path, opt);
       return;
   }
 }

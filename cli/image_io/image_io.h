@@ -34,5 +34,9 @@ void checkWritable(const Image &img, FileFormat format, const std::filesystem::p
 // Writes the whole file at `path` (normally a temporary name; see AtomicOutput).
 void writeImage(const Image &img, FileFormat format, const std::filesystem::path &path,
                 const WriteOptions &opt);
+// The same with the samples from `rows`: `img` need hold only the size,
+// colour and metadata. Throws RowsWithdrawn when the rows never come.
+void writeImage(const Image &img, const RowFeed &rows, FileFormat format,
+                const std::filesystem::path &path, const WriteOptions &opt);
 
 }  // namespace ortavel::cli

@@ -16,6 +16,7 @@
 
 #include <functional>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -70,6 +71,49 @@ struct Compressor {
 };
 
 const std::uint8_t kExifPrefix[6] = {'E', 'x', 'i', 'f', 0, 0};
+
+// A destination in memory, for a stream one of whose first markers is known
+// only once the picture is: the stream is kept, and the marker put in its
+// place when the file is written.
+struct MemoryDestination {
+  jpeg_destination_mgr pub{};  // first: libjpeg hands back its address
+  std::vector<std::uint8_t> bytes;
+
+  MemoryDestination() {
+    pub.init_destination = [](j_compress_ptr c) {
+      auto &d = self(c);
+      d.bytes.resize(std::size_t{1} << 20);
+      d.pub.next_output_byte = d.bytes.data();
+      d.pub.free_in_buffer = d.bytes.size();
+    };
+    pub.empty_output_buffer = [](j_compress_ptr c) -> boolean {
+      auto &d = self(c);
+      const std::size_t old = d.bytes.size();
+      d.bytes.resize(old * 2);
+      d.pub.next_output_byte = d.bytes.data() + old;
+      d.pub.free_in_buffer = d.bytes.size() - old;
+      return TRUE;
+    };
+    pub.term_destination = [](j_compress_ptr c) {
+      auto &d = self(c);
+      d.bytes.resize(d.used());
+    };
+  }
+  static MemoryDestination &self(j_compress_ptr c) {
+    return *reinterpret_cast<MemoryDestination *>(c->dest);
+  }
+  std::size_t used() const { return bytes.size() - pub.free_in_buffer; }
+};
+
+// The APP1 segment of an EXIF block, as jpeg_write_marker writes it.
+std::vector<std::uint8_t> exifSegment(const std::vector<std::uint8_t> &exif) {
+  const std::size_t length = 2 + sizeof kExifPrefix + exif.size();
+  std::vector<std::uint8_t> out = {0xFF, JPEG_APP0 + 1, static_cast<std::uint8_t>(length >> 8),
+                                   static_cast<std::uint8_t>(length & 0xFF)};
+  out.insert(out.end(), kExifPrefix, kExifPrefix + sizeof kExifPrefix);
+  out.insert(out.end(), exif.begin(), exif.end());
+  return out;
+}
 
 // The usual name of a luma-to-chroma ratio: 2 across and 2 down is 4:2:0.
 int samplingOf(int across, int down) {
@@ -253,11 +297,23 @@ ImageShape peekJpeg(const std::filesystem::path &path) {
   return {d.cinfo.image_width, d.cinfo.image_height, grey ? 1u : cmyk ? 4u : 3u, 1};
 }
 
-void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteOptions &opt) {
+void writeJpeg(const Image &img, const RowFeed &rows, const std::filesystem::path &path,
+               const WriteOptions &opt) {
   CFile f = createForWriting(path);
   Compressor c;
+  // A thumbnail in the EXIF block is made from the picture, whose rows may
+  // still be coming: the stream is then kept in memory and the block put in
+  // its place at the end, where it would have been written.
+  const bool exifLast = !rows.allFinal() && exifNeedsPicture(img.doc.exif);
+  MemoryDestination memory;
+  // An APP1 segment holds 65533 bytes after its length, the prefix included.
+  constexpr std::size_t kMostExif = 65533 - sizeof kExifPrefix;
   try {
-    jpeg_stdio_dest(&c.cinfo, f.get());
+    if (exifLast) {
+      c.cinfo.dest = &memory.pub;
+    } else {
+      jpeg_stdio_dest(&c.cinfo, f.get());
+    }
     c.cinfo.image_width = static_cast<JDIMENSION>(img.doc.width);
     c.cinfo.image_height = static_cast<JDIMENSION>(img.doc.height);
     const int planes = img.colourChannels();  // JPEG has no alpha: extra planes are dropped
@@ -276,13 +332,19 @@ void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteO
       c.cinfo.X_density = static_cast<UINT16>(std::min(std::lround(img.xDpi), 65535L));
       c.cinfo.Y_density = static_cast<UINT16>(std::min(std::lround(img.yDpi), 65535L));
     }
+    // Writes the file's first markers; the EXIF block comes right after them.
     jpeg_start_compress(&c.cinfo, TRUE);
-    // An APP1 segment holds 65533 bytes after its length, the prefix included.
-    const std::vector<std::uint8_t> exif = exifForOutput(img, 65533 - 6);
-    if (!exif.empty()) {
-      std::vector<JOCTET> app1(kExifPrefix, kExifPrefix + 6);
-      app1.insert(app1.end(), exif.begin(), exif.end());
-      jpeg_write_marker(&c.cinfo, JPEG_APP0 + 1, app1.data(), static_cast<unsigned>(app1.size()));
+    const std::size_t exifAt = memory.used();
+    if (!exifLast) {
+      const std::vector<std::uint8_t> exif = exifForOutput(
+          img,
+          rows.allFinal() ? rows.await(img.doc.height) : std::span<const std::uint8_t *const>{},
+          kMostExif);
+      if (!exif.empty()) {
+        std::vector<JOCTET> app1(kExifPrefix, kExifPrefix + 6);
+        app1.insert(app1.end(), exif.begin(), exif.end());
+        jpeg_write_marker(&c.cinfo, JPEG_APP0 + 1, app1.data(), static_cast<unsigned>(app1.size()));
+      }
     }
     if (!img.doc.icc.empty()) {
       jpeg_write_icc_profile(&c.cinfo, img.doc.icc.data(),
@@ -291,11 +353,23 @@ void writeJpeg(const Image &img, const std::filesystem::path &path, const WriteO
     std::vector<JSAMPLE> row(static_cast<std::size_t>(img.doc.width) * planes);
     // CMYK goes out with an Adobe marker, so in the host's own ink convention.
     while (c.cinfo.next_scanline < c.cinfo.image_height) {
-      packRow(img, static_cast<int>(c.cinfo.next_scanline), planes, 8, false, row.data());
-      JSAMPROW rows[1] = {row.data()};
-      jpeg_write_scanlines(&c.cinfo, rows, 1);
+      const auto y = static_cast<int>(c.cinfo.next_scanline);
+      packRow(img, rows.await(y + 1), y, planes, 8, false, row.data());
+      JSAMPROW one[1] = {row.data()};
+      jpeg_write_scanlines(&c.cinfo, one, 1);
     }
     jpeg_finish_compress(&c.cinfo);
+    if (exifLast) {
+      const std::vector<std::uint8_t> exif =
+          exifForOutput(img, rows.await(img.doc.height), kMostExif);
+      const std::vector<std::uint8_t> app1 =
+          exif.empty() ? std::vector<std::uint8_t>{} : exifSegment(exif);
+      const std::span<const std::uint8_t> all(memory.bytes);
+      for (const auto part :
+           {all.first(exifAt), std::span<const std::uint8_t>(app1), all.subspan(exifAt)}) {
+        if (std::fwrite(part.data(), 1, part.size(), f.get()) != part.size()) break;
+      }
+    }
   } catch (const JpegFault &e) {
     throw failure(path.string() + ": cannot write JPEG: " + e.text);
   }

@@ -160,7 +160,7 @@ ImageShape peekPng(const std::filesystem::path &path) {
   }
 }
 
-void writePng(const Image &img, const std::filesystem::path &path) {
+void writePng(const Image &img, const RowFeed &rows, const std::filesystem::path &path) {
   if (img.colour == ColourModel::kCmyk) {
     throw usageError(path.string() + ": PNG cannot hold CMYK; write a TIFF or JPEG file instead");
   }
@@ -169,8 +169,14 @@ void writePng(const Image &img, const std::filesystem::path &path) {
     throw usageError(path.string() +
                      ": PNG holds one alpha plane at most; write a TIFF file instead");
   }
-  // libpng keeps a pointer to the block until the file is written.
-  const std::vector<std::uint8_t> exif = exifForOutput(img, 0x7FFFFFFF);
+  // libpng keeps a pointer to the block until the file is written. It goes
+  // before the pixels, so a thumbnail made from them waits for every row.
+  const bool thumbnail = exifNeedsPicture(img.doc.exif);
+  const std::vector<std::uint8_t> exif =
+      exifForOutput(img,
+                    thumbnail || rows.allFinal() ? rows.await(img.doc.height)
+                                                 : std::span<const std::uint8_t *const>{},
+                    0x7FFFFFFF);
   CFile f = createForWriting(path);
   png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, pngError, pngWarning);
   if (!png) throw std::bad_alloc();
@@ -213,7 +219,7 @@ void writePng(const Image &img, const std::filesystem::path &path) {
     if (bits == 16 && littleEndianMachine()) png_set_swap(png);
     std::vector<png_byte> row(static_cast<std::size_t>(img.doc.width) * planes * (bits / 8));
     for (int y = 0; y < img.doc.height; ++y) {
-      packRow(img, y, planes, bits, false, row.data());
+      packRow(img, rows.await(y + 1), y, planes, bits, false, row.data());
       png_write_row(png, row.data());
     }
     png_write_end(png, info);

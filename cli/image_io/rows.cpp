@@ -20,13 +20,19 @@ std::uint16_t invertHost16(std::uint16_t h) {
 }  // namespace
 
 void packRow(const Image &img, int y, int planes, int fileBits, bool invertColour, void *row) {
+  const std::vector<const std::uint8_t *> starts = hostemu::planeStarts(img.doc);
+  packRow(img, starts, y, planes, fileBits, invertColour, row);
+}
+
+void packRow(const Image &img, std::span<const std::uint8_t *const> starts, int y, int planes,
+             int fileBits, bool invertColour, void *row) {
   const std::size_t w = static_cast<std::size_t>(img.doc.width);
   const std::size_t n = static_cast<std::size_t>(planes);
   const std::size_t colour = static_cast<std::size_t>(invertColour ? img.colourChannels() : 0);
   const std::int32_t bps = img.doc.bytesPerSample();
   std::vector<const std::uint8_t *> from(n);
   for (std::size_t p = 0; p < n; ++p) {
-    from[p] = img.doc.planes[p].samples.data() + static_cast<std::size_t>(y) * w * bps;
+    from[p] = starts[p] + static_cast<std::size_t>(y) * w * bps;
   }
   if (img.doc.depth == 8 && fileBits == 8) {
     auto *out = static_cast<std::uint8_t *>(row);

@@ -582,7 +582,8 @@ ImageShape peekTiff(const std::filesystem::path &path) {
   return {width, height, spp, bits > 8 ? 2u : 1u};
 }
 
-void writeTiff(const Image &img, const std::filesystem::path &path, const WriteOptions &opt) {
+void writeTiff(const Image &img, const RowFeed &rows, const std::filesystem::path &path,
+               const WriteOptions &opt) {
   Diagnostics diag;
   const bool big = img.doc.planeBytes() * img.doc.planes.size() > 0xF0000000u;
   Tiff t = open(path, big ? "w8" : "w", diag);
@@ -636,12 +637,21 @@ void writeTiff(const Image &img, const std::filesystem::path &path, const WriteO
   if (tags.model) TIFFSetField(tif, TIFFTAG_MODEL, tags.model->c_str());
   if (tags.focalLengthMm) TIFFSetField(tif, TIFFTAG_EXIFIFD, static_cast<toff_t>(0));
   const bool invert = img.colour == ColourModel::kCmyk;
+  // The strips' threads report failures as text: a withdrawal is told apart.
+  std::atomic<bool> withdrawn{false};
   const std::string stripError = writeTiffStrips(
       tif, layout,
       [&](std::uint32_t y, void *row) {
-        packRow(img, static_cast<int>(y), planes, bits, invert, row);
+        try {
+          packRow(img, rows.await(static_cast<std::int32_t>(y) + 1), static_cast<int>(y), planes,
+                  bits, invert, row);
+        } catch (const RowsWithdrawn &) {
+          withdrawn = true;
+          throw;
+        }
       },
       std::max<int>(1, GetNumProcessors()));
+  if (withdrawn) throw RowsWithdrawn();
   if (!stripError.empty() || !diag.firstError.empty())
     throw failure(path.string() +
                   ": cannot write TIFF: " + (stripError.empty() ? diag.firstError : stripError));

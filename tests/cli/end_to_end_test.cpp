@@ -15,6 +15,7 @@
 #include "exit_codes.h"
 #include "image_io/exif_block.h"
 #include "image_io/image_io.h"
+#include "processor_limit.h"
 #include "run_cli.h"
 #include "settings_file.h"
 
@@ -310,6 +311,45 @@ TEST_F(EndToEnd, AFullDiskFailsCleanly) {
   EXPECT_EQ(r.errLines(), 1) << r.err;
   EXPECT_NE(r.err.find("big.tif"), std::string::npos) << r.err;
   EXPECT_EQ(strays({}), std::vector<std::string>{});
+}
+
+TEST_F(EndToEnd, AFileWrittenWhileTheFilterRunsIsTheOneWrittenAfterByteForByte) {
+  // A single file is encoded from the rows the host tells final while later
+  // tiles are still filtered; on one thread it is encoded after the run.
+  // Three bands of the host's tiles, so that rows are told during the run.
+  // A camera's EXIF block with a thumbnail, which is made again from the
+  // corrected picture: JPEG writes it in its place once the last row is in.
+  struct Case {
+    const char *name;
+    ColourModel colour;
+    int depth, alpha;
+    bool exif;
+  } cases[] = {{"rgb8.jpg", ColourModel::kRgb, 8, 0, false},
+               {"exif.jpg", ColourModel::kRgb, 8, 0, true},
+               {"grey-exif.png", ColourModel::kGrey, 8, 0, true},
+               {"greya16.png", ColourModel::kGrey, 16, 1, false},
+               {"cmyka16.tif", ColourModel::kCmyk, 16, 1, false},
+               {"rgb8.tif", ColourModel::kRgb, 8, 0, true}};
+  if (usableProcessors() < 2) GTEST_SKIP() << "one processor: nothing runs beside the filter";
+  const std::vector<std::uint8_t> camera =
+      readImage(kData / "exif/exif-jpeg/npm-exif-js_DSCN0614_small.jpg").doc.exif;
+  ASSERT_FALSE(camera.empty());
+  for (const auto &c : cases) {
+    SCOPED_TRACE(c.name);
+    Image in = picture(c.colour, c.depth, c.alpha, 700, 1300);
+    if (c.exif) in.doc.exif = camera;
+    writeImage(in, formatForName(c.name).value(), at(c.name), {});
+    const std::string single = std::string("single-") + c.name;
+    ok({"correct", at(c.name).string(), at(single).string(), "-q", "--k1", "-0.1", "--k2", "0.02"});
+    const std::string after = std::string("after-") + c.name;
+    ok({"correct", at(c.name).string(), at(after).string(), "-q", "--k1", "-0.1", "--k2", "0.02",
+        "--threads", "1"});
+    std::ifstream a(at(single), std::ios::binary), b(at(after), std::ios::binary);
+    const std::string one{std::istreambuf_iterator<char>(a), {}};
+    const std::string two{std::istreambuf_iterator<char>(b), {}};
+    ASSERT_GT(one.size(), 10000u);
+    EXPECT_TRUE(one == two) << one.size() << " bytes against " << two.size();
+  }
 }
 
 TEST_F(EndToEnd, ABatchGoesOnPastABadFile) {
