@@ -66,6 +66,22 @@ struct Document {
   }
 };
 
+// Everything of `doc` but its samples: as many planes, each empty, with the
+// same targets. Reads no sample, so a reader may still be writing them.
+inline Document withoutSamples(const Document &doc) {
+  Document out;
+  out.width = doc.width;
+  out.height = doc.height;
+  out.depth = doc.depth;
+  out.imageMode = doc.imageMode;
+  out.exif = doc.exif;
+  out.icc = doc.icc;
+  out.resolutionDpi = doc.resolutionDpi;
+  out.planes.reserve(doc.planes.size());
+  for (const Plane &p : doc.planes) out.planes.push_back(Plane{{}, p.targeted});
+  return out;
+}
+
 // Waits until rows 0..rows-1 of `doc` are written. False when its reader
 // stopped short of them; the rows past those it wrote must not be read.
 inline bool awaitRows(const Document &doc, std::int32_t rows) {

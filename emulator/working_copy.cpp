@@ -18,20 +18,11 @@ bool meets(const VRect &a, const VRect &b) {
 }  // namespace
 
 Document hollowCopy(const Document &doc) {
-  Document out;
-  out.width = doc.width;
-  out.height = doc.height;
-  out.depth = doc.depth;
-  out.imageMode = doc.imageMode;
-  out.exif = doc.exif;
-  out.icc = doc.icc;
-  out.resolutionDpi = doc.resolutionDpi;
-  out.planes.resize(doc.planes.size());
+  Document out = withoutSamples(doc);
   for (std::size_t i = 0; i < doc.planes.size(); ++i) {
     Samples &to = out.planes[i].samples;
     reserveAdvised(to, doc.planes[i].samples.size());
     to.resize(doc.planes[i].samples.size());  // not initialised: written back or filled in later
-    out.planes[i].targeted = doc.planes[i].targeted;
   }
   return out;
 }

@@ -43,22 +43,13 @@ std::int16_t hostImageMode(ColourModel c, int depth) {
 
 Image withoutSamples(const Image &img) {
   Image out;
+  out.doc = hostemu::withoutSamples(img.doc);
   out.colour = img.colour;
   out.format = img.format;
   out.fileBits = img.fileBits;
   out.xDpi = img.xDpi;
   out.yDpi = img.yDpi;
   out.jpegSampling = img.jpegSampling;
-  const hostemu::Document &d = img.doc;
-  out.doc.width = d.width;
-  out.doc.height = d.height;
-  out.doc.depth = d.depth;
-  out.doc.imageMode = d.imageMode;
-  out.doc.exif = d.exif;
-  out.doc.icc = d.icc;
-  out.doc.resolutionDpi = d.resolutionDpi;
-  out.doc.planes.reserve(d.planes.size());
-  for (const hostemu::Plane &p : d.planes) out.doc.planes.push_back(hostemu::Plane{{}, p.targeted});
   return out;
 }
 
