@@ -367,7 +367,8 @@ void writeJpeg(const Image &img, const RowFeed &rows, const std::filesystem::pat
       const std::span<const std::uint8_t> all(memory.bytes);
       for (const auto part :
            {all.first(exifAt), std::span<const std::uint8_t>(app1), all.subspan(exifAt)}) {
-        if (std::fwrite(part.data(), 1, part.size(), f.get()) != part.size()) break;
+        if (!part.empty() && std::fwrite(part.data(), 1, part.size(), f.get()) != part.size())
+          break;
       }
     }
   } catch (const JpegFault &e) {

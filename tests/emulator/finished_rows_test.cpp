@@ -102,14 +102,15 @@ TEST(FinishedRows, ReadersWaitForTheirRowsAndAWithdrawalWaitsForReaders) {
   EXPECT_EQ(got.load(), 40);
 
   // A reader busy with rows it was given keeps them until it lets go.
-  std::atomic<bool> left{false};
+  std::atomic<bool> reading{false}, left{false};
   std::thread busy([&] {
     FinishedRows::Reader r(rows);
     (void)rows.await(50);
+    reading = true;
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     left = true;
   });
-  std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  while (!reading) std::this_thread::yield();
   rows.withdraw();
   EXPECT_TRUE(left.load());
   busy.join();
