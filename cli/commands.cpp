@@ -300,11 +300,15 @@ ExitCode runCorrect(const CommandLine &cl) {
       if (reading) reading->finish();
       if (interrupted()) throw CliError(ExitCode::kInterrupted, in + ": interrupted");
     };
-    // A lone picture is encoded while the filter works on the rows below;
-    // a batch keeps its other jobs' encoding for that. Margins change the
-    // picture's size inside the run, so their output is written after it.
-    const bool encodeDuringRun =
-        n == 1 && !chosen.settings.margins.any() && usableProcessors() >= 2;
+    // A lone picture's JPEG or PNG is encoded while the filter works on the
+    // rows below, on the processor the filter leaves idle while it waits for
+    // rows being read; a batch keeps its other jobs' encoding for that. TIFF
+    // strips are compressed on every processor once the filter is done:
+    // beside it they only competed with it (zstd took longer, Deflate the
+    // same). Margins change the picture's size inside the run, so their
+    // output is written after it too.
+    const bool encodeDuringRun = n == 1 && formats[i] != FileFormat::kTiff &&
+                                 !chosen.settings.margins.any() && usableProcessors() >= 2;
     try {
       if (encodeDuringRun) {
         AtomicOutput file(out, cl.force);

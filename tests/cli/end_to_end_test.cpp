@@ -326,10 +326,9 @@ TEST_F(EndToEnd, AFileWrittenWhileTheFilterRunsIsTheOneWrittenAfterByteForByte) 
     bool exif;
   } cases[] = {{"rgb8.jpg", ColourModel::kRgb, 8, 0, false},
                {"exif.jpg", ColourModel::kRgb, 8, 0, true},
+               {"cmyk8.jpg", ColourModel::kCmyk, 8, 0, false},
                {"grey-exif.png", ColourModel::kGrey, 8, 0, true},
-               {"greya16.png", ColourModel::kGrey, 16, 1, false},
-               {"cmyka16.tif", ColourModel::kCmyk, 16, 1, false},
-               {"rgb8.tif", ColourModel::kRgb, 8, 0, true}};
+               {"greya16.png", ColourModel::kGrey, 16, 1, false}};
   if (usableProcessors() < 2) GTEST_SKIP() << "one processor: nothing runs beside the filter";
   const std::vector<std::uint8_t> camera =
       readImage(kData / "exif/exif-jpeg/npm-exif-js_DSCN0614_small.jpg").doc.exif;

@@ -6,10 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "exit_codes.h"
@@ -117,6 +120,50 @@ TEST(ImageRoundTrip, ExifIccAndResolutionTravel) {
     EXPECT_EQ(back.focalLengthMm.value_or(0.0), 24.0);
     if (f != FileFormat::kTiff) {
       EXPECT_EQ(out.doc.exif, exif);  // byte for byte
+    }
+  }
+}
+
+TEST(ImageWrite, RowsThatComeLateMakeTheSameFileAndRowsTakenBackMakeNone) {
+  TempDir dir;
+  const Image img = ramp(ColourModel::kRgb, 1, 90, 300);
+  const Image shape = withoutSamples(img);
+  WriteOptions opt;
+  for (FileFormat f : {FileFormat::kJpeg, FileFormat::kPng, FileFormat::kTiff}) {
+    SCOPED_TRACE(formatName(f));
+    writeImage(img, f, dir / "whole.img", opt);
+    for (const bool takenBack : {false, true}) {
+      // Rows told a few at a time from another thread, as a host tells them.
+      hostemu::FinishedRows rows(img.doc.height);
+      rows.begin(hostemu::planeStarts(img.doc));
+      std::thread host([&] {
+        for (int y = 8; y <= (takenBack ? 120 : img.doc.height); y += 8) {
+          rows.finished(y);
+          std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+        if (takenBack) {
+          rows.withdraw();
+        } else {
+          rows.complete(hostemu::planeStarts(img.doc));
+        }
+      });
+      bool withdrawn = false;
+      {
+        hostemu::FinishedRows::Reader reading(rows);
+        try {
+          writeImage(shape, FilterOutputRows(rows), f, dir / "late.img", opt);
+        } catch (const RowsWithdrawn &) {
+          withdrawn = true;
+        }
+      }
+      host.join();
+      EXPECT_EQ(withdrawn, takenBack);
+      if (!takenBack) {
+        std::ifstream a(dir / "whole.img", std::ios::binary), b(dir / "late.img", std::ios::binary);
+        const std::string whole{std::istreambuf_iterator<char>(a), {}};
+        const std::string late{std::istreambuf_iterator<char>(b), {}};
+        EXPECT_TRUE(whole == late) << whole.size() << " bytes against " << late.size();
+      }
     }
   }
 }
