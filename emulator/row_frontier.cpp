@@ -15,6 +15,8 @@ bool RowFrontier::add(const WrittenBlock &b) {
     return true;
   }
   pending_.push_back(b);
+  // Only a block on the first row not yet whole can make it whole.
+  if (r.top > rows_) return true;
   std::int32_t through = 0;
   while (rows_ < height_ && rowCovered(rows_, through)) {
     rows_ = through;

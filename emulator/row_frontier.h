@@ -24,8 +24,9 @@ class RowFrontier {
   // Rows 0..rows()-1 are written whole.
   std::int32_t rows() const { return rows_; }
 
-  // Past this many blocks waiting below the count, the count is given up.
-  static constexpr std::size_t kMostPending = 4096;
+  // Past this many blocks waiting below the count, the count is given up: a
+  // block on the first row not yet whole is checked against all of them.
+  static constexpr std::size_t kMostPending = 1024;
 
  private:
   // Whether row y is covered on every plane by the pending blocks; if so,
