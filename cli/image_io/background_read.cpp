@@ -22,9 +22,9 @@ BackgroundRead::BackgroundRead(const std::filesystem::path &path, const ReadLimi
       image_ = &tiff_->image();
       break;
     case FileFormat::kPng:
-      whole_ = std::make_unique<Image>(readImage(path, limits));
-      image_ = whole_.get();
-      return;
+      png_ = std::make_unique<PngReader>(path, limits);
+      image_ = &png_->image();
+      break;
   }
   // Every row exists before the host sees the planes: their sizes never
   // change while it reads them. Their memory is still untouched.
@@ -50,7 +50,9 @@ void BackgroundRead::decode() {
       arriving_->arrived(rows);
       return !abandon_ && !(stopAsked_ && stopAsked_());
     };
-    const bool all = jpeg_ ? jpeg_->readRows(progress) : tiff_->readRows(progress);
+    const bool all = jpeg_  ? jpeg_->readRows(progress)
+                     : png_ ? png_->readRows(progress)
+                            : tiff_->readRows(progress);
     if (!all && !abandon_) failure_ = stopped_ ? stopped_() : nullptr;
   } catch (...) {
     failure_ = std::current_exception();

@@ -1,9 +1,9 @@
 // A picture read while it is already being corrected. The header is read at
-// once; the rows of a JPEG or a TIFF are then decoded top to bottom on a
-// thread of their own (a TIFF's strips on every processor, as always), and
-// the document counts them (hostemu::Document::arriving), so that the host
-// serves the filter's first tiles while the bottom of the picture is still
-// being read. A PNG is read whole before the constructor returns.
+// once; the rows are then decoded top to bottom on a thread of their own (a
+// TIFF's strips on every processor, as always), and the document counts them
+// (hostemu::Document::arriving), so that the host serves the filter's first
+// tiles while the bottom of the picture is still being read. An interlaced
+// PNG tells its rows only at the end.
 #pragma once
 
 #include <atomic>
@@ -19,6 +19,7 @@
 namespace ortavel::cli {
 
 class JpegReader;
+class PngReader;
 class TiffReader;
 
 class BackgroundRead {
@@ -44,9 +45,9 @@ class BackgroundRead {
  private:
   void decode();
 
-  std::unique_ptr<JpegReader> jpeg_;  // one of the two readers, or
+  std::unique_ptr<JpegReader> jpeg_;  // one of the three readers
+  std::unique_ptr<PngReader> png_;
   std::unique_ptr<TiffReader> tiff_;
-  std::unique_ptr<Image> whole_;  // the picture, read whole at construction
   Image *image_ = nullptr;
   std::shared_ptr<hostemu::ArrivingRows> arriving_;
   std::function<bool()> stopAsked_;

@@ -78,6 +78,25 @@ class TiffReader {
   std::unique_ptr<State> s_;
 };
 
+// A PNG file read in the same two steps. The constructor reads the chunks
+// before the pixels (profile, resolution, EXIF); rows are told every
+// kRowsPerReport rows, or all at once at the end for an interlaced file.
+// Both throw CliError (bad input) as readPng does.
+class PngReader {
+ public:
+  PngReader(const std::filesystem::path &path, const ReadLimits &limits);
+  ~PngReader();
+  PngReader(const PngReader &) = delete;
+  PngReader &operator=(const PngReader &) = delete;
+
+  Image &image();
+  bool readRows(const RowProgress &progress);
+
+ private:
+  struct State;
+  std::unique_ptr<State> s_;
+};
+
 // The header alone, for planning: what reading the file would allocate.
 // Throws CliError (bad input) like the readers when the header is unreadable.
 ImageShape peekJpeg(const std::filesystem::path &path);

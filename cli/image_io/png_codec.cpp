@@ -56,17 +56,29 @@ bool littleEndianMachine() {
 
 }  // namespace
 
-Image readPng(const std::filesystem::path &path, const ReadLimits &limits) {
-  std::uint64_t fileBytes = 0;
-  CFile f = openForReading(path, fileBytes);
-  PngRead reader;
-  png_structp png = reader.png;
-  png_infop info = reader.info;
-
+struct PngReader::State {
+  std::filesystem::path path;
+  CFile file;
+  std::unique_ptr<PngRead> reader = std::make_unique<PngRead>();
   Image img;
+  int channels = 0;
+  int bits = 0;
+  int passes = 1;
+  std::size_t rowBytes = 0;
+};
+
+PngReader::PngReader(const std::filesystem::path &path, const ReadLimits &limits)
+    : s_(std::make_unique<State>()) {
+  State &s = *s_;
+  s.path = path;
+  std::uint64_t fileBytes = 0;
+  s.file = openForReading(path, fileBytes);
+  png_structp png = s.reader->png;
+  png_infop info = s.reader->info;
+  Image &img = s.img;
   img.format = FileFormat::kPng;
   try {
-    png_init_io(png, f.get());
+    png_init_io(png, s.file.get());
     png_set_option(png, PNG_SKIP_sRGB_CHECK_PROFILE, PNG_OPTION_ON);
     png_set_benign_errors(png, 1);
     png_set_user_limits(png, 0x7fffffff, 0x7fffffff);
@@ -84,17 +96,17 @@ Image readPng(const std::filesystem::path &path, const ReadLimits &limits) {
     // 16-bit samples are kept whole, in the machine's byte order.
     png_set_expand(png);
     if (bitDepth == 16 && littleEndianMachine()) png_set_swap(png);
-    const int passes = png_set_interlace_handling(png);
+    s.passes = png_set_interlace_handling(png);
     png_read_update_info(png, info);
 
-    const int channels = png_get_channels(png, info);
-    const int bits = png_get_bit_depth(png, info);
-    img.colour = channels <= 2 ? ColourModel::kGrey : ColourModel::kRgb;
-    img.fileBits = bits;
-    checkClaimedSize(path, width, height, static_cast<std::uint64_t>(channels),
-                     static_cast<std::uint64_t>(bits / 8), limits);
-    beginPlanes(img, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), bits,
-                channels);
+    s.channels = png_get_channels(png, info);
+    s.bits = png_get_bit_depth(png, info);
+    img.colour = s.channels <= 2 ? ColourModel::kGrey : ColourModel::kRgb;
+    img.fileBits = s.bits;
+    checkClaimedSize(path, width, height, static_cast<std::uint64_t>(s.channels),
+                     static_cast<std::uint64_t>(s.bits / 8), limits);
+    beginPlanes(img, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height), s.bits,
+                s.channels);
 
     png_bytep exif = nullptr;
     png_uint_32 exifLen = 0;
@@ -115,30 +127,61 @@ Image readPng(const std::filesystem::path &path, const ReadLimits &limits) {
       img.xDpi = resX * kMetresPerInch;
       img.yDpi = resY * kMetresPerInch;
     }
-
-    const std::size_t rowBytes = png_get_rowbytes(png, info);
-    if (passes == 1) {
-      std::vector<png_byte> row(rowBytes);
-      for (png_uint_32 y = 0; y < height; ++y) {
-        png_read_row(png, row.data(), nullptr);
-        growRows(img, static_cast<std::int64_t>(y) + 1);
-        unpackRow(img, static_cast<int>(y), channels, bits, false, row.data());
-      }
-    } else {
-      // An interlaced picture needs all its rows at once.
-      std::vector<png_byte> all(rowBytes * height);
-      std::vector<png_bytep> rows(height);
-      for (png_uint_32 y = 0; y < height; ++y) rows[y] = all.data() + rowBytes * y;
-      png_read_image(png, rows.data());
-      growRows(img, height);
-      for (png_uint_32 y = 0; y < height; ++y)
-        unpackRow(img, static_cast<int>(y), channels, bits, false, rows[y]);
-    }
-    png_read_end(png, nullptr);
+    s.rowBytes = png_get_rowbytes(png, info);
   } catch (const PngFault &e) {
     throw inputError(path.string() + ": not a readable PNG image (" + e.text + ")");
   }
-  return img;
+}
+
+PngReader::~PngReader() = default;
+
+Image &PngReader::image() {
+  return s_->img;
+}
+
+bool PngReader::readRows(const RowProgress &progress) {
+  State &s = *s_;
+  png_structp png = s.reader->png;
+  Image &img = s.img;
+  const std::int32_t height = img.doc.height;
+  try {
+    if (s.passes == 1) {
+      std::vector<png_byte> row(s.rowBytes);
+      for (std::int32_t y = 0; y < height; ++y) {
+        png_read_row(png, row.data(), nullptr);
+        growRows(img, static_cast<std::int64_t>(y) + 1);
+        unpackRow(img, y, s.channels, s.bits, false, row.data());
+        // Told every few rows: a row alone is too little work to announce.
+        if (progress && ((y + 1) % kRowsPerReport == 0 || y + 1 == height) && !progress(y + 1))
+          return false;
+      }
+    } else {
+      // An interlaced picture has its rows only once the last pass is read.
+      const auto h = static_cast<std::size_t>(height);
+      std::vector<png_byte> all(s.rowBytes * h);
+      std::vector<png_bytep> rows(h);
+      for (std::size_t y = 0; y < h; ++y) rows[y] = all.data() + s.rowBytes * y;
+      png_read_image(png, rows.data());
+      growRows(img, height);
+      for (std::int32_t y = 0; y < height; ++y)
+        unpackRow(img, y, s.channels, s.bits, false, rows[static_cast<std::size_t>(y)]);
+      if (progress && !progress(height)) return false;
+    }
+    png_read_end(png, nullptr);
+  } catch (const PngFault &e) {
+    throw inputError(s.path.string() + ": not a readable PNG image (" + e.text + ")");
+  }
+  // The picture may be corrected for a while yet: the file and libpng's
+  // buffers go now.
+  s.reader.reset();
+  s.file = CFile();
+  return true;
+}
+
+Image readPng(const std::filesystem::path &path, const ReadLimits &limits) {
+  PngReader reader(path, limits);
+  reader.readRows({});
+  return std::move(reader.image());
 }
 
 ImageShape peekPng(const std::filesystem::path &path) {
