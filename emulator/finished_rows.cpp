@@ -14,14 +14,13 @@ std::vector<const std::uint8_t *> planeStarts(const Document &doc) {
 void FinishedRows::begin(std::vector<const std::uint8_t *> planes) {
   std::lock_guard lock(mutex_);
   if (completed_ || withdrawn_.load(std::memory_order_relaxed)) return;
-  if (begun_) {
+  if (begun_ && planes != planes_ && ready_.load(std::memory_order_relaxed) > 0) {
     // A second working copy: rows told of the first may have been read there.
-    if (planes != planes_ && ready_.load(std::memory_order_relaxed) > 0) {
-      withdrawn_.store(true, std::memory_order_release);
-      changed_.notify_all();
-    }
+    withdrawn_.store(true, std::memory_order_release);
+    changed_.notify_all();
     return;
   }
+  // Before any row is told nobody holds the planes: a new copy replaces them.
   planes_ = std::move(planes);
   begun_ = true;
 }

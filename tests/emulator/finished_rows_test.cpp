@@ -140,6 +140,17 @@ TEST(FinishedRows, ACommitTellsEveryRowUnlessItsPlanesAreNotTheOnesTold) {
     EXPECT_TRUE(rows.withdrawn());
   }
   {
+    // A second working copy before any row was told replaces the first; after
+    // one was, it takes the rows back.
+    FinishedRows rows(30);
+    rows.begin({&a});
+    rows.begin({&b});
+    rows.finished(10);
+    EXPECT_EQ(rows.await(10)[0], &b);
+    rows.begin({&a});
+    EXPECT_TRUE(rows.withdrawn());
+  }
+  {
     FinishedRows rows(30);
     rows.begin({&a});
     rows.finished(10);
