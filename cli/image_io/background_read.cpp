@@ -14,18 +14,16 @@ BackgroundRead::BackgroundRead(const std::filesystem::path &path, const ReadLimi
     : stopAsked_(std::move(stopAsked)), stopped_(std::move(stopped)) {
   switch (sniffFormat(path)) {
     case FileFormat::kJpeg:
-      jpeg_ = std::make_unique<JpegReader>(path, limits);
-      image_ = &jpeg_->image();
+      reader_ = std::make_unique<JpegReader>(path, limits);
       break;
     case FileFormat::kTiff:
-      tiff_ = std::make_unique<TiffReader>(path, limits);
-      image_ = &tiff_->image();
+      reader_ = std::make_unique<TiffReader>(path, limits);
       break;
     case FileFormat::kPng:
-      png_ = std::make_unique<PngReader>(path, limits);
-      image_ = &png_->image();
+      reader_ = std::make_unique<PngReader>(path, limits);
       break;
   }
+  image_ = &reader_->image();
   // Every row exists before the host sees the planes: their sizes never
   // change while it reads them. Their memory is still untouched.
   growRows(*image_, image_->doc.height);
@@ -50,9 +48,7 @@ void BackgroundRead::decode() {
       arriving_->arrived(rows);
       return !abandon_ && !(stopAsked_ && stopAsked_());
     };
-    const bool all = jpeg_  ? jpeg_->readRows(progress)
-                     : png_ ? png_->readRows(progress)
-                            : tiff_->readRows(progress);
+    const bool all = reader_->readRows(progress);
     if (!all && !abandon_) failure_ = stopped_ ? stopped_() : nullptr;
   } catch (...) {
     failure_ = std::current_exception();

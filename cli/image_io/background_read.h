@@ -18,9 +18,7 @@
 
 namespace ortavel::cli {
 
-class JpegReader;
-class PngReader;
-class TiffReader;
+class RowReader;
 
 class BackgroundRead {
  public:
@@ -45,9 +43,7 @@ class BackgroundRead {
  private:
   void decode();
 
-  std::unique_ptr<JpegReader> jpeg_;  // one of the three readers
-  std::unique_ptr<PngReader> png_;
-  std::unique_ptr<TiffReader> tiff_;
+  std::unique_ptr<RowReader> reader_;
   Image *image_ = nullptr;
   std::shared_ptr<hostemu::ArrivingRows> arriving_;
   std::function<bool()> stopAsked_;

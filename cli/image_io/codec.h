@@ -36,61 +36,65 @@ Image readTiff(const std::filesystem::path &path, const ReadLimits &limits = {})
 using RowProgress = std::function<bool(std::int32_t rows)>;
 inline constexpr std::int32_t kRowsPerReport = 16;
 
-// A JPEG file read in two steps: the constructor reads the header and sizes
-// the planes (address space, not memory); readRows() then decodes the rows
-// top to bottom. Both throw CliError (bad input) as readJpeg does.
-class JpegReader {
+// A file read in two steps: the constructor of each reader below reads the
+// header and the metadata and sizes the planes (address space, not memory);
+// readRows() then decodes the rows top to bottom, so that nothing of the
+// picture but its rows changes meanwhile. Both throw CliError (bad input) as
+// the format's read function does.
+class RowReader {
  public:
-  JpegReader(const std::filesystem::path &path, const ReadLimits &limits);
-  ~JpegReader();
-  JpegReader(const JpegReader &) = delete;
-  JpegReader &operator=(const JpegReader &) = delete;
-
+  virtual ~RowReader() = default;
   // The picture: its size, colour and metadata from the header; rows as read.
-  Image &image();
+  virtual Image &image() = 0;
   // Decodes every row into the planes, telling `progress` (when given) how
   // far it is; when it answers false, reading stops there and readRows
   // returns false, the rows below unwritten.
-  bool readRows(const RowProgress &progress);
+  virtual bool readRows(const RowProgress &progress) = 0;
+};
+
+// JPEG: rows told every kRowsPerReport rows.
+class JpegReader final : public RowReader {
+ public:
+  JpegReader(const std::filesystem::path &path, const ReadLimits &limits);
+  ~JpegReader() override;
+  JpegReader(const JpegReader &) = delete;
+  JpegReader &operator=(const JpegReader &) = delete;
+  Image &image() override;
+  bool readRows(const RowProgress &progress) override;
 
  private:
   struct State;
   std::unique_ptr<State> s_;
 };
 
-// A TIFF file read in the same two steps. The constructor also reads the
-// metadata (profile, resolution, camera tags), so that nothing of the
-// picture but its rows changes while readRows() runs. Rows are told as the
-// strips from the top are done, or all at once at the end for tiled files
-// and separate planes. Both throw CliError (bad input) as readTiff does.
-class TiffReader {
+// TIFF: the metadata are the profile, resolution and camera tags; rows are
+// told as the strips from the top are done, or all at once at the end for
+// tiled files and separate planes.
+class TiffReader final : public RowReader {
  public:
   TiffReader(const std::filesystem::path &path, const ReadLimits &limits);
-  ~TiffReader();
+  ~TiffReader() override;
   TiffReader(const TiffReader &) = delete;
   TiffReader &operator=(const TiffReader &) = delete;
-
-  Image &image();
-  bool readRows(const RowProgress &progress);
+  Image &image() override;
+  bool readRows(const RowProgress &progress) override;
 
  private:
   struct State;
   std::unique_ptr<State> s_;
 };
 
-// A PNG file read in the same two steps. The constructor reads the chunks
-// before the pixels (profile, resolution, EXIF); rows are told every
-// kRowsPerReport rows, or all at once at the end for an interlaced file.
-// Both throw CliError (bad input) as readPng does.
-class PngReader {
+// PNG: the metadata are the chunks before the pixels (profile, resolution,
+// EXIF); rows are told every kRowsPerReport rows, or all at once at the end
+// for an interlaced file.
+class PngReader final : public RowReader {
  public:
   PngReader(const std::filesystem::path &path, const ReadLimits &limits);
-  ~PngReader();
+  ~PngReader() override;
   PngReader(const PngReader &) = delete;
   PngReader &operator=(const PngReader &) = delete;
-
-  Image &image();
-  bool readRows(const RowProgress &progress);
+  Image &image() override;
+  bool readRows(const RowProgress &progress) override;
 
  private:
   struct State;
