@@ -110,19 +110,17 @@ namespace {
 // Whether rows top..bottom-1 of the grant hold what `doc` holds under them.
 bool sameAsDocument(const TileGrant &g, const Document &doc, std::int32_t top,
                     std::int32_t bottom) {
-  const std::size_t bps = static_cast<std::size_t>(doc.bytesPerSample());
   const std::size_t nplanes = static_cast<std::size_t>(g.hi) - static_cast<std::size_t>(g.lo) + 1;
   const std::size_t cols = static_cast<std::size_t>(g.rect.right - g.rect.left);
+  const std::size_t used = cols * nplanes * static_cast<std::size_t>(doc.bytesPerSample());
   std::vector<const std::uint8_t *> planes(nplanes);
+  std::vector<std::uint8_t> row(used);
   for (std::int32_t y = top; y < bottom; ++y) {
     planeRun(doc, g.lo, g.rect.left, y, planes);
+    interleaveRow(planes, doc.bytesPerSample(), cols, row.data());
     const std::uint8_t *in = g.buffer.get() + static_cast<std::size_t>(y - g.rect.top) *
                                                   static_cast<std::size_t>(g.rowBytes);
-    for (std::size_t x = 0; x < cols; ++x) {
-      for (std::size_t p = 0; p < nplanes; ++p, in += bps) {
-        if (std::memcmp(in, planes[p] + x * bps, bps) != 0) return false;
-      }
-    }
+    if (std::memcmp(in, row.data(), used) != 0) return false;
   }
   return true;
 }

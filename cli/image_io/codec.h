@@ -119,8 +119,8 @@ void writeTiff(const Image &img, const RowFeed &rows, const std::filesystem::pat
 // 8-bit file, native 16-bit words for a 16-bit one (host values rescaled).
 // `planes` is how many planes to take from the front; `invert` flips values
 // (CMYK ink convention of the file differs from the host's).
-void packRow(const Image &img, int y, int planes, int fileBits, bool invertColour, void *row);
-// As above, from the planes starting at `from` instead of the image's own.
+// The planes' samples start at `from` (the image's own or a running
+// filter's output); `img` gives the size, depth and colour.
 void packRow(const Image &img, std::span<const std::uint8_t *const> from, int y, int planes,
              int fileBits, bool invertColour, void *row);
 // The reverse, from a row of file samples into the planes.

@@ -115,10 +115,6 @@ bool mayLeadToThumbnail(std::span<const std::uint8_t> b) {
 
 }  // namespace
 
-std::vector<std::uint8_t> jpegThumbnail(const Image &img, int maxW, int maxH) {
-  return jpegThumbnail(img, hostemu::planeStarts(img.doc), maxW, maxH);
-}
-
 std::vector<std::uint8_t> jpegThumbnail(const Image &img,
                                         std::span<const std::uint8_t *const> planes, int maxW,
                                         int maxH) {
@@ -189,10 +185,6 @@ bool exifNeedsPicture(std::span<const std::uint8_t> block) {
   } catch (const std::exception &) {
     return false;
   }
-}
-
-std::vector<std::uint8_t> exifForOutput(const Image &img, std::size_t maxBytes) {
-  return exifForOutput(img, hostemu::planeStarts(img.doc), maxBytes);
 }
 
 std::vector<std::uint8_t> exifForOutput(const Image &img,

@@ -16,13 +16,11 @@
 namespace ortavel::cli {
 
 // The block to write with `img`: the same bytes when it has no thumbnail;
-// otherwise with a thumbnail of `img` (at most 160x120, a JPEG), or none when
-// `img` is CMYK or the new block would not fit in `maxBytes`. A block exiv2
-// cannot read is kept as it is only when it has no thumbnail pointer at all;
+// otherwise with a thumbnail of the picture (at most 160x120, a JPEG) whose
+// planes, of `img`'s size and depth, start at `planes`, or none when `img` is
+// CMYK or the new block would not fit in `maxBytes`. A block exiv2 cannot
+// read is kept as it is only when it has no thumbnail pointer at all;
 // otherwise it is dropped rather than carrying the old picture.
-std::vector<std::uint8_t> exifForOutput(const Image &img, std::size_t maxBytes);
-// As above, the thumbnail made from the planes starting at `planes` (of
-// `img`'s size and depth) rather than `img`'s own.
 std::vector<std::uint8_t> exifForOutput(const Image &img,
                                         std::span<const std::uint8_t *const> planes,
                                         std::size_t maxBytes);
@@ -36,8 +34,8 @@ bool exifNeedsPicture(std::span<const std::uint8_t> block);
 // file cannot be rewritten.
 void addExifToTiff(const std::filesystem::path &path, std::span<const std::uint8_t> block);
 
-// A JPEG of `img` no larger than maxW x maxH, aspect kept; empty for CMYK.
-std::vector<std::uint8_t> jpegThumbnail(const Image &img, int maxW, int maxH);
+// A JPEG of the picture no larger than maxW x maxH, aspect kept; empty for
+// CMYK. `img` gives its size and depth, `planes` its samples.
 std::vector<std::uint8_t> jpegThumbnail(const Image &img,
                                         std::span<const std::uint8_t *const> planes, int maxW,
                                         int maxH);

@@ -19,11 +19,6 @@ std::uint16_t invertHost16(std::uint16_t h) {
 
 }  // namespace
 
-void packRow(const Image &img, int y, int planes, int fileBits, bool invertColour, void *row) {
-  const std::vector<const std::uint8_t *> starts = hostemu::planeStarts(img.doc);
-  packRow(img, starts, y, planes, fileBits, invertColour, row);
-}
-
 void packRow(const Image &img, std::span<const std::uint8_t *const> starts, int y, int planes,
              int fileBits, bool invertColour, void *row) {
   const std::size_t w = static_cast<std::size_t>(img.doc.width);

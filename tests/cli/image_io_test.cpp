@@ -244,7 +244,7 @@ TEST(ImageRows, PackedRowsFollowTheFileLayoutAndScale) {
     const int planes = c.dropAlpha ? img.colourChannels() : static_cast<int>(img.doc.planes.size());
     const int colour = c.invert ? img.colourChannels() : 0;
     std::vector<std::uint16_t> row(static_cast<std::size_t>(w * planes), 0xBEEF);
-    packRow(img, 1, planes, c.fileBits, c.invert, row.data());
+    packRow(img, hostemu::planeStarts(img.doc), 1, planes, c.fileBits, c.invert, row.data());
     const auto *bytes = reinterpret_cast<const std::uint8_t *>(row.data());
     int wrong = 0;
     for (int x = 0; x < w; ++x) {
