@@ -10,6 +10,7 @@
 
 #include "atomic_output.h"
 #include "batch.h"
+#include "emulator/recycled_blocks.h"
 #include "filter_session.h"
 #include "image_io/background_read.h"
 #include "image_io/image_io.h"
@@ -353,8 +354,17 @@ ExitCode runCorrect(const CommandLine &cl) {
   };
 
   const int threads = batch ? (cl.jobs > 0 ? cl.jobs : defaultJobs()) : 1;
-  const std::vector<JobOutcome> outcomes = runJobs(
-      n, threads, job, [&](std::size_t i) { return jobCost(cl, i); }, physicalMemory() / 2);
+  // A file's planes, working copy and tile blocks go to the next file, up to
+  // the largest file's worth: fresh memory is dear at first touch. Kept
+  // blocks are not counted against the budget, so a batch may hold one
+  // file's worth more than before.
+  const hostemu::KeepFreedBlocks recycle;
+  const auto cost = [&](std::size_t i) {
+    const std::uint64_t bytes = jobCost(cl, i);
+    if (n > 1) hostemu::keepFreedBlocksAtLeast(static_cast<std::size_t>(bytes));
+    return bytes;
+  };
+  const std::vector<JobOutcome> outcomes = runJobs(n, threads, job, cost, physicalMemory() / 2);
   ExitCode worst = ExitCode::kOk;
   std::size_t failed = 0;
   const auto skips = static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), 1));

@@ -4,11 +4,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
 #include "emulator/arriving_rows.h"
+#include "emulator/recycled_blocks.h"
 
 namespace hostemu {
 
@@ -17,14 +20,23 @@ namespace hostemu {
 // plane that is about to be filled whole is then touched once, by whatever
 // fills it and on as many threads as fill it, instead of being zeroed first
 // on one: for a large picture the first touch of fresh memory is most of the
-// cost.
+// cost. Large arrays come from recycled_blocks.h, which may hand out the
+// pages a picture before this one gave back.
 template <typename T>
-struct DefaultInitAllocator : std::allocator<T> {
-  using std::allocator<T>::allocator;
+struct DefaultInitAllocator {
+  using value_type = T;
+  static_assert(alignof(T) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__);
+
+  DefaultInitAllocator() = default;
   template <typename U>
-  struct rebind {
-    using other = DefaultInitAllocator<U>;
-  };
+  DefaultInitAllocator(const DefaultInitAllocator<U> &) noexcept {}
+
+  T *allocate(std::size_t n) {
+    if (n > std::numeric_limits<std::size_t>::max() / sizeof(T)) throw std::bad_array_new_length();
+    return static_cast<T *>(takeBlock(n * sizeof(T)));
+  }
+  void deallocate(T *p, std::size_t n) noexcept { giveBlock(p, n * sizeof(T)); }
+
   template <typename U>
   void construct(U *p) noexcept {
     ::new (static_cast<void *>(p)) U;
@@ -32,6 +44,11 @@ struct DefaultInitAllocator : std::allocator<T> {
   template <typename U, typename... Args>
   void construct(U *p, Args &&...args) {
     ::new (static_cast<void *>(p)) U(std::forward<Args>(args)...);
+  }
+
+  template <typename U>
+  bool operator==(const DefaultInitAllocator<U> &) const noexcept {
+    return true;
   }
 };
 

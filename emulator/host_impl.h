@@ -50,8 +50,7 @@ struct TileGrant {
   std::int32_t rowBytes = 0;
   // Kept from tile to tile and only ever grown: the host writes every byte a
   // grant covers before the filter sees it, so it is never cleared.
-  std::unique_ptr<std::uint8_t[]> buffer;
-  std::size_t capacity = 0;
+  Samples buffer;
 };
 
 struct Host::Impl {

@@ -118,8 +118,8 @@ bool sameAsDocument(const TileGrant &g, const Document &doc, std::int32_t top,
   for (std::int32_t y = top; y < bottom; ++y) {
     planeRun(doc, g.lo, g.rect.left, y, planes);
     interleaveRow(planes, doc.bytesPerSample(), cols, row.data());
-    const std::uint8_t *in = g.buffer.get() + static_cast<std::size_t>(y - g.rect.top) *
-                                                  static_cast<std::size_t>(g.rowBytes);
+    const std::uint8_t *in = g.buffer.data() + static_cast<std::size_t>(y - g.rect.top) *
+                                                   static_cast<std::size_t>(g.rowBytes);
     if (std::memcmp(in, row.data(), used) != 0) return false;
   }
   return true;
@@ -151,7 +151,7 @@ void Host::Impl::writeBack() {
     std::vector<std::uint8_t *> planes(nplanes);
     for (auto y = static_cast<std::int32_t>(from); y < to; ++y) {
       planeRun(target, out.lo, out.rect.left, y, planes);
-      deinterleaveRow(out.buffer.get() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes,
+      deinterleaveRow(out.buffer.data() + static_cast<std::size_t>(y - out.rect.top) * out.rowBytes,
                       target.bytesPerSample(), cols, planes);
     }
   };
@@ -206,11 +206,10 @@ OSErr prepareGrant(const Document &doc, const VRect &rect, std::int16_t lo, std:
   grant.hi = hi;
   grant.rowBytes = static_cast<std::int32_t>(rowBytes);
   const auto size = static_cast<std::size_t>(rows * rowBytes);
-  if (size > grant.capacity) {
-    grant.buffer.reset();  // the old one goes first: never both at once
-    grant.buffer = std::make_unique_for_overwrite<std::uint8_t[]>(size);
-    grant.capacity = size;
-    adviseHugePages(grant.buffer.get(), size);
+  if (size > grant.buffer.size()) {
+    grant.buffer = Samples();  // the old one goes first: never both at once
+    reserveAdvised(grant.buffer, size);
+    grant.buffer.resize(size);
   }
   grant.valid = true;
   return noErr;
@@ -258,7 +257,8 @@ bool fillGrant(const Document &doc, std::int16_t padding, TileGrant &grant, Seco
       return edge.data();
     };
     for (std::int32_t y = top; y < bottom; ++y) {
-      std::uint8_t *row = grant.buffer.get() + static_cast<std::size_t>(y - r.top) * grant.rowBytes;
+      std::uint8_t *row =
+          grant.buffer.data() + static_cast<std::size_t>(y - r.top) * grant.rowBytes;
       const bool rowInside = y >= 0 && y < doc.height;
       const std::int32_t sy = std::clamp(y, 0, doc.height - 1);
       std::uint8_t *middle = row + static_cast<std::size_t>(middleLeft - r.left) * pixelBytes;
@@ -327,11 +327,11 @@ std::int16_t Host::Impl::handOut() {
     record.inData = record.outData = nullptr;
     record.inRowBytes = record.outRowBytes = 0;
   } else {
-    record.inData = in.valid ? in.buffer.get() : nullptr;
+    record.inData = in.valid ? in.buffer.data() : nullptr;
     record.inRowBytes = in.rowBytes;
     record.inColumnBytes = in.valid ? (in.hi - in.lo + 1) * bps : 0;
     record.inPlaneBytes = in.valid ? bps : 0;
-    record.outData = out.valid ? out.buffer.get() : nullptr;
+    record.outData = out.valid ? out.buffer.data() : nullptr;
     record.outRowBytes = out.rowBytes;
     record.outColumnBytes = out.valid ? (out.hi - out.lo + 1) * bps : 0;
     record.outPlaneBytes = out.valid ? bps : 0;
