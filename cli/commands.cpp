@@ -255,7 +255,8 @@ ExitCode runCorrect(const CommandLine &cl) {
     // A lone picture whose pixels nothing but the filter reads is decoded
     // while the filter already corrects its top rows. A batch keeps whole
     // reads: its jobs already overlap one file's reading with another's
-    // filtering. On one processor there is nothing to overlap.
+    // filtering, and reading (and encoding) during the run measured no
+    // faster there. On one processor there is nothing to overlap.
     const bool overlap = n == 1 && !cl.autoProfile && !cl.vignetting &&
                          !cl.settings.margins.any() && usableProcessors() >= 2;
     std::unique_ptr<BackgroundRead> reading;
