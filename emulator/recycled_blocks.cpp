@@ -90,17 +90,14 @@ struct Cache {
     keptBytes -= freed;
     return dropped;
   }
-
-  ~Cache() {
-    for (const Kept &k : kept) unmap(k.block, k.size);
-  }
 };
 
 // The process's one cache, like its heap: blocks pass between the threads
-// and the pictures of a batch.
+// and the pictures of a batch. It is never destroyed, so that a buffer freed
+// while the process exits still finds it; the system takes what it keeps.
 Cache &cache() {
-  static Cache c;
-  return c;
+  static Cache *const c = new Cache;
+  return *c;
 }
 
 void unmapAll(const std::vector<Kept> &blocks) {
