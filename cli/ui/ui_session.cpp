@@ -28,6 +28,7 @@ UiSession::UiSession(std::filesystem::path photoPath, Image photo,
                      CorrectionSettings initial, ProfileOverrides overrides)
     : path_(std::move(photoPath)),
       image_(std::move(photo)),
+      recycle_(2 * image_.doc.planes.size() * image_.doc.planeBytes() + (std::size_t{32} << 20)),
       filter_(std::move(filter)),
       initial_(initial) {
   facts_.path = path_;

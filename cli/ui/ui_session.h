@@ -19,6 +19,7 @@
 #include <thread>
 
 #include "correction_settings.h"
+#include "emulator/recycled_blocks.h"
 #include "filter_session.h"
 #include "image_io/image.h"
 #include "image_io/image_io.h"
@@ -118,6 +119,10 @@ class UiSession {
 
   std::filesystem::path path_;
   Image image_;  // as decoded; never changed
+  // Every new setting in the 1:1 view corrects the whole photo again, in a
+  // copy and the host's working copy of it: what the last correction freed
+  // serves the next instead of fresh memory, dear at its first touch.
+  hostemu::KeepFreedBlocks recycle_;
   std::mutex vignettingMutex_;
   std::shared_ptr<const Image> devignetted_;  // made on first use; never changed
   std::string vignettingNote_;

@@ -515,12 +515,27 @@ TEST(UiServer, PreviewsAreThePluginsOwnForTheSettingsAsked) {
 }
 
 TEST(UiServer, TheOneToOneViewIsCutFromTheFullSizeCorrection) {
-  Editor e(kPhoto);
+  // The photo beside its mirror image: planes of over a megabyte, which the
+  // session's corrections pass on to the next one.
+  const Image photo = readImage(kPhoto);
+  Image wide = photo;
+  allocatePlanes(wide, 2 * photo.doc.width, photo.doc.height, 8,
+                 static_cast<int>(photo.doc.planes.size()));
+  const auto w0 = static_cast<std::size_t>(photo.doc.width);
+  for (std::size_t p = 0; p < wide.doc.planes.size(); ++p)
+    for (std::size_t y = 0; y < static_cast<std::size_t>(photo.doc.height); ++y)
+      for (std::size_t x = 0; x < w0; ++x) {
+        const std::uint8_t v = photo.doc.planes[p].samples[y * w0 + x];
+        wide.doc.planes[p].samples[y * 2 * w0 + x] = v;
+        wide.doc.planes[p].samples[y * 2 * w0 + 2 * w0 - 1 - x] = v;
+      }
+  ASSERT_GT(wide.doc.planeBytes(), hostemu::kRecycledBlockMin);
   const json settings = {{"k1", -0.2}, {"margins", {{"left", 10}, {"top", 4}}}};
   ProgressBar bar(false);
   FilterSession fresh(ORTAVEL_PLUGIN_PATH, bar);
-  Image full = readImage(kPhoto);
+  Image full = wide;  // corrected before the session keeps freed memory: fresh memory
   fresh.correct(full, settingsFromJson(settings, CorrectionSettings{}), "fresh");
+  Editor e(kPhoto, wide);
   const std::int32_t W = full.doc.width, H = full.doc.height;
   ASSERT_EQ(W, e.session->photo().width + 10);
   // Grey pictures are shown as RGB with three equal samples.
@@ -534,10 +549,17 @@ TEST(UiServer, TheOneToOneViewIsCutFromTheFullSizeCorrection) {
         }
     return rgb;
   };
+  // Two corrections with other settings first: the one asked for then runs
+  // in the memory they freed, which holds their pixels.
+  for (const double k1 : {0.1, -0.05}) {
+    const json other = {{"settings", {{"k1", k1}, {"margins", {{"left", 10}, {"top", 4}}}}},
+                        {"rect", {{"x", 0}, {"y", 0}, {"width", 8}, {"height", 8}}}};
+    ASSERT_EQ(e.post("/api/crop", other.dump())->status, 200);
+  }
   // A window inside, and one in the corner of the margins (from the kept
   // correction).
-  for (const auto &[x, y, w, h] :
-       {std::tuple(100, 50, 64, 32), std::tuple(W - 16, H - 8, 16, 8), std::tuple(0, 0, 12, 6)}) {
+  for (const auto &[x, y, w, h] : {std::tuple(100, 50, 64, 32), std::tuple(W - 16, H - 8, 16, 8),
+                                   std::tuple(0, 0, 12, 6), std::tuple(0, 0, W, H)}) {
     const json body = {{"settings", settings},
                        {"rect", {{"x", x}, {"y", y}, {"width", w}, {"height", h}}}};
     const auto r = e.post("/api/crop", body.dump());
