@@ -75,8 +75,7 @@ struct Cache {
   std::size_t limit = 0;
   std::size_t keptBytes = 0;
   std::vector<Kept> kept;  // oldest first
-  // Blocks handed out that were mapped here, by their mapped size; any other
-  // block given back came from the heap.
+  // Blocks handed out, by their mapped size.
   std::unordered_map<void *, std::size_t> out;
 
   // Drops the oldest kept blocks until `room` more fits under the limit; the
@@ -112,7 +111,6 @@ void *takeBlock(std::size_t bytes) {
   const std::size_t want = roundUp(bytes);
   {
     std::lock_guard hold(c.lock);
-    if (c.limit == 0) return ::operator new(bytes);
     // The smallest kept block that holds it; a larger one gives its tail back.
     auto best = c.kept.end();
     for (auto k = c.kept.begin(); k != c.kept.end(); ++k) {
@@ -154,10 +152,7 @@ void giveBlock(void *block, std::size_t bytes) noexcept {
   {
     std::lock_guard hold(c.lock);
     const auto it = c.out.find(block);
-    if (it == c.out.end()) {
-      ::operator delete(block);
-      return;
-    }
+    if (it == c.out.end()) return;  // only takeBlock's blocks come here
     size = it->second;
     c.out.erase(it);
     if (size <= c.limit) {

@@ -3,15 +3,14 @@
 //
 // Memory new to a process costs a page fault and the kernel's zeroing of
 // every page at its first touch, and for a picture of tens of megabytes that
-// is a good part of a whole correction. A process that corrects one picture
-// after another may therefore keep the blocks the last one gave back and hand
-// them to the next (keepFreedBlocks): their pages are already there. Unless a
-// caller allows that, a block is taken from and given back to the heap
-// (operator new / delete) like any other, and nothing is kept.
-//
-// Blocks taken while keeping is allowed are mapped on their own, 2 MiB
-// aligned and advised onto transparent huge pages (Linux), so that the whole
-// block, edges included, may be backed by them.
+// is a good part of a whole correction. So each large block is mapped on its
+// own, 2 MiB aligned and advised onto transparent huge pages (Linux): the
+// whole block, edges included, may then be faulted in 2 MiB at a time, where
+// the heap's blocks start anywhere and fault their edges in 4 KiB pages. And
+// a process that corrects one picture after another may keep the blocks the
+// last one gave back and hand them to the next (keepFreedBlocks): their
+// pages are already there. Unless a caller allows that, a block given back
+// goes back to the system at once.
 //
 // Thread-safe. The blocks kept are the process's, as the heap is.
 #pragma once
