@@ -10,6 +10,9 @@
 #if defined(__linux__)
 #include <sys/mman.h>
 #endif
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
 
 namespace hostemu {
 
@@ -99,6 +102,24 @@ Cache &cache() {
   return *c;
 }
 
+// glibc maps every block over a threshold on its own and, once such a block
+// is freed, raises the threshold to its size (at most 32 MiB) and keeps that
+// much freed memory: a picture's planes used to teach it so, after which a
+// codec's buffers of a megabyte or so were the heap's, reused strip after
+// strip. The planes no longer pass through it, so it is told the same once,
+// when the first large block is taken; otherwise such buffers are mapped,
+// faulted in and unmapped again for every strip.
+void keepMidSizeHeapBlocks() {
+#if defined(__GLIBC__)
+  static const bool told = [] {
+    mallopt(M_MMAP_THRESHOLD, 32 << 20);
+    mallopt(M_TRIM_THRESHOLD, 64 << 20);
+    return true;
+  }();
+  (void)told;
+#endif
+}
+
 void unmapAll(const std::vector<Kept> &blocks) {
   for (const Kept &k : blocks) unmap(k.block, k.size);
 }
@@ -107,6 +128,7 @@ void unmapAll(const std::vector<Kept> &blocks) {
 
 void *takeBlock(std::size_t bytes) {
   if (bytes < kRecycledBlockMin) return ::operator new(bytes);
+  keepMidSizeHeapBlocks();
   Cache &c = cache();
   const std::size_t want = roundUp(bytes);
   {
