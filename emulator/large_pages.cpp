@@ -17,7 +17,6 @@ constexpr std::uintptr_t kHugePage = std::uintptr_t{1} << 21;
 void reserveAdvised(Samples &samples, std::size_t bytes) {
   samples.clear();
   samples.reserve(bytes);
-  adviseHugePages(samples.data(), bytes);
 }
 
 void adviseHugePages(void *data, std::size_t bytes) {

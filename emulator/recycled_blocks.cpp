@@ -1,5 +1,7 @@
 #include "emulator/recycled_blocks.h"
 
+#include "emulator/large_pages.h"
+
 #include <algorithm>
 #include <cstdint>
 #include <mutex>
@@ -44,9 +46,7 @@ void *mapFresh(std::size_t size) {
   const std::uintptr_t tail = begin + size + kGrain - (aligned + size);
   if (tail > 0) munmap(reinterpret_cast<void *>(aligned + size), tail);
   void *block = reinterpret_cast<void *>(aligned);
-#if defined(MADV_HUGEPAGE)
-  (void)madvise(block, size, MADV_HUGEPAGE);  // only advice: refused, nothing changes
-#endif
+  adviseHugePages(block, size);
   return block;
 }
 
