@@ -356,16 +356,18 @@ ExitCode runCorrect(const CommandLine &cl) {
 
   const int threads = batch ? (cl.jobs > 0 ? cl.jobs : defaultJobs()) : 1;
   // A file's planes, working copy and tile blocks go to the next file, up to
-  // the largest file's worth: fresh memory is dear at first touch. Kept
-  // blocks are not counted against the budget, so a batch may hold one
-  // file's worth more than before.
+  // the largest file's worth (never more than the jobs' budget, whatever a
+  // header claims): fresh memory is dear at first touch. Kept blocks are not
+  // counted against the budget, so a batch may hold one file's worth more
+  // than before.
+  const std::uint64_t budget = physicalMemory() / 2;
   const hostemu::KeepFreedBlocks recycle;
   const auto cost = [&](std::size_t i) {
     const std::uint64_t bytes = jobCost(cl, i);
-    if (n > 1) hostemu::keepFreedBlocksAtLeast(static_cast<std::size_t>(bytes));
+    if (n > 1) hostemu::keepFreedBlocksAtLeast(static_cast<std::size_t>(std::min(bytes, budget)));
     return bytes;
   };
-  const std::vector<JobOutcome> outcomes = runJobs(n, threads, job, cost, physicalMemory() / 2);
+  const std::vector<JobOutcome> outcomes = runJobs(n, threads, job, cost, budget);
   ExitCode worst = ExitCode::kOk;
   std::size_t failed = 0;
   const auto skips = static_cast<std::size_t>(std::count(skipped.begin(), skipped.end(), 1));
