@@ -307,7 +307,10 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
           throw inputError(path.string() + ": the file changed while it was being read");
         }
       }
-      std::vector<std::uint8_t> strip(scanline * plan.rowsPerStrip);
+      // Not zeroed: every strip read fills the rows it covers. A buffer of a
+      // megabyte or more is faulted in a huge page at a time.
+      hostemu::Samples strip;
+      strip.resize(scanline * plan.rowsPerStrip);
       for (std::uint64_t s = next++; s < strips && !failed; s = next++) {
         const auto plane = static_cast<int>(s / plan.stripsPerPlane);
         const auto y0 = static_cast<std::uint32_t>(s % plan.stripsPerPlane) * plan.rowsPerStrip;

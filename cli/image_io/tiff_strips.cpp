@@ -1,5 +1,6 @@
 #include "image_io/tiff_strips.h"
 
+#include "emulator/document.h"
 #include "image_io/deflate_literals.h"
 
 #include <algorithm>
@@ -185,9 +186,17 @@ class OwnStripCoder {
     }
   }
 
-  std::vector<std::uint8_t> strip(const TiffRowPacker &pack, std::uint32_t y0, std::uint32_t rows) {
+  // Codes rows y0 .. y0 + rows - 1 into `out`, which is resized to the bytes.
+  void strip(const TiffRowPacker &pack, std::uint32_t y0, std::uint32_t rows,
+             hostemu::Samples &out) {
     const std::size_t rowBytes = samples_ * (wide_ ? 2 : 1);
-    predicted_.resize((rowBytes * rows + 1) / 2);
+    const std::size_t words = (rowBytes * rows + 1) / 2;
+    // As for the strip slots: a strip of about a megabyte is given a whole
+    // block, faulted in as one huge page, since every strip passes through it.
+    if (words * 2 >= hostemu::kRecycledBlockMin / 2 &&
+        predicted_.capacity() * 2 < hostemu::kRecycledBlockMin)
+      predicted_.reserve(hostemu::kRecycledBlockMin / 2);
+    predicted_.resize(words);
     for (std::uint32_t r = 0; r < rows; ++r) {
       pack(y0 + r, row_.data());
       if (wide_) {
@@ -198,20 +207,16 @@ class OwnStripCoder {
       }
     }
     const std::span in(reinterpret_cast<const std::uint8_t *>(predicted_.data()), rowBytes * rows);
-    // The room for the worst case is kept from strip to strip.
-    const std::size_t room = zstd_ ? ZSTD_compressBound(in.size()) : zlibLiteralsBound(in.size());
-    if (room > codedRoom_) {
-      coded_ = std::make_unique_for_overwrite<std::uint8_t[]>(room);
-      codedRoom_ = room;
-    }
+    // Room for the worst case; resizing leaves the bytes to the coder.
+    out.resize(zstd_ ? ZSTD_compressBound(in.size()) : zlibLiteralsBound(in.size()));
     std::size_t n = 0;
     if (zstd_) {
-      n = ZSTD_compress2(zstd_.get(), coded_.get(), room, in.data(), in.size());
+      n = ZSTD_compress2(zstd_.get(), out.data(), out.size(), in.data(), in.size());
       if (ZSTD_isError(n)) throw std::runtime_error(std::string("zstd: ") + ZSTD_getErrorName(n));
     } else {
-      n = zlibLiterals(in, coded_.get());
+      n = zlibLiterals(in, out.data());
     }
-    return {coded_.get(), coded_.get() + n};
+    out.resize(n);
   }
 
  private:
@@ -232,10 +237,9 @@ class OwnStripCoder {
   std::size_t stride_;
   bool wide_;
   std::vector<std::uint16_t> row_;  // 16-bit words, or bytes two to a word
-  std::vector<std::uint16_t> predicted_;
+  // Not zeroed when it grows: every strip writes the words it codes.
+  std::vector<std::uint16_t, hostemu::DefaultInitAllocator<std::uint16_t>> predicted_;
   std::unique_ptr<ZSTD_CCtx, ZstdFree> zstd_;  // null: Deflate literals
-  std::unique_ptr<std::uint8_t[]> coded_;
-  std::size_t codedRoom_ = 0;
 };
 
 }  // namespace
@@ -315,8 +319,13 @@ std::string writeTiffStrips(TIFF *tif, const TiffStripLayout &layout, const Tiff
   // strip is claimed more than `slots` ahead of the file, so memory stays a
   // few strips per thread whatever the picture's size; the file is written
   // while later strips are compressed, with no pause between groups of them.
+  // A slot's buffer serves strip after strip: a strip's bytes are coded into
+  // it and written from it, so its pages are faulted in once, a huge page at
+  // a time for strips of a megabyte (recycled_blocks.h), not once a strip.
+  // Strip s has slot s % slots to itself from its claim until it is written:
+  // no strip is claimed before the one `slots` before it is written.
   const std::uint32_t slots = workers * 4;
-  std::vector<std::vector<std::uint8_t>> ring(slots);
+  std::vector<hostemu::Samples> ring(slots);
   std::vector<char> ready(slots, 0);
   std::uint32_t claimed = 0;
   std::uint32_t written = 0;
@@ -329,22 +338,29 @@ std::string writeTiffStrips(TIFF *tif, const TiffStripLayout &layout, const Tiff
     std::vector<std::uint8_t> packed;
     std::optional<OwnStripCoder> own;
   };
-  auto compress = [&](Coder &coder, std::uint32_t s, std::vector<std::uint8_t> &out) {
+  // Strips of about a megabyte fall just short of the blocks mapped on their
+  // own; rounded up to one, a slot is faulted in as a single huge page.
+  const bool wholeBlocks = rowBytes * perStrip >= hostemu::kRecycledBlockMin / 2;
+  auto compress = [&](Coder &coder, std::uint32_t s, hostemu::Samples &out) {
     const std::uint32_t y0 = s * perStrip;
     const std::uint32_t rows = std::min(perStrip, layout.height - y0);
     std::string why;
     try {
+      if (wholeBlocks && out.capacity() < hostemu::kRecycledBlockMin)
+        out.reserve(hostemu::kRecycledBlockMin);
       if (coder.own) {
-        out = coder.own->strip(pack, y0, rows);
+        coder.own->strip(pack, y0, rows, out);
+        return why;
+      }
+      if (layout.compression == TiffCompression::kNone) {
+        out.resize(rowBytes * rows);
+        for (std::uint32_t r = 0; r < rows; ++r) pack(y0 + r, out.data() + rowBytes * r);
         return why;
       }
       coder.packed.resize(rowBytes * rows);
       for (std::uint32_t r = 0; r < rows; ++r) pack(y0 + r, coder.packed.data() + rowBytes * r);
-      if (layout.compression == TiffCompression::kNone) {
-        out = coder.packed;
-      } else {
-        out = encodeStrip(layout, rows, coder.packed, why);
-      }
+      const std::vector<std::uint8_t> coded = encodeStrip(layout, rows, coder.packed, why);
+      out.assign(coded.begin(), coded.end());
     } catch (const std::exception &e) {
       why = e.what();
     }
@@ -363,13 +379,11 @@ std::string writeTiffStrips(TIFF *tif, const TiffStripLayout &layout, const Tiff
   auto compressNext = [&](Coder &coder, std::unique_lock<std::mutex> &hold) {
     const std::uint32_t s = claimed++;
     hold.unlock();
-    std::vector<std::uint8_t> bytes;
-    const std::string why = compress(coder, s, bytes);
+    const std::string why = compress(coder, s, ring[s % slots]);
     hold.lock();
     if (!why.empty()) {
       if (error.empty()) error = why;
     } else {
-      ring[s % slots] = std::move(bytes);
       ready[s % slots] = 1;
     }
     changed.notify_all();
@@ -402,7 +416,7 @@ std::string writeTiffStrips(TIFF *tif, const TiffStripLayout &layout, const Tiff
   while (written < strips && error.empty()) {
     const std::uint32_t slot = written % slots;
     if (ready[slot] != 0) {
-      std::vector<std::uint8_t> bytes = std::move(ring[slot]);
+      hostemu::Samples &bytes = ring[slot];
       ready[slot] = 0;
       hold.unlock();
       const bool ok =
