@@ -28,6 +28,8 @@ namespace ortavel::cli {
 namespace {
 
 constexpr std::size_t kStripBytes = std::size_t{1} << 20;
+// The most memory the strip slots of one file may take in whole blocks.
+constexpr std::size_t kWholeBlockSlotBytes = std::size_t{32} << 20;
 // log2 of the zstd match table's entries for 16-bit strips at level 1.
 constexpr int kWideHashLog = 12;
 
@@ -190,13 +192,7 @@ class OwnStripCoder {
   void strip(const TiffRowPacker &pack, std::uint32_t y0, std::uint32_t rows,
              hostemu::Samples &out) {
     const std::size_t rowBytes = samples_ * (wide_ ? 2 : 1);
-    const std::size_t words = (rowBytes * rows + 1) / 2;
-    // As for the strip slots: a strip of about a megabyte is given a whole
-    // block, faulted in as one huge page, since every strip passes through it.
-    if (words * 2 >= hostemu::kRecycledBlockMin / 2 &&
-        predicted_.capacity() * 2 < hostemu::kRecycledBlockMin)
-      predicted_.reserve(hostemu::kRecycledBlockMin / 2);
-    predicted_.resize(words);
+    predicted_.resize((rowBytes * rows + 1) / 2);
     for (std::uint32_t r = 0; r < rows; ++r) {
       pack(y0 + r, row_.data());
       if (wide_) {
@@ -339,14 +335,19 @@ std::string writeTiffStrips(TIFF *tif, const TiffStripLayout &layout, const Tiff
     std::optional<OwnStripCoder> own;
   };
   // Strips of about a megabyte fall just short of the blocks mapped on their
-  // own; rounded up to one, a slot is faulted in as a single huge page.
-  const bool wholeBlocks = rowBytes * perStrip >= hostemu::kRecycledBlockMin / 2;
+  // own; rounded up to one, a slot is faulted in as a single huge page. Such
+  // a block holds a 2 MiB page for a strip's megabyte, so only the first
+  // slots get one: with many threads the rest come from the heap.
+  const std::uint32_t wholeBlockSlots =
+      rowBytes * perStrip >= hostemu::kRecycledBlockMin / 2
+          ? static_cast<std::uint32_t>(kWholeBlockSlotBytes / (2 * hostemu::kRecycledBlockMin))
+          : 0;
   auto compress = [&](Coder &coder, std::uint32_t s, hostemu::Samples &out) {
     const std::uint32_t y0 = s * perStrip;
     const std::uint32_t rows = std::min(perStrip, layout.height - y0);
     std::string why;
     try {
-      if (wholeBlocks && out.capacity() < hostemu::kRecycledBlockMin)
+      if (s % slots < wholeBlockSlots && out.capacity() < hostemu::kRecycledBlockMin)
         out.reserve(hostemu::kRecycledBlockMin);
       if (coder.own) {
         coder.own->strip(pack, y0, rows, out);
