@@ -264,8 +264,6 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
   // row by row, as before, rather than holding several of them at once.
   if (scanline == 0 || scanline * plan.rowsPerStrip > kMostStripBytes) return false;
   growRows(img, plan.height);
-  const int stride = plan.separate ? 1 : plan.spp;
-  const int bytesPerSample = plan.bits / 8;
   const auto workers = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(
       static_cast<std::uint64_t>(threads), 1, std::min<std::uint64_t>(strips, 64)));
   std::atomic<std::uint64_t> next{0};
@@ -323,11 +321,14 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
         }
         for (std::uint32_t r = 0; r < rows; ++r) {
           const std::uint8_t *src = strip.data() + r * scanline;
-          for (int p = plan.separate ? plane : 0; p < (plan.separate ? plane + 1 : plan.spp); ++p) {
-            unpackSamples(img, p, 0, static_cast<int>(y0 + r), static_cast<int>(plan.width),
-                          plan.bits, stride, plan.invert && p < plan.colour,
-                          src + (plan.separate ? 0 : p * bytesPerSample));
+          if (!plan.separate) {
+            // The whole row split into its planes at once, then put on the
+            // host's scale over contiguous samples.
+            unpackRow(img, static_cast<int>(y0 + r), plan.spp, plan.bits, plan.invert, src);
+            continue;
           }
+          unpackSamples(img, plane, 0, static_cast<int>(y0 + r), static_cast<int>(plan.width),
+                        plan.bits, 1, plan.invert && plane < plan.colour, src);
         }
         finished(s);
       }
@@ -548,9 +549,11 @@ bool TiffReader::readRows(const RowProgress &progress) {
         if (TIFFReadScanline(tif, row.data(), y, static_cast<std::uint16_t>(s)) < 0)
           corrupt(path, diag);
         growRows(img, static_cast<std::int64_t>(y) + 1);
-        for (int p = separate ? s : 0; p < (separate ? s + 1 : spp); ++p) {
-          unpackSamples(img, p, 0, static_cast<int>(y), static_cast<int>(width), bits, stride,
-                        invert && p < colour, row.data() + (separate ? 0 : p * bytesPerSample));
+        if (separate) {
+          unpackSamples(img, s, 0, static_cast<int>(y), static_cast<int>(width), bits, 1,
+                        invert && s < colour, row.data());
+        } else {
+          unpackRow(img, static_cast<int>(y), spp, bits, invert, row.data());
         }
         const auto rows = static_cast<std::int32_t>(y + 1);
         if (progress && !separate && rows % kRowsPerReport == 0 && !progress(rows)) return false;
