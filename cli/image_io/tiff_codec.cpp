@@ -148,6 +148,18 @@ void unpackSamples(Image &img, int p, int x0, int y, int count, int bits, int st
   }
 }
 
+// Row y of the file, whole width: a contiguous row split into every plane at
+// once and put on the host's scale over contiguous samples, or, in a file
+// that keeps its planes apart, the row of `plane` alone.
+void unpackFileRow(Image &img, int y, int spp, int bits, int colour, bool invert, bool separate,
+                   int plane, const std::uint8_t *src) {
+  if (separate) {
+    unpackSamples(img, plane, 0, y, img.doc.width, bits, 1, invert && plane < colour, src);
+  } else {
+    unpackRow(img, y, spp, bits, invert, src);
+  }
+}
+
 [[noreturn]] void corrupt(const std::filesystem::path &path, const Diagnostics &d) {
   throw inputError(path.string() + ": truncated or corrupt TIFF image" +
                    (d.firstError.empty() ? std::string() : " (" + d.firstError + ")"));
@@ -320,15 +332,8 @@ bool readStripsInParallel(const std::filesystem::path &path, TIFF *first, const 
           return;
         }
         for (std::uint32_t r = 0; r < rows; ++r) {
-          const std::uint8_t *src = strip.data() + r * scanline;
-          if (!plan.separate) {
-            // The whole row split into its planes at once, then put on the
-            // host's scale over contiguous samples.
-            unpackRow(img, static_cast<int>(y0 + r), plan.spp, plan.bits, plan.invert, src);
-            continue;
-          }
-          unpackSamples(img, plane, 0, static_cast<int>(y0 + r), static_cast<int>(plan.width),
-                        plan.bits, 1, plan.invert && plane < plan.colour, src);
+          unpackFileRow(img, static_cast<int>(y0 + r), plan.spp, plan.bits, plan.colour,
+                        plan.invert, plan.separate, plane, strip.data() + r * scanline);
         }
         finished(s);
       }
@@ -549,12 +554,7 @@ bool TiffReader::readRows(const RowProgress &progress) {
         if (TIFFReadScanline(tif, row.data(), y, static_cast<std::uint16_t>(s)) < 0)
           corrupt(path, diag);
         growRows(img, static_cast<std::int64_t>(y) + 1);
-        if (separate) {
-          unpackSamples(img, s, 0, static_cast<int>(y), static_cast<int>(width), bits, 1,
-                        invert && s < colour, row.data());
-        } else {
-          unpackRow(img, static_cast<int>(y), spp, bits, invert, row.data());
-        }
+        unpackFileRow(img, static_cast<int>(y), spp, bits, colour, invert, separate, s, row.data());
         const auto rows = static_cast<std::int32_t>(y + 1);
         if (progress && !separate && rows % kRowsPerReport == 0 && !progress(rows)) return false;
       }
