@@ -1,9 +1,17 @@
 #include "emulator/large_pages.h"
 
 #include <cstring>
+#include <fstream>
+#include <string>
 
 #if defined(__linux__)
 #include <sys/mman.h>
+#include <sys/prctl.h>
+#elif defined(_WIN32)
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <windows.h>
 #endif
 
 namespace hostemu {
@@ -31,6 +39,39 @@ void adviseHugePages(void *data, std::size_t bytes) {
   (void)data;
   (void)bytes;
   (void)kHugePage;
+#endif
+}
+
+bool hugePagesOnOffer() {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+  // 1 is "off for this process"; newer kernels add flag bits for "off except
+  // where advised", and these blocks are advised.
+  if (prctl(PR_GET_THP_DISABLE, 0, 0, 0, 0) == 1) return false;
+  std::ifstream enabled("/sys/kernel/mm/transparent_hugepage/enabled");
+  std::string modes;
+  std::getline(enabled, modes);
+  return modes.find('[') != std::string::npos && modes.find("[never]") == std::string::npos;
+#else
+  return false;
+#endif
+}
+
+bool populatePages(void *data, std::size_t bytes) {
+  if (data == nullptr || bytes == 0) return false;
+#if defined(__linux__)
+#ifndef MADV_POPULATE_WRITE
+  constexpr int MADV_POPULATE_WRITE = 23;  // older headers than the kernel
+#endif
+  // madvise wants a page-aligned start.
+  const auto begin = reinterpret_cast<std::uintptr_t>(data);
+  const std::uintptr_t first = begin & ~std::uintptr_t{4095};
+  return madvise(reinterpret_cast<void *>(first), begin + bytes - first, MADV_POPULATE_WRITE) == 0;
+#elif defined(_WIN32)
+  if (VirtualLock(data, bytes) == 0) return false;
+  (void)VirtualUnlock(data, bytes);
+  return true;
+#else
+  return false;
 #endif
 }
 

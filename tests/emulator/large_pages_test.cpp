@@ -2,7 +2,8 @@
 // below, at and across the 2 MiB page, and buffers reused at a smaller size),
 // and on Linux with huge pages available the
 // advised range is one the kernel may back with them (its smaps entry says
-// so).
+// so). Where a process has no huge pages, a fresh block is in memory before
+// its first touch; where it has them, it is left to fault in huge pages.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -12,6 +13,14 @@
 #include <vector>
 
 #include "emulator/large_pages.h"
+#include "emulator/recycled_blocks.h"
+
+#if defined(__linux__)
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -70,6 +79,77 @@ TEST(LargePages, AdvisedBufferMayBeBackedByHugePages) {
   hostemu::assignSamples(samples, 8 * kHuge, 1);
   // Inside the buffer, past its first (perhaps partial) huge page.
   EXPECT_EQ(hugePageEligible(samples.data() + 3 * kHuge), 1) << "THP modes: " << modes;
+}
+
+// How many of the pages of [data, data + bytes) are in memory (mincore).
+std::size_t residentPages(const void *data, std::size_t bytes) {
+  const std::size_t page = 4096;
+  const auto begin = reinterpret_cast<std::uintptr_t>(data) & ~(page - 1);
+  const std::size_t length = reinterpret_cast<std::uintptr_t>(data) + bytes - begin;
+  std::vector<unsigned char> in((length + page - 1) / page);
+  if (mincore(reinterpret_cast<void *>(begin), length, in.data()) != 0) return SIZE_MAX;
+  std::size_t n = 0;
+  for (unsigned char v : in) n += v & 1U;
+  return n;
+}
+
+// Whether this kernel can populate a range (MADV_POPULATE_WRITE came in 5.14).
+bool kernelPopulates() {
+  void *page = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  const bool can = page != MAP_FAILED && madvise(page, 4096, 23 /* MADV_POPULATE_WRITE */) == 0;
+  if (page != MAP_FAILED) munmap(page, 4096);
+  return can;
+}
+
+TEST(LargePages, PopulatedPagesAreInMemoryBeforeTheirFirstTouchAndKeepTheirBytes) {
+  if (!kernelPopulates()) GTEST_SKIP() << "this kernel has no MADV_POPULATE_WRITE";
+  const std::size_t bytes = 3 * kHuge + 12345;
+  auto *map = static_cast<std::uint8_t *>(
+      mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_NE(map, MAP_FAILED);
+  (void)madvise(map, bytes, MADV_NOHUGEPAGE);  // 4 KiB pages, whatever the machine's mode
+  map[0] = 0x3C;
+  map[5000] = 0xC3;
+  ASSERT_LT(residentPages(map, bytes), 3u);
+  // From an unaligned start: its page is populated too, and so is the last.
+  EXPECT_TRUE(hostemu::populatePages(map + 100, bytes - 100));
+  EXPECT_EQ(residentPages(map, bytes), (bytes + 4095) / 4096);
+  EXPECT_EQ(map[0], 0x3C);
+  EXPECT_EQ(map[5000], 0xC3);
+  EXPECT_EQ(map[bytes - 1], 0);
+  EXPECT_FALSE(hostemu::populatePages(nullptr, bytes));
+  munmap(map, bytes);
+}
+
+TEST(LargePages, FreshBlocksComeInWholeOnlyWhereNoHugePageIsOffered) {
+  if (!kernelPopulates()) GTEST_SKIP() << "this kernel has no MADV_POPULATE_WRITE";
+  constexpr std::size_t bytes = 4 * kHuge + 4096;
+  const hostemu::KeepFreedBlocks none;  // a fresh mapping, not a kept block
+  // A process whose huge pages are turned off, as a job or a container may be.
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    if (prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0) != 0) _exit(3);
+    if (hostemu::hugePagesOnOffer()) _exit(4);
+    void *block = hostemu::takeBlock(bytes);
+    const bool whole = residentPages(block, bytes) == bytes / 4096;
+    hostemu::giveBlock(block, bytes);
+    _exit(whole ? 0 : 5);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(WEXITSTATUS(status), 0) << "3: prctl refused, 4: huge pages still offered, "
+                                       "5: the block was not brought in";
+  // Here, with huge pages on: the block is left to its writers' first touch.
+  std::ifstream mode("/sys/kernel/mm/transparent_hugepage/enabled");
+  std::string modes;
+  std::getline(mode, modes);
+  if (modes.empty() || modes.find("[never]") != std::string::npos) return;
+  EXPECT_TRUE(hostemu::hugePagesOnOffer()) << "THP modes: " << modes;
+  void *block = hostemu::takeBlock(bytes);
+  EXPECT_EQ(residentPages(block, bytes), 0u);
+  hostemu::giveBlock(block, bytes);
 }
 #endif
 
