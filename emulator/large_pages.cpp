@@ -47,10 +47,14 @@ bool hugePagesOnOffer() {
   // 1 is "off for this process"; newer kernels add flag bits for "off except
   // where advised", and these blocks are advised.
   if (prctl(PR_GET_THP_DISABLE, 0, 0, 0, 0) == 1) return false;
-  std::ifstream enabled("/sys/kernel/mm/transparent_hugepage/enabled");
-  std::string modes;
-  std::getline(enabled, modes);
-  return modes.find('[') != std::string::npos && modes.find("[never]") == std::string::npos;
+  // The machine's setting is read once; the process's, above, each time.
+  static const bool machineOffers = [] {
+    std::ifstream enabled("/sys/kernel/mm/transparent_hugepage/enabled");
+    std::string modes;
+    std::getline(enabled, modes);
+    return modes.find('[') != std::string::npos && modes.find("[never]") == std::string::npos;
+  }();
+  return machineOffers;
 #else
   return false;
 #endif

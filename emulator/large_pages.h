@@ -33,7 +33,7 @@ void reserveAdvised(Samples &samples, std::size_t bytes);
 // Linux when transparent huge pages are off for the machine or for the process
 // (prctl PR_SET_THP_DISABLE), and on systems whose huge pages are not handed
 // out on advice (Windows grants them only to accounts with the lock-memory
-// privilege). Read afresh at each call.
+// privilege). The process's setting is read at each call, the machine's once.
 bool hugePagesOnOffer();
 
 // Brings every page of [data, data + bytes) into memory now, in one call into
