@@ -107,6 +107,12 @@ class Scenarios {
       run("scripted_16bit", MakeDocument(160, 120, 16), &d, {});
     }
     {
+      // Several of the kernels' tiles across and down, each edge a partial one.
+      hostemu::Descriptor d;
+      putLens(d, "biCu");
+      run("scripted_16bit_bicubic", MakeDocument(301, 157, 16), &d, {});
+    }
+    {
       hostemu::Descriptor d;
       putLens(d, "biCu");
       run("scripted_32bit", MakeDocument(90, 70, 32), &d, {});
