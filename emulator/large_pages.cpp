@@ -7,6 +7,7 @@
 #if defined(__linux__)
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <unistd.h>
 #elif defined(_WIN32)
 #ifndef NOMINMAX
 #define NOMINMAX
@@ -67,8 +68,9 @@ bool populatePages(void *data, std::size_t bytes) {
   constexpr int MADV_POPULATE_WRITE = 23;  // older headers than the kernel
 #endif
   // madvise wants a page-aligned start.
+  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
   const auto begin = reinterpret_cast<std::uintptr_t>(data);
-  const std::uintptr_t first = begin & ~std::uintptr_t{4095};
+  const std::uintptr_t first = begin & ~(page - 1);
   return madvise(reinterpret_cast<void *>(first), begin + bytes - first, MADV_POPULATE_WRITE) == 0;
 #elif defined(_WIN32)
   if (VirtualLock(data, bytes) == 0) return false;

@@ -83,7 +83,7 @@ TEST(LargePages, AdvisedBufferMayBeBackedByHugePages) {
 
 // How many of the pages of [data, data + bytes) are in memory (mincore).
 std::size_t residentPages(const void *data, std::size_t bytes) {
-  const std::size_t page = 4096;
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   const auto begin = reinterpret_cast<std::uintptr_t>(data) & ~(page - 1);
   const std::size_t length = reinterpret_cast<std::uintptr_t>(data) + bytes - begin;
   std::vector<unsigned char> in((length + page - 1) / page);
@@ -113,7 +113,8 @@ TEST(LargePages, PopulatedPagesAreInMemoryBeforeTheirFirstTouchAndKeepTheirBytes
   ASSERT_LT(residentPages(map, bytes), 3u);
   // From an unaligned start: its page is populated too, and so is the last.
   EXPECT_TRUE(hostemu::populatePages(map + 100, bytes - 100));
-  EXPECT_EQ(residentPages(map, bytes), (bytes + 4095) / 4096);
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  EXPECT_EQ(residentPages(map, bytes), (bytes + page - 1) / page);
   EXPECT_EQ(map[0], 0x3C);
   EXPECT_EQ(map[5000], 0xC3);
   EXPECT_EQ(map[bytes - 1], 0);
@@ -132,7 +133,8 @@ TEST(LargePages, FreshBlocksComeInWholeOnlyWhereNoHugePageIsOffered) {
     if (prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0) != 0) _exit(3);
     if (hostemu::hugePagesOnOffer()) _exit(4);
     void *block = hostemu::takeBlock(bytes);
-    const bool whole = residentPages(block, bytes) == bytes / 4096;
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const bool whole = residentPages(block, bytes) == (bytes + page - 1) / page;
     hostemu::giveBlock(block, bytes);
     _exit(whole ? 0 : 5);
   }
