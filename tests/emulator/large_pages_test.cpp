@@ -51,6 +51,15 @@ TEST(LargePages, AdviceOnOddRangesIsHarmless) {
 }
 
 #if defined(__linux__)
+// The machine's transparent huge page modes, the chosen one in brackets
+// ("always [madvise] never"); empty where the kernel has none.
+std::string machineHugePageModes() {
+  std::ifstream mode("/sys/kernel/mm/transparent_hugepage/enabled");
+  std::string modes;
+  std::getline(mode, modes);
+  return modes;
+}
+
 // The THPeligible line of the mapping holding addr in /proc/self/smaps, or -1.
 int hugePageEligible(const void *addr) {
   std::ifstream smaps("/proc/self/smaps");
@@ -69,9 +78,7 @@ int hugePageEligible(const void *addr) {
 }
 
 TEST(LargePages, AdvisedBufferMayBeBackedByHugePages) {
-  std::ifstream mode("/sys/kernel/mm/transparent_hugepage/enabled");
-  std::string modes;
-  std::getline(mode, modes);
+  const std::string modes = machineHugePageModes();
   if (modes.find("[never]") != std::string::npos || modes.empty()) {
     GTEST_SKIP() << "transparent huge pages are off here";
   }
@@ -144,9 +151,7 @@ TEST(LargePages, FreshBlocksComeInWholeOnlyWhereNoHugePageIsOffered) {
   EXPECT_EQ(WEXITSTATUS(status), 0) << "3: prctl refused, 4: huge pages still offered, "
                                        "5: the block was not brought in";
   // Here, with huge pages on: the block is left to its writers' first touch.
-  std::ifstream mode("/sys/kernel/mm/transparent_hugepage/enabled");
-  std::string modes;
-  std::getline(mode, modes);
+  const std::string modes = machineHugePageModes();
   if (modes.empty() || modes.find("[never]") != std::string::npos) return;
   EXPECT_TRUE(hostemu::hugePagesOnOffer()) << "THP modes: " << modes;
   void *block = hostemu::takeBlock(bytes);
