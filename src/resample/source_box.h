@@ -10,7 +10,8 @@
 // seen reading the block directly.
 //
 // Layout: sample k of pixel (column c, row r) of the box at doubles[(r *
-// width + c) * 4 + k].
+// width + c) * 4 + k] for pixels of 3 or 4 channels; pixels of 1 or 2
+// channels are kept as planes, column by column (fill_planes).
 // Internal to the engines (C++ only); needs AVX2 (included by the wide units).
 #ifndef ORTAVEL_RESAMPLE_SOURCE_BOX_H
 #define ORTAVEL_RESAMPLE_SOURCE_BOX_H
@@ -157,6 +158,34 @@ inline void fill_box(const uint8_t *data, int32_t row_stride, int32_t pixel_stri
       for (int c = 0; c < e.width; ++c) {
         convert_samples<T>(src + c * pixel_stride, C, out + 4 * c);
         if (C == 3) out[4 * c + 3] = 0.0;
+      }
+    }
+  }
+}
+
+// Fills `planes` with the extent's pixels of 1 or 2 channels, each channel a
+// plane of its own laid out column by column: sample k of box pixel (column
+// c, row i) at planes[(k * width + c) * height + i]. Box row i is block row
+// first_row + i clamped to the block (first_row may be negative, and the
+// extent may reach below the block), so that rows above and below the block
+// repeat its edge rows, as clamped taps read them: a pixel's tap rows at one
+// tap column are then always consecutive doubles.
+template <typename T, int C>
+inline void fill_planes(const uint8_t *data, int32_t row_stride, int32_t pixel_stride,
+                        int32_t block_height, const BoxExtent &e, double *planes) {
+  static_assert(C == 1 || C == 2, "planes hold pixels of 1 or 2 channels");
+  const ptrdiff_t plane = static_cast<ptrdiff_t>(e.width) * e.height;
+  for (int i = 0; i < e.height; ++i) {
+    int32_t r = e.first_row + i;
+    r = r < 0 ? 0 : (r > block_height - 1 ? block_height - 1 : r);
+    const uint8_t *src = data + static_cast<ptrdiff_t>(r) * row_stride +
+                         static_cast<ptrdiff_t>(e.first_column) * pixel_stride;
+    double *out = planes + i;
+    for (int c = 0; c < e.width; ++c) {
+      for (int k = 0; k < C; ++k) {
+        T v;
+        std::memcpy(&v, src + c * pixel_stride + k * static_cast<int>(sizeof(T)), sizeof v);
+        out[k * plane + static_cast<ptrdiff_t>(c) * e.height] = static_cast<double>(v);
       }
     }
   }

@@ -150,19 +150,21 @@ TEST_P(IsaPaths, WideBandOfABarrelLens) {
   }
 }
 
-// Pixels of 3 and 4 channels are filtered tile by tile from samples converted
-// once per tile. A strong zoom out spreads a tile over more source pixels than
+// With the lens model, pictures are filtered tile by tile from samples
+// converted once per tile: whole pixels of 3 and 4 channels, and pixels of 1
+// and 2 channels as planes whose rows beyond the block's top and bottom repeat
+// its edge rows. A strong zoom out spreads a tile over more source pixels than
 // that buffer takes, so such tiles read the block directly; a zoom in keeps
 // them small. Both, at every depth, with padded pixels and rows, next to the
 // block's edges (the model's centre is moved towards a corner).
-TEST_P(IsaPaths, TilesOfWholePixelsAtEveryZoom) {
+TEST_P(IsaPaths, TilesAtEveryZoom) {
   const uint32_t isa = GetParam();
   std::mt19937 rng(99);
   const int max_for[5] = {0, 255, 32768, 0, 255};
   for (double scale : {0.12, 0.45, 3.0}) {
     for (uint32_t method = 0; method < TEST_ALIGN; ++method) {
       for (uint32_t size : {1u, 2u, 4u}) {
-        for (int channels : {3, 4}) {
+        for (int channels : {1, 2, 3, 4}) {
           SCOPED_TRACE(testing::Message()
                        << interp_isa_name(isa) << " scale " << scale << " method " << method
                        << " size " << size << " channels " << channels);

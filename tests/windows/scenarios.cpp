@@ -38,15 +38,20 @@ using hostemu::fourCC;
 
 // A smooth pattern with edges in it, different in every plane, at any depth:
 // 8-bit 0..255, 16-bit on the host's 0..32768 scale, 32-bit as floats 0..1.
-hostemu::Document MakeDocument(int width, int height, int depth) {
+// Three planes (RGB) or one (greyscale).
+hostemu::Document MakeDocument(int width, int height, int depth, int planes = 3) {
   hostemu::Document doc;
   doc.width = width;
   doc.height = height;
   doc.depth = depth;
-  doc.imageMode = depth == 8 ? 3 : (depth == 16 ? 11 : 16);  // RGB, RGB48, RGB96
-  doc.planes.resize(3);
+  if (planes == 1) {
+    doc.imageMode = depth == 8 ? 1 : (depth == 16 ? 10 : 17);  // GrayScale, Gray16, Gray32
+  } else {
+    doc.imageMode = depth == 8 ? 3 : (depth == 16 ? 11 : 16);  // RGB, RGB48, RGB96
+  }
+  doc.planes.resize(static_cast<std::size_t>(planes));
   const int bps = depth / 8;
-  for (int p = 0; p < 3; ++p) {
+  for (int p = 0; p < planes; ++p) {
     auto &s = doc.planes[static_cast<std::size_t>(p)].samples;
     s.assign(doc.planeBytes(), 0);
     for (int y = 0; y < height; ++y) {
@@ -111,6 +116,17 @@ class Scenarios {
       hostemu::Descriptor d;
       putLens(d, "biCu");
       run("scripted_16bit_bicubic", MakeDocument(301, 157, 16), &d, {});
+    }
+    {
+      // Greyscale pictures are filtered from planes of their own.
+      hostemu::Descriptor d;
+      putLens(d, "biCu");
+      run("grey_8bit_bicubic", MakeDocument(203, 141, 8, 1), &d, {});
+    }
+    {
+      hostemu::Descriptor d;
+      putLens(d, "la08");
+      run("grey_16bit_lanczos", MakeDocument(233, 149, 16, 1), &d, {});
     }
     {
       hostemu::Descriptor d;
