@@ -30,7 +30,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <type_traits>
 #include <utility>
 
 #include <immintrin.h>
@@ -440,8 +439,7 @@ struct VectorFilter {
   // column the pixel's tap rows are consecutive, so the N row sums advance
   // side by side, one per lane, each summed left to right from its first
   // product; then weighted by their row weights and added in row order.
-  static double plane_sum(const double *rows, const Taps &t, int j) {
-    __m256d rowsum[kRowGroups];
+  static void row_sums(const double *rows, const Taps &t, int j, __m256d *rowsum) {
     {
       const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, 0));
       const double *p = rows + t.col[0][j];
@@ -454,11 +452,85 @@ struct VectorFilter {
         rowsum[g] = _mm256_add_pd(rowsum[g], _mm256_mul_pd(_mm256_loadu_pd(p + 4 * g), w));
       }
     }
+  }
+  static double plane_sum(const double *rows, const Taps &t, int j) {
+    __m256d rowsum[kRowGroups];
+    row_sums(rows, t, j, rowsum);
     alignas(32) double row_sum[4 * kRowGroups];
     for (int g = 0; g < kRowGroups; ++g) _mm256_store_pd(row_sum + 4 * g, rowsum[g]);
     double sum = row_sum[0] * Taps::weight(t.wy, j, 0);
     for (int m = 1; m < N; ++m) sum = sum + row_sum[m] * Taps::weight(t.wy, j, m);
     return sum;
+  }
+
+  // The same for the four pixels j .. j + 3 (all inside), pixel j + q in lane
+  // q: their row sums are turned so that each register holds one tap row of
+  // the four pixels, which are then weighted and added in row order.
+  static __m256d plane_sums4(const double *data, const int32_t *row_offset, const Taps &t, int j) {
+    __m256d rowsum[4][kRowGroups];
+    for (int q = 0; q < 4; ++q) row_sums(data + row_offset[q], t, j + q, rowsum[q]);
+    static_assert(!kPixelMajor, "the row weights of four pixels are read side by side");
+    __m256d sum = _mm256_setzero_pd();
+    for (int g = 0; g < kRowGroups; ++g) {
+      const __m256d lo01 = _mm256_unpacklo_pd(rowsum[0][g], rowsum[1][g]);
+      const __m256d hi01 = _mm256_unpackhi_pd(rowsum[0][g], rowsum[1][g]);
+      const __m256d lo23 = _mm256_unpacklo_pd(rowsum[2][g], rowsum[3][g]);
+      const __m256d hi23 = _mm256_unpackhi_pd(rowsum[2][g], rowsum[3][g]);
+      const __m256d row[4] = {
+          _mm256_permute2f128_pd(lo01, lo23, 0x20), _mm256_permute2f128_pd(hi01, hi23, 0x20),
+          _mm256_permute2f128_pd(lo01, lo23, 0x31), _mm256_permute2f128_pd(hi01, hi23, 0x31)};
+      for (int i = 0; i < 4 && 4 * g + i < N; ++i) {
+        const int m = 4 * g + i;
+        const __m256d product = _mm256_mul_pd(row[i], _mm256_loadu_pd(&t.wy[m][j]));
+        sum = m == 0 ? product : _mm256_add_pd(sum, product);
+      }
+    }
+    return sum;
+  }
+
+  // As put_pixel, for one sample of four pixels, `step` bytes apart.
+  static void put_values4(__m256d sum, double max, uint8_t *p, int32_t step) {
+    const __m256d v = _mm256_min_pd(_mm256_max_pd(sum, _mm256_setzero_pd()), _mm256_set1_pd(max));
+    alignas(16) int32_t result[4];
+    _mm_store_si128(reinterpret_cast<__m128i *>(result),
+                    _mm256_cvttpd_epi32(_mm256_add_pd(v, _mm256_set1_pd(0.5))));
+    for (int q = 0; q < 4; ++q) put_sample<T>(p + q * step, result[q]);
+  }
+
+  // Pixels [0, valid) of a group from planes. With weights stored tap by tap,
+  // four at a time where all four are inside: bicubic ran 1.07-1.2 times as
+  // fast (three sets of runs). Lanczos, whose weights are stored pixel by
+  // pixel, measured 1-5 % slower so, whether its row weights were picked
+  // singly or turned into place like the sums.
+  static void filter_pixels(const PlaneReader &read, const Taps &t, double max, int valid,
+                            uint8_t *out, int32_t out_stride) {
+    int j = 0;
+    if constexpr (!kPixelMajor) {
+      for (; j + 4 <= valid; j += 4) {
+        if ((t.in_bits >> j & 0xFu) != 0xFu) {
+          for (int q = j; q < j + 4; ++q) plane_pixel(read, t, q, max, out + q * out_stride);
+          continue;
+        }
+        int32_t row_offset[4];
+        for (int q = 0; q < 4; ++q) row_offset[q] = t.top[j + q] - read.first_row;
+        for (int k = 0; k < C; ++k) {
+          put_values4(plane_sums4(read.data + k * read.plane, row_offset, t, j), max,
+                      out + j * out_stride + k * sizeof(T), out_stride);
+        }
+      }
+    }
+    for (; j < valid; ++j) plane_pixel(read, t, j, max, out + j * out_stride);
+  }
+
+  static void plane_pixel(const PlaneReader &read, const Taps &t, int j, double max, uint8_t *px) {
+    if ((t.in_bits >> j & 1u) == 0) {
+      std::memset(px, 0, kPixelBytes);
+      return;
+    }
+    const double *rows = read.data + (t.top[j] - read.first_row);
+    for (int k = 0; k < C; ++k) {
+      put_value(plane_sum(rows + k * read.plane, t, j), max, px + k * sizeof(T));
+    }
   }
 
   // As put_pixel, for one sample.
@@ -489,14 +561,7 @@ struct VectorFilter {
         std::memset(px, 0, kPixelBytes);
         continue;
       }
-      if constexpr (std::is_same_v<Reader, PlaneReader>) {
-        const double *rows = read.data + (t.top[j] - read.first_row);
-        for (int k = 0; k < C; ++k) {
-          put_value(plane_sum(rows + k * read.plane, t, j), max, px + k * sizeof(T));
-        }
-      } else {
-        put_pixel(sum_pixel(read, t, j), max_value, px);
-      }
+      put_pixel(sum_pixel(read, t, j), max_value, px);
     }
   }
 
@@ -576,8 +641,9 @@ struct VectorFilter {
     const int32_t r0 = kWholePixels
                            ? clamp(static_cast<int32_t>(std::floor(ly)) - (N / 2 - 1), s.height - 1)
                            : static_cast<int32_t>(std::floor(ly)) - (N / 2 - 1);
-    const int32_t r1 = kWholePixels ? clamp(static_cast<int32_t>(std::floor(hy)) + N / 2, s.height - 1)
-                                    : static_cast<int32_t>(std::floor(hy)) + N / 2 + kExtraRows;
+    const int32_t r1 = kWholePixels
+                           ? clamp(static_cast<int32_t>(std::floor(hy)) + N / 2, s.height - 1)
+                           : static_cast<int32_t>(std::floor(hy)) + N / 2 + kExtraRows;
     const BoxExtent e{c0, r0, c1 - c0 + 1, r1 - r0 + 1};
     if (int64_t{e.width} * e.height * (kWholePixels ? 4 : C) > kBoxPixels * 4) {
       // A footprint too large for the box (a strong zoom out): read directly.
