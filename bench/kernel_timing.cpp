@@ -44,8 +44,7 @@ std::vector<uint8_t> make_frame(uint32_t sample_size, int channels) {
   const uint32_t top = sample_size == 2 ? 32768u : 255u;
   for (size_t i = 0; i < samples; ++i) {
     noise = noise * 1664525u + 1013904223u;
-    const uint32_t v =
-        (static_cast<uint32_t>(i % (kWidth * channels)) + (noise >> 28)) % (top + 1);
+    const uint32_t v = (static_cast<uint32_t>(i % (kWidth * channels)) + (noise >> 28)) % (top + 1);
     if (sample_size == 1) {
       f[i] = static_cast<uint8_t>(v);
     } else {
@@ -110,8 +109,8 @@ int main(int argc, char **argv) {
     int32_t channels;
     const char *depth;
   };
-  for (const Frame &f : {Frame{1, kChannels, "8bit"}, Frame{2, kChannels, "16bit"},
-                         Frame{1, 1, "grey8"}}) {
+  for (const Frame &f :
+       {Frame{1, kChannels, "8bit"}, Frame{2, kChannels, "16bit"}, Frame{1, 1, "grey8"}}) {
     const uint32_t size = f.size;
     const int32_t channels = f.channels;
     const std::vector<uint8_t> in = make_frame(size, channels);
