@@ -214,6 +214,10 @@ struct SourceView {
   double max_value;
 };
 
+constexpr int box_doubles_per_pixel(bool whole_pixels, int channels) {
+  return whole_pixels ? 4 : channels;
+}
+
 template <typename T>
 inline void put_sample(uint8_t *p, int32_t v) {
   const T s = static_cast<T>(static_cast<uint32_t>(v));
@@ -614,6 +618,8 @@ struct VectorFilter {
   static constexpr int kTileRows = 8;
   static constexpr int kTileColumns = N <= 4 ? 64 : 32;
   static constexpr int kBoxPixels = 2048;
+  // Four for whole pixels (fill_box), one a channel for planes (fill_planes).
+  static constexpr int kBoxDoublesPerPixel = box_doubles_per_pixel(kWholePixels, C);
 
   // One tile: positions sx[r][i], sy[r][i] for rows r < rows and columns
   // i < count (NaN-padded to whole groups); out the tile's first pixel.
@@ -672,7 +678,7 @@ struct VectorFilter {
                            ? clamp(static_cast<int32_t>(std::floor(hy)) + N / 2, s.height - 1)
                            : static_cast<int32_t>(std::floor(hy)) + N / 2 + kExtraRows;
     const BoxExtent e{c0, r0, c1 - c0 + 1, r1 - r0 + 1};
-    if (int64_t{e.width} * e.height * (kWholePixels ? 4 : C) > kBoxPixels * 4) {
+    if (int64_t{e.width} * e.height * kBoxDoublesPerPixel > kBoxPixels * 4) {
       // A footprint too large for the box (a strong zoom out): read directly.
       for (int r = 0; r < rows; ++r) {
         uint8_t *o = out + static_cast<ptrdiff_t>(r) * out_row_stride;
