@@ -373,10 +373,13 @@ struct VectorFilter {
       const I n_i = V::iset1(n);
       far_col = V::imul(V::isub(V::imin(V::imax(V::iadd(x0, n_i), zero), last_col), first_col),
                         V::iset1(at.column_step));
-      far_row = V::imul(V::isub(V::imin(V::imax(V::iadd(y0, n_i), zero), last_row), first_row),
-                        V::iset1(at.row_step));
       V::istore(t.col[n], far_col);
-      V::istore(t.row[n], far_row);
+      // Planes find a pixel's tap rows from its first one (t.top).
+      if constexpr (kWholePixels) {
+        far_row = V::imul(V::isub(V::imin(V::imax(V::iadd(y0, n_i), zero), last_row), first_row),
+                          V::iset1(at.row_step));
+        V::istore(t.row[n], far_row);
+      }
     }
     t.near_end = V::igt_bits(V::iadd(far_row, far_col), V::iset1(at.limit)) != 0;
     return true;
