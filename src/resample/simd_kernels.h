@@ -524,10 +524,8 @@ struct VectorFilter {
 
   // As put_pixel, for one sample of four pixels, `step` bytes apart.
   static void put_values4(__m256d sum, double max, uint8_t *p, int32_t step) {
-    const __m256d v = _mm256_min_pd(_mm256_max_pd(sum, _mm256_setzero_pd()), _mm256_set1_pd(max));
     alignas(16) int32_t result[4];
-    _mm_store_si128(reinterpret_cast<__m128i *>(result),
-                    _mm256_cvttpd_epi32(_mm256_add_pd(v, _mm256_set1_pd(0.5))));
+    round_four(sum, _mm256_set1_pd(max), result);
     for (int q = 0; q < 4; ++q) put_sample<T>(p + q * step, result[q]);
   }
 
@@ -574,13 +572,19 @@ struct VectorFilter {
     put_sample<T>(p, _mm_cvttsd_si32(_mm_set_sd(v + 0.5)));
   }
 
-  // (sum > 0 ? sum : 0), then (< max ? that : max) (NaN becomes 0), plus one
-  // half, truncated; the pixel's C samples stored at px.
-  static void put_pixel(__m256d sum, __m256d max_value, uint8_t *px) {
+  // Four sums as stored samples: (sum > 0 ? sum : 0), then (< max ? that :
+  // max) (NaN becomes 0), plus one half, truncated.
+  ORTAVEL_INLINE_FOR_VECTOR_ARGS static void round_four(__m256d sum, __m256d max_value,
+                                                        int32_t *result) {
     const __m256d v = _mm256_min_pd(_mm256_max_pd(sum, _mm256_setzero_pd()), max_value);
-    alignas(16) int32_t result[4];
     _mm_store_si128(reinterpret_cast<__m128i *>(result),
                     _mm256_cvttpd_epi32(_mm256_add_pd(v, _mm256_set1_pd(0.5))));
+  }
+
+  // The pixel's C samples from its sums (round_four), stored at px.
+  static void put_pixel(__m256d sum, __m256d max_value, uint8_t *px) {
+    alignas(16) int32_t result[4];
+    round_four(sum, max_value, result);
     for (int k = 0; k < C; ++k) put_sample<T>(px + k * sizeof(T), result[k]);
   }
 
