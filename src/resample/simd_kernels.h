@@ -20,8 +20,10 @@
 //    fetched as 32-bit words by gather and split into channels.
 // So every pixel gets the baseline's bits.
 //
-// Taps are always read through clamped indices: inside the block that is the
-// direct read, at the border it repeats the edge pixels, as the baseline does.
+// Taps are always read as through clamped indices: inside the block that is
+// the direct read, at the border it repeats the edge pixels, as the baseline
+// does. The tiles' converted samples repeat the edge pixels beyond the block
+// themselves, so there a pixel's taps are fixed steps from its first one.
 // Reads that could reach past the last byte of the source block (a word or
 // four samples from a pixel near its end) take a careful path for that group.
 //
@@ -319,7 +321,7 @@ struct VectorFilter {
     alignas(64) double wy[kWeightRows][kWeightColumns];
     alignas(64) int32_t row[N][L];
     alignas(64) int32_t col[N][L];
-    alignas(64) int32_t top[L];  // each lane's first tap row, not clamped (planes only)
+    alignas(64) int32_t origin[L];  // each lane's first tap, not clamped (edged boxes only)
     unsigned in_bits;
     bool near_end;  // some read may reach past `limit` (see prepare)
 
@@ -332,7 +334,8 @@ struct VectorFilter {
     }
   };
 
-  // Where the offsets point: the tap at column c, row r (clamped to the block)
+  // Where the offsets point: the tap at column c, row r (clamped to the block,
+  // or as it is where what is read repeats the edge pixels beyond the block)
   // is at (c - first_column) * column_step + (r - first_row) * row_step.
   struct Offsets {
     int32_t first_column;
@@ -343,6 +346,9 @@ struct VectorFilter {
   };
 
   // Lanes [0, valid) at sx, sy. Returns false when no lane is inside.
+  // kEdged: what is read repeats the block's edge pixels beyond it (an edged
+  // box, see fill_box), so only each lane's first tap is stored (t.origin).
+  template <bool kEdged>
   static bool prepare(const SourceView &s, const Table &table, const Offsets &at, const double *sx,
                       const double *sy, int valid, Taps &t) {
     D x = V::load(sx);
@@ -361,7 +367,13 @@ struct VectorFilter {
 
     const I x0 = V::isub(V::to_i32(flx), V::iset1(N / 2 - 1));
     const I y0 = V::isub(V::to_i32(fly), V::iset1(N / 2 - 1));
-    if constexpr (!kWholePixels) V::istore(t.top, y0);
+    if constexpr (kEdged) {
+      V::istore(t.origin,
+                V::iadd(V::imul(V::isub(x0, V::iset1(at.first_column)), V::iset1(at.column_step)),
+                        V::imul(V::isub(y0, V::iset1(at.first_row)), V::iset1(at.row_step))));
+      t.near_end = false;
+      return true;
+    }
     const I zero = V::iset1(0);
     const I last_col = V::iset1(s.width - 1);
     const I last_row = V::iset1(s.height - 1);
@@ -374,12 +386,9 @@ struct VectorFilter {
       far_col = V::imul(V::isub(V::imin(V::imax(V::iadd(x0, n_i), zero), last_col), first_col),
                         V::iset1(at.column_step));
       V::istore(t.col[n], far_col);
-      // Planes find a pixel's tap rows from its first one (t.top).
-      if constexpr (kWholePixels) {
-        far_row = V::imul(V::isub(V::imin(V::imax(V::iadd(y0, n_i), zero), last_row), first_row),
-                          V::iset1(at.row_step));
-        V::istore(t.row[n], far_row);
-      }
+      far_row = V::imul(V::isub(V::imin(V::imax(V::iadd(y0, n_i), zero), last_row), first_row),
+                        V::iset1(at.row_step));
+      V::istore(t.row[n], far_row);
     }
     t.near_end = V::igt_bits(V::iadd(far_row, far_col), V::iset1(at.limit)) != 0;
     return true;
@@ -388,17 +397,31 @@ struct VectorFilter {
   // Reads straight from the source block, four samples at a time.
   template <bool kEdge>
   struct BlockReader {
+    static constexpr bool kEdged = false;
     const uint8_t *data;
     const uint8_t *row(int32_t offset) const { return data + offset; }
     static __m256d four(const uint8_t *p, int32_t offset) { return load_four<kEdge>(p + offset); }
   };
 
-  // Reads from a box of converted samples.
+  // Reads from an edged box of converted samples (fill_box): a pixel's taps
+  // are 4 doubles apart along a row and row_step doubles apart down.
   struct BoxReader {
+    static constexpr bool kEdged = true;
     const double *data;
+    int32_t row_step;
     const double *row(int32_t offset) const { return data + offset; }
     static __m256d four(const double *p, int32_t offset) { return _mm256_loadu_pd(p + offset); }
   };
+
+  // Where pixel j's tap column n starts within a tap row.
+  template <class Reader>
+  static int32_t column(const Taps &t, int j, int n) {
+    if constexpr (Reader::kEdged) {
+      return 4 * n;
+    } else {
+      return t.col[n][j];
+    }
+  }
 
   // The sum of pixel j (inside): each tap row summed left to right, weighted
   // by its row weight and added to the pixel's sum. The tap rows advance side
@@ -408,7 +431,11 @@ struct VectorFilter {
   template <class Reader>
   static __m256d sum_pixel(const Reader &read, const Taps &t, int j) {
     decltype(read.row(0)) tap_row[N];
-    for (int m = 0; m < N; ++m) tap_row[m] = read.row(t.row[m][j]);
+    if constexpr (Reader::kEdged) {
+      for (int m = 0; m < N; ++m) tap_row[m] = read.row(t.origin[j] + m * read.row_step);
+    } else {
+      for (int m = 0; m < N; ++m) tap_row[m] = read.row(t.row[m][j]);
+    }
     // Each sum starts from its first product rather than from zero plus it:
     // the two differ at most in the sign of a zero, which no later sum or
     // product turns into a magnitude and which the clamp turns into 0 alike.
@@ -416,12 +443,12 @@ struct VectorFilter {
     __m256d rowsum[N];
     {
       const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, 0));
-      const int32_t at = t.col[0][j];
+      const int32_t at = column<Reader>(t, j, 0);
       for (int m = 0; m < N; ++m) rowsum[m] = _mm256_mul_pd(Reader::four(tap_row[m], at), w);
     }
     for (int n = 1; n < N; ++n) {
       const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, n));
-      const int32_t at = t.col[n][j];
+      const int32_t at = column<Reader>(t, j, n);
       for (int m = 0; m < N; ++m) {
         rowsum[m] = _mm256_add_pd(rowsum[m], _mm256_mul_pd(Reader::four(tap_row[m], at), w));
       }
@@ -433,53 +460,58 @@ struct VectorFilter {
     return sum;
   }
 
-  // Reads from planes of converted samples (pixels of 1 or 2 channels, see
-  // fill_planes): box row i holds block row first_row + i.
+  // Reads from edged planes of converted samples (pixels of 1 or 2 channels,
+  // see fill_planes): a pixel's tap rows are consecutive doubles, its tap
+  // columns column_step doubles apart.
   struct PlaneReader {
+    static constexpr bool kEdged = true;
     const double *data;
     ptrdiff_t plane;  // doubles from one channel's plane to the next
-    int32_t first_row;
+    int32_t column_step;
   };
 
   // Registers of four tap rows that hold all N of a pixel's row sums
   // (bilinear's two rows take one register of two doubles instead).
   static constexpr int kRowGroups = (N + 3) / 4;
-  // Tap rows read beyond the N (their sums are formed and dropped).
-  static constexpr int kExtraRows = N == 2 ? 0 : 4 * kRowGroups - N;
+  // Tap rows a plane is read beyond the N (their sums are formed and
+  // dropped).
+  static constexpr int kExtraRows = kWholePixels || N == 2 ? 0 : 4 * kRowGroups - N;
 
-  static __m128d row_sums2(const double *rows, const Taps &t, int j) {
-    const __m128d first =
-        _mm_mul_pd(_mm_loadu_pd(rows + t.col[0][j]), _mm_set1_pd(Taps::weight(t.wx, j, 0)));
+  // Pixel j's tap rows start at `first` in one plane, `step` doubles from one
+  // tap column to the next.
+  static __m128d row_sums2(const double *first, int32_t step, const Taps &t, int j) {
+    const __m128d left = _mm_mul_pd(_mm_loadu_pd(first), _mm_set1_pd(Taps::weight(t.wx, j, 0)));
     return _mm_add_pd(
-        first, _mm_mul_pd(_mm_loadu_pd(rows + t.col[1][j]), _mm_set1_pd(Taps::weight(t.wx, j, 1))));
+        left, _mm_mul_pd(_mm_loadu_pd(first + step), _mm_set1_pd(Taps::weight(t.wx, j, 1))));
   }
 
   // The sum of one channel of pixel j (inside), from its plane: at every tap
   // column the pixel's tap rows are consecutive, so the N row sums advance
   // side by side, one per lane, each summed left to right from its first
   // product; then weighted by their row weights and added in row order.
-  static void row_sums(const double *rows, const Taps &t, int j, __m256d *rowsum) {
+  static void row_sums(const double *first, int32_t step, const Taps &t, int j, __m256d *rowsum) {
     {
       const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, 0));
-      const double *p = rows + t.col[0][j];
-      for (int g = 0; g < kRowGroups; ++g) rowsum[g] = _mm256_mul_pd(_mm256_loadu_pd(p + 4 * g), w);
+      for (int g = 0; g < kRowGroups; ++g) {
+        rowsum[g] = _mm256_mul_pd(_mm256_loadu_pd(first + 4 * g), w);
+      }
     }
     for (int n = 1; n < N; ++n) {
       const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, n));
-      const double *p = rows + t.col[n][j];
+      const double *p = first + static_cast<ptrdiff_t>(n) * step;
       for (int g = 0; g < kRowGroups; ++g) {
         rowsum[g] = _mm256_add_pd(rowsum[g], _mm256_mul_pd(_mm256_loadu_pd(p + 4 * g), w));
       }
     }
   }
-  static double plane_sum(const double *rows, const Taps &t, int j) {
+  static double plane_sum(const double *first, int32_t step, const Taps &t, int j) {
     if constexpr (N == 2) {
-      const __m128d rowsum = row_sums2(rows, t, j);
-      const double first = _mm_cvtsd_f64(rowsum) * Taps::weight(t.wy, j, 0);
-      return first + _mm_cvtsd_f64(_mm_unpackhi_pd(rowsum, rowsum)) * Taps::weight(t.wy, j, 1);
+      const __m128d rowsum = row_sums2(first, step, t, j);
+      const double top = _mm_cvtsd_f64(rowsum) * Taps::weight(t.wy, j, 0);
+      return top + _mm_cvtsd_f64(_mm_unpackhi_pd(rowsum, rowsum)) * Taps::weight(t.wy, j, 1);
     }
     __m256d rowsum[kRowGroups];
-    row_sums(rows, t, j, rowsum);
+    row_sums(first, step, t, j, rowsum);
     alignas(32) double row_sum[4 * kRowGroups];
     for (int g = 0; g < kRowGroups; ++g) _mm256_store_pd(row_sum + 4 * g, rowsum[g]);
     double sum = row_sum[0] * Taps::weight(t.wy, j, 0);
@@ -490,10 +522,10 @@ struct VectorFilter {
   // The same for the four pixels j .. j + 3 (all inside), pixel j + q in lane
   // q: their row sums are turned so that each register holds one tap row of
   // the four pixels, which are then weighted and added in row order.
-  static __m256d plane_sums4(const double *data, const int32_t *row_offset, const Taps &t, int j) {
+  static __m256d plane_sums4(const double *plane, int32_t step, const Taps &t, int j) {
     if constexpr (N == 2) {
       __m128d r[4];
-      for (int q = 0; q < 4; ++q) r[q] = row_sums2(data + row_offset[q], t, j + q);
+      for (int q = 0; q < 4; ++q) r[q] = row_sums2(plane + t.origin[j + q], step, t, j + q);
       const __m256d top =
           _mm256_set_m128d(_mm_unpacklo_pd(r[2], r[3]), _mm_unpacklo_pd(r[0], r[1]));
       const __m256d bottom =
@@ -502,7 +534,7 @@ struct VectorFilter {
       return _mm256_add_pd(first, _mm256_mul_pd(bottom, _mm256_loadu_pd(&t.wy[1][j])));
     }
     __m256d rowsum[4][kRowGroups];
-    for (int q = 0; q < 4; ++q) row_sums(data + row_offset[q], t, j + q, rowsum[q]);
+    for (int q = 0; q < 4; ++q) row_sums(plane + t.origin[j + q], step, t, j + q, rowsum[q]);
     static_assert(!kPixelMajor, "the row weights of four pixels are read side by side");
     __m256d sum = _mm256_setzero_pd();
     for (int g = 0; g < kRowGroups; ++g) {
@@ -543,10 +575,8 @@ struct VectorFilter {
           for (int q = j; q < j + 4; ++q) plane_pixel(read, t, q, max, out + q * out_stride);
           continue;
         }
-        int32_t row_offset[4];
-        for (int q = 0; q < 4; ++q) row_offset[q] = t.top[j + q] - read.first_row;
         for (int k = 0; k < C; ++k) {
-          put_values4(plane_sums4(read.data + k * read.plane, row_offset, t, j), max,
+          put_values4(plane_sums4(read.data + k * read.plane, read.column_step, t, j), max,
                       out + j * out_stride + k * sizeof(T), out_stride);
         }
       }
@@ -559,9 +589,9 @@ struct VectorFilter {
       std::memset(px, 0, kPixelBytes);
       return;
     }
-    const double *rows = read.data + (t.top[j] - read.first_row);
+    const double *first = read.data + t.origin[j];
     for (int k = 0; k < C; ++k) {
-      put_value(plane_sum(rows + k * read.plane, t, j), max, px + k * sizeof(T));
+      put_value(plane_sum(first + k * read.plane, read.column_step, t, j), max, px + k * sizeof(T));
     }
   }
 
@@ -608,7 +638,7 @@ struct VectorFilter {
                           const double *sy, int valid, uint8_t *out, int32_t out_stride) {
     const Offsets at{0, s.pixel_stride, 0, s.row_stride, s.span - kReach};
     Taps t;
-    if (!prepare(s, table, at, sx, sy, valid, t)) {
+    if (!prepare<false>(s, table, at, sx, sy, valid, t)) {
       clear_pixels(out, valid, out_stride);
       return;
     }
@@ -671,19 +701,13 @@ struct VectorFilter {
       return;
     }
     // Inside pixels lie within -0.5 .. width - 0.5 (and so for rows): their
-    // taps, clamped to the block as the filter clamps them, span this box.
-    const auto clamp = [](int32_t v, int32_t last) { return v < 0 ? 0 : (v > last ? last : v); };
-    const int32_t c0 = clamp(static_cast<int32_t>(std::floor(lx)) - (N / 2 - 1), s.width - 1);
-    const int32_t c1 = clamp(static_cast<int32_t>(std::floor(hx)) + N / 2, s.width - 1);
-    // Planes (pixels of 1 or 2 channels) keep rows above and below the block
-    // as repeated edge rows, so their rows are not clamped; they reach
-    // kExtraRows further down for the last group of tap rows.
-    const int32_t r0 = kWholePixels
-                           ? clamp(static_cast<int32_t>(std::floor(ly)) - (N / 2 - 1), s.height - 1)
-                           : static_cast<int32_t>(std::floor(ly)) - (N / 2 - 1);
-    const int32_t r1 = kWholePixels
-                           ? clamp(static_cast<int32_t>(std::floor(hy)) + N / 2, s.height - 1)
-                           : static_cast<int32_t>(std::floor(hy)) + N / 2 + kExtraRows;
+    // taps span this box, which repeats the block's edge pixels where it
+    // reaches beyond the block. Planes reach kExtraRows further down for the
+    // last group of tap rows.
+    const int32_t c0 = static_cast<int32_t>(std::floor(lx)) - (N / 2 - 1);
+    const int32_t c1 = static_cast<int32_t>(std::floor(hx)) + N / 2;
+    const int32_t r0 = static_cast<int32_t>(std::floor(ly)) - (N / 2 - 1);
+    const int32_t r1 = static_cast<int32_t>(std::floor(hy)) + N / 2 + kExtraRows;
     const BoxExtent e{c0, r0, c1 - c0 + 1, r1 - r0 + 1};
     if (int64_t{e.width} * e.height * kBoxDoublesPerPixel > kBoxPixels * 4) {
       // A footprint too large for the box (a strong zoom out): read directly.
@@ -702,13 +726,13 @@ struct VectorFilter {
       return;
     }
     if constexpr (kWholePixels) {
-      fill_box<T, C>(s.data, s.row_stride, s.pixel_stride, e, box);
-      filter_tile(s, table, Offsets{c0, 4, r0, e.width * 4, INT32_MAX}, BoxReader{box}, sx, sy,
-                  rows, count, out, out_row_stride, out_stride);
+      fill_box<T, C>(s.data, s.row_stride, s.pixel_stride, s.width, s.height, e, box);
+      filter_tile(s, table, Offsets{c0, 4, r0, e.width * 4, INT32_MAX}, BoxReader{box, e.width * 4},
+                  sx, sy, rows, count, out, out_row_stride, out_stride);
     } else {
-      fill_planes<T, C>(s.data, s.row_stride, s.pixel_stride, s.height, e, box);
-      const PlaneReader reader{box, static_cast<ptrdiff_t>(e.width) * e.height, r0};
-      filter_tile(s, table, Offsets{c0, e.height, 0, 0, INT32_MAX}, reader, sx, sy, rows, count,
+      fill_planes<T, C>(s.data, s.row_stride, s.pixel_stride, s.width, s.height, e, box);
+      const PlaneReader reader{box, static_cast<ptrdiff_t>(e.width) * e.height, e.height};
+      filter_tile(s, table, Offsets{c0, e.height, r0, 1, INT32_MAX}, reader, sx, sy, rows, count,
                   out, out_row_stride, out_stride);
     }
   }
@@ -738,7 +762,8 @@ struct VectorFilter {
     int next_i = 0;
     const auto prepare_next = [&](Taps &into) {
       const int valid = count - next_i < L ? count - next_i : L;
-      const bool any = prepare(s, table, at, sx[next_r] + next_i, sy[next_r] + next_i, valid, into);
+      const bool any = prepare<Reader::kEdged>(s, table, at, sx[next_r] + next_i,
+                                               sy[next_r] + next_i, valid, into);
       next_i += L;
       if (next_i >= count) {
         next_i = 0;

@@ -140,53 +140,93 @@ inline void convert_threes(const uint8_t *p, int count, double *out) {
 // were). The fourth double of a 3-channel pixel is zero. Pixels that sit
 // directly side by side are converted a row at a time; other layouts
 // (padding between pixels) pixel by pixel.
+//
+// The extent may reach past the block on any side (by less than a filter's
+// reach): box pixels outside it repeat the block's edge pixels, as clamped
+// taps read them. A pixel's taps are then always the same steps apart in the
+// box, from its first tap on, with no clamp per tap. The extent holds at
+// least one column and one row of the block.
 template <typename T, int C>
 inline void fill_box(const uint8_t *data, int32_t row_stride, int32_t pixel_stride,
-                     const BoxExtent &e, double *box) {
+                     int32_t block_width, int32_t block_height, const BoxExtent &e, double *box) {
   static_assert(C == 3 || C == 4, "the box holds whole pixels of 3 or 4 channels");
   const int row_doubles = e.width * 4;
   const bool packed = pixel_stride == C * static_cast<int32_t>(sizeof(T));
+  const int32_t end = e.first_column + e.width;
+  const int32_t first = e.first_column < 0 ? 0 : e.first_column;
+  const int left = first - e.first_column;  // box columns left of the block
+  const int inside = (end < block_width ? end : block_width) - first;
+  int32_t previous = -1;
   for (int r = 0; r < e.height; ++r) {
-    const uint8_t *src = data + static_cast<ptrdiff_t>(e.first_row + r) * row_stride +
-                         static_cast<ptrdiff_t>(e.first_column) * pixel_stride;
+    int32_t row = e.first_row + r;
+    row = row < 0 ? 0 : (row > block_height - 1 ? block_height - 1 : row);
     double *out = box + static_cast<ptrdiff_t>(r) * row_doubles;
+    if (row == previous) {  // above or below the block: the edge row again
+      std::memcpy(out, out - row_doubles, sizeof(double) * row_doubles);
+      continue;
+    }
+    previous = row;
+    const uint8_t *src = data + static_cast<ptrdiff_t>(row) * row_stride +
+                         static_cast<ptrdiff_t>(first) * pixel_stride;
+    double *at = out + 4 * left;
     if (C == 4 && packed) {
-      convert_samples<T>(src, row_doubles, out);
+      convert_samples<T>(src, inside * 4, at);
     } else if (C == 3 && packed) {
-      convert_threes<T>(src, e.width, out);
+      convert_threes<T>(src, inside, at);
     } else {
-      for (int c = 0; c < e.width; ++c) {
-        convert_samples<T>(src + c * pixel_stride, C, out + 4 * c);
-        if (C == 3) out[4 * c + 3] = 0.0;
+      for (int c = 0; c < inside; ++c) {
+        convert_samples<T>(src + c * pixel_stride, C, at + 4 * c);
+        if (C == 3) at[4 * c + 3] = 0.0;
       }
+    }
+    for (int c = 0; c < left; ++c) std::memcpy(out + 4 * c, at, sizeof(double) * 4);
+    const double *last = at + 4 * (inside - 1);
+    for (int c = left + inside; c < e.width; ++c) {
+      std::memcpy(out + 4 * c, last, sizeof(double) * 4);
     }
   }
 }
 
 // Fills `planes` with the extent's pixels of 1 or 2 channels, each channel a
 // plane of its own laid out column by column: sample k of box pixel (column
-// c, row i) at planes[(k * width + c) * height + i]. Box row i is block row
-// first_row + i clamped to the block (first_row may be negative, and the
-// extent may reach below the block), so that rows above and below the block
-// repeat its edge rows, as clamped taps read them: a pixel's tap rows at one
-// tap column are then always consecutive doubles.
+// c, row i) at planes[(k * width + c) * height + i]. As in fill_box, box
+// pixels beyond the block repeat its edge pixels: a pixel's tap rows at one
+// tap column are then always consecutive doubles, and its tap columns always
+// `height` doubles apart.
 template <typename T, int C>
 inline void fill_planes(const uint8_t *data, int32_t row_stride, int32_t pixel_stride,
-                        int32_t block_height, const BoxExtent &e, double *planes) {
+                        int32_t block_width, int32_t block_height, const BoxExtent &e,
+                        double *planes) {
   static_assert(C == 1 || C == 2, "planes hold pixels of 1 or 2 channels");
   const ptrdiff_t plane = static_cast<ptrdiff_t>(e.width) * e.height;
+  const int32_t end = e.first_column + e.width;
+  const int32_t first = e.first_column < 0 ? 0 : e.first_column;
+  const int left = first - e.first_column;  // box columns left of the block
+  const int inside = (end < block_width ? end : block_width) - first;
   for (int i = 0; i < e.height; ++i) {
     int32_t r = e.first_row + i;
     r = r < 0 ? 0 : (r > block_height - 1 ? block_height - 1 : r);
     const uint8_t *src = data + static_cast<ptrdiff_t>(r) * row_stride +
-                         static_cast<ptrdiff_t>(e.first_column) * pixel_stride;
-    double *out = planes + i;
-    for (int c = 0; c < e.width; ++c) {
+                         static_cast<ptrdiff_t>(first) * pixel_stride;
+    double *out = planes + static_cast<ptrdiff_t>(left) * e.height + i;
+    for (int c = 0; c < inside; ++c) {
       for (int k = 0; k < C; ++k) {
         T v;
         std::memcpy(&v, src + c * pixel_stride + k * static_cast<int>(sizeof(T)), sizeof v);
         out[k * plane + static_cast<ptrdiff_t>(c) * e.height] = static_cast<double>(v);
       }
+    }
+  }
+  const size_t column_bytes = sizeof(double) * static_cast<size_t>(e.height);
+  for (int k = 0; k < C; ++k) {
+    double *p = planes + k * plane;
+    for (int c = 0; c < left; ++c) {
+      std::memcpy(p + static_cast<ptrdiff_t>(c) * e.height,
+                  p + static_cast<ptrdiff_t>(left) * e.height, column_bytes);
+    }
+    for (int c = left + inside; c < e.width; ++c) {
+      std::memcpy(p + static_cast<ptrdiff_t>(c) * e.height,
+                  p + static_cast<ptrdiff_t>(left + inside - 1) * e.height, column_bytes);
     }
   }
 }
