@@ -638,15 +638,18 @@ Image bigPhoto() {
 TEST(UiServer, ANewerPreviewSupersedesOneStillWaiting) {
   Folder dir;
   Editor e(dir.path() / "big.png", bigPhoto());
-  const json slow = previewBody({{"method", "lanczos8"}}, 4000, 3000);
+  // The two small requests must both arrive while the big one runs: with
+  // Lanczos 8 it had come to take about as long as the two pauses on a fast
+  // machine, and finished first.
+  const json slow = previewBody({{"method", "lanczos12"}}, 4000, 3000);
   auto send = [&e](const json &body) {
     const auto r = e.post("/api/preview", body.dump());
     return r ? r->status : -1;
   };
   auto busy = std::async(std::launch::async, send, slow);
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  std::this_thread::sleep_for(std::chrono::milliseconds(150));
   auto older = std::async(std::launch::async, send, previewBody({{"k1", -0.1}}, 64, 64));
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  std::this_thread::sleep_for(std::chrono::milliseconds(150));
   auto newer = std::async(std::launch::async, send, previewBody({{"k1", -0.2}}, 64, 64));
   EXPECT_EQ(std::tuple(busy.get(), older.get(), newer.get()), std::tuple(200, 409, 200));
 }
