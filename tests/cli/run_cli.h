@@ -43,6 +43,7 @@ struct RunOptions {
   bool closedStdout = false;         // standard output a pipe nobody reads (`| head` gone)
   int killAfterMs = -1;              // SIGKILL a run that takes longer (a hang)
   rlim_t dataLimit = RLIM_INFINITY;  // RLIMIT_DATA: a safety net, not a measure
+  const char *isa = nullptr;         // ORTAVEL_ISA for the run (the kernels' path)
 };
 
 inline std::string slurp(const fs::path &p) {
@@ -81,6 +82,7 @@ inline CliResult runCli(const std::vector<std::string> &args, const fs::path &sc
       rlimit r{opt.fileSizeLimit, opt.fileSizeLimit};
       ::setrlimit(RLIMIT_FSIZE, &r);
     }
+    if (opt.isa != nullptr) ::setenv("ORTAVEL_ISA", opt.isa, 1);
     std::vector<char *> argv;
     std::string exe = ORTAVEL_CLI_PATH;
     argv.push_back(exe.data());
