@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <map>
 #include <optional>
 #include <string>
@@ -259,6 +260,25 @@ void parse_own_flags(int *argc, char **argv, std::vector<uint32_t> *levels,
   *argc = kept;
 }
 
+// The processor as the kernel reports it ("AMD EPYC (AuthenticAMD, family 26
+// model 2)"), so that figures from machines of different families are told
+// apart; speed differs between them more than between runs.
+std::string processor_description() {
+  std::ifstream in("/proc/cpuinfo");
+  std::map<std::string, std::string> field;
+  for (std::string line; std::getline(in, line) && !line.empty();) {
+    const auto colon = line.find(':');
+    if (colon == std::string::npos) continue;
+    std::string key = line.substr(0, colon);
+    key.erase(key.find_last_not_of(" \t") + 1);
+    const auto start = line.find_first_not_of(' ', colon + 1);
+    field[key] = start == std::string::npos ? "" : line.substr(start);
+  }
+  if (field.count("model name") == 0) return "unknown (no /proc/cpuinfo)";
+  return field["model name"] + " (" + field["vendor_id"] + ", family " + field["cpu family"] +
+         " model " + field["model"] + ")";
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
@@ -291,6 +311,9 @@ int main(int argc, char **argv) {
       }
     }
   }
+  std::printf("processor: %s; widest kernel path: %s\n", processor_description().c_str(),
+              interp_isa_name(interp_isa_widest()));
+  std::fflush(stdout);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   if (!g_quick) {
