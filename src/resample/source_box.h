@@ -134,6 +134,20 @@ inline void convert_threes(const uint8_t *p, int count, double *out) {
   }
 }
 
+// Which of an extent's columns lie in the block: `left` box columns before
+// it, then `inside` columns from block column `first` on; the rest are after
+// it.
+struct InsideColumns {
+  int32_t first;
+  int left;
+  int inside;
+};
+inline InsideColumns inside_columns(const BoxExtent &e, int32_t block_width) {
+  const int32_t end = e.first_column + e.width;
+  const int32_t first = e.first_column < 0 ? 0 : e.first_column;
+  return {first, first - e.first_column, (end < block_width ? end : block_width) - first};
+}
+
 // Fills `box` with the extent's samples of the block at `data`, four doubles
 // a pixel: a pixel's taps are then one aligned four-double read, never split
 // between two cache lines (with three doubles a pixel, three reads in eight
@@ -152,10 +166,7 @@ inline void fill_box(const uint8_t *data, int32_t row_stride, int32_t pixel_stri
   static_assert(C == 3 || C == 4, "the box holds whole pixels of 3 or 4 channels");
   const int row_doubles = e.width * 4;
   const bool packed = pixel_stride == C * static_cast<int32_t>(sizeof(T));
-  const int32_t end = e.first_column + e.width;
-  const int32_t first = e.first_column < 0 ? 0 : e.first_column;
-  const int left = first - e.first_column;  // box columns left of the block
-  const int inside = (end < block_width ? end : block_width) - first;
+  const auto [first, left, inside] = inside_columns(e, block_width);
   int32_t previous = -1;
   for (int r = 0; r < e.height; ++r) {
     int32_t row = e.first_row + r;
@@ -199,10 +210,7 @@ inline void fill_planes(const uint8_t *data, int32_t row_stride, int32_t pixel_s
                         double *planes) {
   static_assert(C == 1 || C == 2, "planes hold pixels of 1 or 2 channels");
   const ptrdiff_t plane = static_cast<ptrdiff_t>(e.width) * e.height;
-  const int32_t end = e.first_column + e.width;
-  const int32_t first = e.first_column < 0 ? 0 : e.first_column;
-  const int left = first - e.first_column;  // box columns left of the block
-  const int inside = (end < block_width ? end : block_width) - first;
+  const auto [first, left, inside] = inside_columns(e, block_width);
   for (int i = 0; i < e.height; ++i) {
     int32_t r = e.first_row + i;
     r = r < 0 ? 0 : (r > block_height - 1 ? block_height - 1 : r);
