@@ -423,9 +423,9 @@ struct VectorFilter {
     }
   }
 
-  // Tap rows summed side by side at once from an edged box: all of them up
-  // to 8; of 12, three groups of 4, whose sums are weighted and added in row
-  // order after each group. With all 12 at once g++ kept one pointer per row
+  // Tap rows summed side by side at once: all of them up to 8; of 12, three
+  // groups of 4, whose sums are weighted and added in row order after each
+  // group. With all 12 at once g++ kept one pointer per row
   // in registers and each tap's weight on the stack, reloaded for every row:
   // Lanczos 12 ran slower with AVX-512 than with AVX2. (Lanczos 8 in two
   // groups measured the same as now.)
@@ -438,61 +438,42 @@ struct VectorFilter {
   // faster: the pixels' chains already overlap.)
   template <class Reader>
   static __m256d sum_pixel(const Reader &read, const Taps &t, int j) {
-    if constexpr (Reader::kEdged && kRowsAtOnce < N) {
-      static_assert(N % kRowsAtOnce == 0, "whole groups of tap rows");
-      __m256d sum = _mm256_setzero_pd();
-      for (int m0 = 0; m0 < N; m0 += kRowsAtOnce) {
-        const double *tap_row[kRowsAtOnce];
-        for (int i = 0; i < kRowsAtOnce; ++i) {
+    static_assert(N % kRowsAtOnce == 0, "whole groups of tap rows");
+    __m256d sum = _mm256_setzero_pd();
+    for (int m0 = 0; m0 < N; m0 += kRowsAtOnce) {
+      decltype(read.row(0)) tap_row[kRowsAtOnce];
+      for (int i = 0; i < kRowsAtOnce; ++i) {
+        if constexpr (Reader::kEdged) {
           tap_row[i] = read.row(t.origin[j] + (m0 + i) * read.row_step);
+        } else {
+          tap_row[i] = read.row(t.row[m0 + i][j]);
         }
-        __m256d rowsum[kRowsAtOnce];
-        {
-          const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, 0));
-          for (int i = 0; i < kRowsAtOnce; ++i)
-            rowsum[i] = _mm256_mul_pd(_mm256_loadu_pd(tap_row[i]), w);
-        }
-        for (int n = 1; n < N; ++n) {
-          const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, n));
-          for (int i = 0; i < kRowsAtOnce; ++i) {
-            rowsum[i] =
-                _mm256_add_pd(rowsum[i], _mm256_mul_pd(_mm256_loadu_pd(tap_row[i] + 4 * n), w));
-          }
-        }
+      }
+      // Each sum starts from its first product rather than from zero plus
+      // it: the two differ at most in the sign of a zero, which no later sum
+      // or product turns into a magnitude and which the clamp turns into 0
+      // alike. (Bilinear spends a quarter of its arithmetic on those
+      // additions.)
+      __m256d rowsum[kRowsAtOnce];
+      {
+        const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, 0));
+        const int32_t at = column<Reader>(t, j, 0);
         for (int i = 0; i < kRowsAtOnce; ++i) {
-          const __m256d product =
-              _mm256_mul_pd(rowsum[i], _mm256_set1_pd(Taps::weight(t.wy, j, m0 + i)));
-          sum = m0 + i == 0 ? product : _mm256_add_pd(sum, product);
+          rowsum[i] = _mm256_mul_pd(Reader::four(tap_row[i], at), w);
         }
       }
-      return sum;
-    }
-    decltype(read.row(0)) tap_row[N];
-    if constexpr (Reader::kEdged) {
-      for (int m = 0; m < N; ++m) tap_row[m] = read.row(t.origin[j] + m * read.row_step);
-    } else {
-      for (int m = 0; m < N; ++m) tap_row[m] = read.row(t.row[m][j]);
-    }
-    // Each sum starts from its first product rather than from zero plus it:
-    // the two differ at most in the sign of a zero, which no later sum or
-    // product turns into a magnitude and which the clamp turns into 0 alike.
-    // (Bilinear spends a quarter of its arithmetic on those additions.)
-    __m256d rowsum[N];
-    {
-      const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, 0));
-      const int32_t at = column<Reader>(t, j, 0);
-      for (int m = 0; m < N; ++m) rowsum[m] = _mm256_mul_pd(Reader::four(tap_row[m], at), w);
-    }
-    for (int n = 1; n < N; ++n) {
-      const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, n));
-      const int32_t at = column<Reader>(t, j, n);
-      for (int m = 0; m < N; ++m) {
-        rowsum[m] = _mm256_add_pd(rowsum[m], _mm256_mul_pd(Reader::four(tap_row[m], at), w));
+      for (int n = 1; n < N; ++n) {
+        const __m256d w = _mm256_set1_pd(Taps::weight(t.wx, j, n));
+        const int32_t at = column<Reader>(t, j, n);
+        for (int i = 0; i < kRowsAtOnce; ++i) {
+          rowsum[i] = _mm256_add_pd(rowsum[i], _mm256_mul_pd(Reader::four(tap_row[i], at), w));
+        }
       }
-    }
-    __m256d sum = _mm256_mul_pd(rowsum[0], _mm256_set1_pd(Taps::weight(t.wy, j, 0)));
-    for (int m = 1; m < N; ++m) {
-      sum = _mm256_add_pd(sum, _mm256_mul_pd(rowsum[m], _mm256_set1_pd(Taps::weight(t.wy, j, m))));
+      for (int i = 0; i < kRowsAtOnce; ++i) {
+        const __m256d product =
+            _mm256_mul_pd(rowsum[i], _mm256_set1_pd(Taps::weight(t.wy, j, m0 + i)));
+        sum = m0 + i == 0 ? product : _mm256_add_pd(sum, product);
+      }
     }
     return sum;
   }
