@@ -321,7 +321,7 @@ struct VectorFilter {
     alignas(64) double wy[kWeightRows][kWeightColumns];
     alignas(64) int32_t row[N][L];
     alignas(64) int32_t col[N][L];
-    alignas(64) int32_t origin[L];  // each lane's first tap, not clamped (edged boxes only)
+    alignas(64) int32_t origin[L];  // each lane's first tap, not clamped (edged reads only)
     unsigned in_bits;
     bool near_end;  // some read may reach past `limit` (see prepare)
 
@@ -347,7 +347,8 @@ struct VectorFilter {
 
   // Lanes [0, valid) at sx, sy. Returns false when no lane is inside.
   // kEdged: what is read repeats the block's edge pixels beyond it (an edged
-  // box, see fill_box), so only each lane's first tap is stored (t.origin).
+  // box or planes, see fill_box and fill_planes), so only each lane's first
+  // tap is stored (t.origin).
   template <bool kEdged>
   static bool prepare(const SourceView &s, const Table &table, const Offsets &at, const double *sx,
                       const double *sy, int valid, Taps &t) {
@@ -425,10 +426,10 @@ struct VectorFilter {
 
   // Tap rows summed side by side at once: all of them up to 8; of 12, three
   // groups of 4, whose sums are weighted and added in row order after each
-  // group. With all 12 at once g++ kept one pointer per row
-  // in registers and each tap's weight on the stack, reloaded for every row:
-  // Lanczos 12 ran slower with AVX-512 than with AVX2. (Lanczos 8 in two
-  // groups measured the same as now.)
+  // group. With all 12 at once g++ kept one pointer per row in registers and
+  // each tap's weight on the stack, reloaded for every row: Lanczos 12 ran
+  // slower with AVX-512 than with AVX2. (Lanczos 8 in two groups measured
+  // the same as now.)
   static constexpr int kRowsAtOnce = N > 8 ? 4 : N;
 
   // The sum of pixel j (inside): each tap row summed left to right, weighted
